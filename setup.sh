@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing need; quick when all are present.
+set -euo pipefail
+
+packages=(
+  # build
+  cmake ninja-build pkg-config g++ googletest libgtest-dev libbenchmark-dev
+  # engine and foundation
+  libsqlite3-dev zlib1g-dev libssl-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "setup: installing ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt_opts=(-o DPkg::Lock::Timeout=300)
+  apt-get "${apt_opts[@]}" update </dev/null
+  apt-get "${apt_opts[@]}" install -y --no-install-recommends "${missing[@]}" </dev/null
+fi
