@@ -39,7 +39,7 @@ typedef struct tvn_handle {
   size_t map_size;
   int kind;
   int is_private;
-  char shm_name[256];
+  char shm_name[257]; /* "/" plus a file name of up to 255 bytes */
 } tvn_handle;
 
 /* Builds "/tv-<uid>-<kind>-<name>" with "/" in the name turned into "\", shortened with a
