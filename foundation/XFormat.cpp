@@ -168,16 +168,24 @@ void XApplyNumberFormat(XString& text, int neutral) {
   XApplyNumberFormat(text, XNumberFormatFor(neutral));
 }
 
-XString XFormatNumber(int64_t value, int neutral) {
+XString XFormatNumber(int64_t value, const clLocaleNumberFormat& format) {
   XString text = XString::FromInt64(value);
-  XApplyNumberFormat(text, neutral);
+  XApplyNumberFormat(text, format);
+  return text;
+}
+
+XString XFormatNumber(int64_t value, int neutral) {
+  return XFormatNumber(value, XNumberFormatFor(neutral));
+}
+
+XString XFormatUnsigned(uint64_t value, const clLocaleNumberFormat& format) {
+  XString text = XString::FromUInt64(value);
+  XApplyNumberFormat(text, format);
   return text;
 }
 
 XString XFormatUnsigned(uint64_t value, int neutral) {
-  XString text = XString::FromUInt64(value);
-  XApplyNumberFormat(text, neutral);
-  return text;
+  return XFormatUnsigned(value, XNumberFormatFor(neutral));
 }
 
 XString XFormatDouble(double value, int32_t decimals, bool keepZeros,
@@ -191,7 +199,7 @@ XString XFormatDouble(double value, int32_t decimals, bool keepZeros, int neutra
   return XFormatDouble(value, decimals, keepZeros, XNumberFormatFor(neutral));
 }
 
-XString XFormatBytes(int64_t count, bool forceKilobytes, int neutral) {
+XString XFormatBytes(int64_t count, bool forceKilobytes, const clLocaleNumberFormat& format) {
   const double c = double(count);
   struct Scale {
     double factor;
@@ -203,7 +211,7 @@ XString XFormatBytes(int64_t count, bool forceKilobytes, int neutral) {
   if (!forceKilobytes) {
     for (const Scale& scale : scales) {
       if (std::trunc(c * scale.factor) == 0) continue;
-      XString text = XFormatDouble(c * scale.factor, 2, false, neutral);
+      XString text = XFormatDouble(c * scale.factor, 2, false, format);
       text += scale.unit;
       return text;
     }
@@ -211,13 +219,17 @@ XString XFormatBytes(int64_t count, bool forceKilobytes, int neutral) {
   if (forceKilobytes || std::trunc(c * std::ldexp(1.0, -10)) != 0) {
     // Rounded up unless less than a hundredth of a kilobyte is over.
     int64_t kilobytes = count == 0 ? 0 : int64_t(std::trunc(c / 1024.0 + 0.99));
-    XString text = XFormatNumber(kilobytes, neutral);
+    XString text = XFormatNumber(kilobytes, format);
     text += u" KB";
     return text;
   }
   XString text = XString::FromInt64(count);
   text += count == 1 ? u" byte" : u" bytes";
   return text;
+}
+
+XString XFormatBytes(int64_t count, bool forceKilobytes, int neutral) {
+  return XFormatBytes(count, forceKilobytes, XNumberFormatFor(neutral));
 }
 
 XString XFormatDuration(uint64_t milliseconds, uint32_t style,
