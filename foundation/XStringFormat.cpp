@@ -116,6 +116,10 @@ void PutPadded(Output& out, const Spec& spec, const char16_t* s, size_t n) {
 // Runs the C library's narrow printf for one number; its output is ASCII.
 template <typename T>
 void PutNumber(Output& out, const Spec& spec, const char* lengthAndConversion, T value) {
+  if (spec.width > out.limit - out.count) {
+    out.tooLong = true;  // the field alone would not fit
+    return;
+  }
   std::string fmt = "%" + spec.flags + (spec.leftAlign ? "-" : "");
   if (spec.width > 0)
     fmt += std::to_string(spec.width);
@@ -303,6 +307,10 @@ XString XString::Formatted(const char16_t* fmt, ...) {
 
 XString& XString::FormatLadderV(int firstSize, int giveUpSize, const char16_t* fmt,
                                 va_list args) {
+  if (Owns(fmt)) {
+    XString format(fmt);
+    return FormatLadderV(firstSize, giveUpSize, format.text, args);
+  }
   Clear();
   if (!fmt)
     return *this;
@@ -369,10 +377,10 @@ void PutSlowSigned(XString& out, int value, const SlowSpec& spec) {
 }  // namespace
 
 XString& XString::FormatSlowV(const char16_t* fmt, va_list args) {
+  XString format(fmt);  // fmt may be this string's own text
   Clear();
   if (!fmt)
     return *this;
-  XString format(fmt);
   va_list ap;
   va_copy(ap, args);
   XString out;
