@@ -220,8 +220,15 @@ TEST(TvNamedTest, BlockKeepsItsSizeAndContentWhenOpenedWithAnotherSize) {
   EXPECT_EQ(existed, 1);
   EXPECT_EQ(tv_block_size(second), tv_block_size(first));
   EXPECT_EQ(std::memcmp(tv_block_data(second), "12345678", 8), 0);
+  tv_block* third = tv_block_create(name.c_str(), 0, &existed);
+  ASSERT_NE(third, nullptr);
+  EXPECT_EQ(existed, 1);
   tv_block_close(first);
   tv_block_close(second);
+  tv_block_close(third);
+  EXPECT_EQ(tv_block_create(name.c_str(), 0, nullptr), nullptr);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_FALSE(ShmExists("blk", name));
 }
 
 TEST(TvNamedTest, NothingIsLeftInSharedMemoryAfterTheLastClose) {
