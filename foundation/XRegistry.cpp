@@ -1,14 +1,15 @@
-// The settings store's free functions: locations, type rules, strings, subtrees, listings.
+// The settings store's free functions: locations, type rules, values and subtrees.
 #include "XRegistry.h"
 
-#include "XBuffer.h"
+#include "XRegistryDetail.h"
 #include "XRegistryStore.h"
 #include "XString.h"
-#include "XStringList.h"
 
 #include <cstring>
 #include <string>
 #include <vector>
+
+using namespace XRegistryDetail;
 
 namespace {
 
@@ -20,14 +21,6 @@ std::u16string defaultPath;
 constexpr size_t EnumNameRoom = 1040;
 // A string read is tried again this often when the value grew between size and read.
 constexpr int StringReadAttempts = 3;
-
-std::u16string_view View(const char16_t* text) { return text ? text : u""; }
-
-uint32_t RootOf(uint32_t root) { return root ? root : defaultRoot; }
-
-std::u16string_view PathOf(const char16_t* key) {
-  return key ? std::u16string_view(key) : std::u16string_view(defaultPath);
-}
 
 bool WantsWrite(uint32_t access) {
   constexpr uint32_t writeBits = KEY_SET_VALUE | KEY_CREATE_SUB_KEY | 0x10000u /* DELETE */;
@@ -72,9 +65,18 @@ bool ReadFixed(const char16_t* name, void* buffer, uint32_t length, uint32_t exp
   return ok;
 }
 
-// Reads a text value into `data`, with `extra` zero bytes behind the stored bytes so that
-// the text ends even when the stored data has no terminator. An existing empty value gives
-// an empty block and success.
+}  // namespace
+
+namespace XRegistryDetail {
+
+std::u16string_view View(const char16_t* text) { return text ? text : u""; }
+
+uint32_t RootOf(uint32_t root) { return root ? root : defaultRoot; }
+
+std::u16string_view PathOf(const char16_t* key) {
+  return key ? std::u16string_view(key) : std::u16string_view(defaultPath);
+}
+
 bool ReadTextData(const char16_t* name, uint32_t root, const char16_t* key, uint32_t expected,
                   uint32_t extra, std::vector<char16_t>& data) {
   XRegHandle handle = XRegistry::OpenKey(KEY_QUERY_VALUE, root, key);
@@ -108,13 +110,23 @@ bool WriteValue(const char16_t* name, uint32_t type, const void* data, uint32_t 
   return ok;
 }
 
-void AddNames(const std::vector<std::u16string>& names, XStringList& list, size_t* count) {
-  size_t i = 0;
-  for (; i < names.size() && names[i].size() < EnumNameRoom; ++i) list.Add(names[i].c_str());
-  if (count) *count = i;
+size_t ListedCount(const std::vector<std::u16string>& names) {
+  size_t count = 0;
+  while (count < names.size() && names[count].size() < EnumNameRoom) ++count;
+  return count;
 }
 
-}  // namespace
+bool SubKeyNames(uint32_t root, std::u16string_view path, std::vector<std::u16string>& names) {
+  names.clear();
+  XRegKey* handle = nullptr;
+  if (XRegStore::Open(root, path, true, false, &handle) != XRegStore::Ok) return false;
+  XRegStore::ListSubKeys(handle, names);
+  XRegStore::Close(handle);
+  names.resize(ListedCount(names));
+  return true;
+}
+
+}  // namespace XRegistryDetail
 
 namespace XRegistry {
 
@@ -163,16 +175,6 @@ XString ReadString(const char16_t* name, uint32_t root, const char16_t* key, uin
   SetFailed(failed, !ok);
   if (!ok || data.empty()) return XString();
   return XString(data.data());
-}
-
-bool ReadStrings(XStringList& list, const char16_t* name, uint32_t root, const char16_t* key) {
-  list.Clear();
-  std::vector<char16_t> data;
-  if (!ReadTextData(name, root, key, REG_MULTI_SZ, 4, data)) return false;
-  if (!data.empty()) {
-    list.FromMultiString(data.data(), uint32_t(data.size() * sizeof(char16_t)), 1);
-  }
-  return true;
 }
 
 bool ValueExists(const char16_t* name, uint32_t root, const char16_t* key) {
@@ -229,13 +231,6 @@ bool WriteString(const char16_t* text, const char16_t* name, uint32_t root, cons
   return WriteValue(name, expand ? REG_EXPAND_SZ : REG_SZ, data, bytes, root, key);
 }
 
-bool WriteStrings(const XStringList& list, const char16_t* name, uint32_t root,
-                  const char16_t* key) {
-  XBuffer data;
-  if (!list.ToMultiString(data, 1) || !data.data) return false;
-  return WriteValue(name, REG_MULTI_SZ, data.data, data.size, root, key);
-}
-
 void DeleteValue(const char16_t* name, uint32_t root, const char16_t* key) {
   if (XRegHandle handle = OpenKey(KEY_ALL_ACCESS, root, key)) {
     XRegStore::DeleteValue(handle, View(name));
@@ -248,11 +243,9 @@ void DeleteKey(uint32_t root, const char16_t* parent, const char16_t* subkey) {
   std::u16string child(PathOf(parent));
   if (!child.empty() && child.back() != u'\\') child += u'\\';
   child += subkey;
-  XStringList children;
-  EnumKeys(root, child.c_str(), children);
-  for (int32_t i = 0; i < children.Count(); ++i) {
-    DeleteKey(root, child.c_str(), children.At(i).CStr());
-  }
+  std::vector<std::u16string> children;
+  if (uint32_t actualRoot = RootOf(root)) SubKeyNames(actualRoot, child, children);
+  for (const std::u16string& name : children) DeleteKey(root, child.c_str(), name.c_str());
   if (XRegHandle handle = OpenKey(KEY_ALL_ACCESS, root, parent)) {
     XRegStore::DeleteSubKey(handle, subkey);
     CloseKey(handle);
@@ -266,38 +259,6 @@ bool KeyExists(uint32_t root, const char16_t* key) {
   XRegKey* handle = nullptr;
   if (XRegStore::Open(actualRoot, path, false, false, &handle) != XRegStore::Ok) return false;
   XRegStore::Close(handle);
-  return true;
-}
-
-bool EnumKeys(uint32_t root, const char16_t* key, XStringList& list) {
-  list.Clear();
-  uint32_t actualRoot = RootOf(root);
-  // Only an explicit empty path means the root itself.
-  if (!actualRoot || (!key && defaultPath.empty())) return false;
-  XRegKey* handle = nullptr;
-  if (XRegStore::Open(actualRoot, PathOf(key), true, false, &handle) != XRegStore::Ok) {
-    return false;
-  }
-  std::vector<std::u16string> names;
-  XRegStore::ListSubKeys(handle, names);
-  XRegStore::Close(handle);
-  AddNames(names, list, nullptr);
-  return true;
-}
-
-bool EnumValues(uint32_t root, const char16_t* key, XStringList& names,
-                std::vector<uint32_t>* types) {
-  names.Clear();
-  if (types) types->clear();
-  XRegHandle handle = OpenKey(KEY_READ, root, key);
-  if (!handle) return false;
-  std::vector<std::u16string> found;
-  std::vector<uint32_t> foundTypes;
-  XRegStore::ListValues(handle, found, foundTypes);
-  CloseKey(handle);
-  size_t count = 0;
-  AddNames(found, names, &count);
-  if (types) types->assign(foundTypes.begin(), foundTypes.begin() + long(count));
   return true;
 }
 
