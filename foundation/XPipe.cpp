@@ -68,11 +68,13 @@ XBuffer& XPipe::ReadAvailable(bool* outBroken) {
   while (receivedCount < kDrainLimit) {
     uint32_t n = Available(&broken);
     if (n == 0 || broken) break;
+    if (n > kDrainLimit - receivedCount) n = kDrainLimit - receivedCount;
     if (!received.Resize(receivedCount + n, true, false, 2 * n)) {
       broken = true;
       break;
     }
     uint32_t got = 0;
+    bool uncounted = peeked >= 0 && n == 1;
     if (peeked >= 0) {
       received.data[receivedCount] = uint8_t(peeked);
       peeked = -1;
@@ -87,6 +89,8 @@ XBuffer& XPipe::ReadAvailable(bool* outBroken) {
       broken = failed;
       break;
     }
+    // A stream that cannot count its bytes gives one per drain: another peek could block.
+    if (uncounted) break;
   }
   if (outBroken) *outBroken = broken;
   return received;

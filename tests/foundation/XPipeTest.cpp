@@ -2,10 +2,13 @@
 #include "XPipe.h"
 
 #include <fcntl.h>
+#include <stdlib.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "XFileTestFolder.h"
@@ -102,7 +105,9 @@ TEST_F(XPipeTest, InheritanceFollowsTheRequest) {
   EXPECT_FALSE(fcntl(taken, F_GETFD) & FD_CLOEXEC);
   EXPECT_EQ(closedOnExec.readHandle, XInvalidHandle);
   EXPECT_EQ(closedOnExec.reader.handle, XInvalidHandle);
-  if (oldRead != taken) EXPECT_EQ(fcntl(oldRead, F_GETFD), -1);
+  if (oldRead != taken) {
+    EXPECT_EQ(fcntl(oldRead, F_GETFD), -1);
+  }
   ASSERT_TRUE(closedOnExec.Write("z", 1));
   char byte = 0;
   EXPECT_EQ(read(taken, &byte, 1), 1);
@@ -187,7 +192,35 @@ TEST_F(XPipeTest, ByteReadToTellIsKeptForTheDrain) {
   EXPECT_EQ(pipe.Available(&broken), 1u);
   EXPECT_FALSE(broken);
   EXPECT_EQ(pipe.Available(&broken), 1u);
-  std::string got = Drained(pipe, &broken);
-  EXPECT_FALSE(got.empty());
-  EXPECT_EQ(got, std::string(got.size(), '\0'));
+  EXPECT_EQ(Drained(pipe, &broken), std::string(1, '\0'));
+  EXPECT_FALSE(broken);
+}
+
+TEST_F(XPipeTest, TerminalGivesLinesThenItsEndOfFile) {
+  int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(master, 0);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  int terminal = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(terminal, 0);
+  termios mode{};
+  ASSERT_EQ(tcgetattr(terminal, &mode), 0);
+  mode.c_lflag &= ~tcflag_t(ECHO);
+  ASSERT_EQ(tcsetattr(terminal, TCSANOW, &mode), 0);
+  XPipe pipe;
+  pipe.Attach(terminal, XInvalidHandle);
+  bool broken = true;
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_FALSE(broken);
+  ASSERT_EQ(write(master, "ab\n", 3), 3);
+  tcdrain(master);
+  pollfd p{terminal, POLLIN, 0};
+  ASSERT_EQ(poll(&p, 1, 5000), 1);
+  EXPECT_EQ(Drained(pipe, &broken), "ab\n");
+  EXPECT_FALSE(broken);
+  ASSERT_EQ(write(master, "\x04", 1), 1);  // end of file typed on an empty line
+  ASSERT_EQ(poll(&p, 1, 5000), 1);
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_TRUE(broken);
+  close(master);
 }
