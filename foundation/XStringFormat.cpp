@@ -232,7 +232,10 @@ bool PutConversion(Output& out, const char16_t*& p, va_list& args) {
   }
   if (!ReadSize(p, spec))
     return false;
-  char16_t conversion = *p++;
+  char16_t conversion = *p;
+  if (conversion == 0)
+    return false;  // the format ends inside the conversion
+  ++p;
   switch (conversion) {
   case u'%': out.Put(u'%'); return true;
   case u'd': case u'i': PutSigned(out, spec, 'd', args); return true;
@@ -269,7 +272,7 @@ int XFormatUnits(char16_t* dst, int limit, const char16_t* fmt, va_list args) {
   Output out{dst, limit};
   const char16_t* p = fmt;
   bool bad = false;
-  while (*p && !out.tooLong && !bad) {
+  while (!bad && !out.tooLong && *p) {
     if (*p != u'%')
       out.Put(*p++);
     else
