@@ -1,0 +1,148 @@
+// The settings store's string-list functions: multi-string values and listings.
+#include "XRegistry.h"
+#include "XRegistryStore.h"
+#include "XSettingsSandbox.h"
+#include "XString.h"
+#include "XStringList.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::u16string> Items(const XStringList& list) {
+  std::vector<std::u16string> items;
+  for (int32_t i = 0; i < list.Count(); ++i) items.push_back(list.At(i).CStr());
+  return items;
+}
+
+void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t size) {
+  XRegHandle key = XRegistry::OpenKey(KEY_WRITE);
+  ASSERT_NE(key, nullptr);
+  EXPECT_EQ(XRegStore::Set(key, name, type, data, size), XRegStore::Ok);
+  XRegistry::CloseKey(key);
+}
+
+}  // namespace
+
+using XRegistryListsTest = XSettingsSandbox;
+
+TEST_F(XRegistryListsTest, StringListsRoundTrip) {
+  XStringList list;
+  list.Add(u"C:\\first");
+  list.Add(u"");
+  list.Add(u"third \u00e9");
+  ASSERT_TRUE(XRegistry::WriteStrings(list, u"Paths"));
+  EXPECT_EQ(XRegistry::ValueType(u"Paths"), REG_MULTI_SZ);
+  XStringList back;
+  back.Add(u"stale");
+  EXPECT_TRUE(XRegistry::ReadStrings(back, u"Paths"));
+  EXPECT_EQ(Items(back), (std::vector<std::u16string>{u"C:\\first", u"", u"third \u00e9"}));
+
+  XStringList none;
+  ASSERT_TRUE(XRegistry::WriteStrings(none, u"None"));
+  back.Add(u"stale");
+  EXPECT_TRUE(XRegistry::ReadStrings(back, u"None"));
+  EXPECT_EQ(back.Count(), 0);
+
+  WriteRaw(u"EmptyMulti", REG_MULTI_SZ, "", 0);
+  back.Add(u"stale");
+  EXPECT_TRUE(XRegistry::ReadStrings(back, u"EmptyMulti"));
+  EXPECT_EQ(back.Count(), 0);
+}
+
+TEST_F(XRegistryListsTest, StringListReadOfOtherTypesOrAbsentFailsWithAClearedList) {
+  ASSERT_TRUE(XRegistry::WriteString(u"one", u"Single"));
+  XStringList list;
+  list.Add(u"stale");
+  EXPECT_FALSE(XRegistry::ReadStrings(list, u"Single"));
+  EXPECT_EQ(list.Count(), 0);
+  list.Add(u"stale");
+  EXPECT_FALSE(XRegistry::ReadStrings(list, u"Absent"));
+  EXPECT_EQ(list.Count(), 0);
+}
+
+TEST_F(XRegistryListsTest, EnumKeysListsChildrenAndEmptyPathListsTheRoot) {
+  for (const char16_t* key : {u"Software\\Test\\beta", u"Software\\Test\\Alpha\\Deep",
+                              u"Software\\Test\\_under", u"Software\\Test\\Gamma"}) {
+    ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, key));
+  }
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", HKEY_CURRENT_USER, u"Another"));
+  XStringList list;
+  list.Add(u"stale");
+  ASSERT_TRUE(XRegistry::EnumKeys(0, nullptr, list));
+  EXPECT_EQ(Items(list), (std::vector<std::u16string>{u"_under", u"Alpha", u"beta", u"Gamma"}));
+  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
+  EXPECT_EQ(Items(list), (std::vector<std::u16string>{u"Another", u"Software"}));
+  ASSERT_TRUE(XRegistry::EnumKeys(0, u"Software\\Test\\Gamma", list));
+  EXPECT_EQ(list.Count(), 0);
+}
+
+TEST_F(XRegistryListsTest, EnumValuesGivesNamesAndTypesInWritingOrder) {
+  ASSERT_TRUE(XRegistry::WriteString(u"s", u"Zeta"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Alpha"));
+  ASSERT_TRUE(XRegistry::WriteQWORD(1, u"Mid"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"ZETA"));  // rewriting keeps place and name
+  XStringList names;
+  std::vector<uint32_t> types{99};
+  ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names, &types));
+  EXPECT_EQ(Items(names), (std::vector<std::u16string>{u"Zeta", u"Alpha", u"Mid"}));
+  EXPECT_EQ(types, (std::vector<uint32_t>{REG_DWORD, REG_DWORD, REG_QWORD}));
+  ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names));
+  EXPECT_EQ(names.Count(), 3);
+}
+
+TEST_F(XRegistryListsTest, EnumerationStopsAtANameTooLongForItsBuffer) {
+  std::u16string fits(1039, u'a');
+  std::u16string tooLong(1040, u'b');
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, fits.c_str()));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, tooLong.c_str()));
+  ASSERT_TRUE(XRegistry::WriteDWORD(3, u"after"));
+  XStringList names;
+  std::vector<uint32_t> types;
+  ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names, &types));
+  EXPECT_EQ(Items(names), std::vector<std::u16string>{fits});
+  EXPECT_EQ(types.size(), 1u);
+}
+
+
+TEST_F(XRegistryListsTest, ListingsKeepTheFirstSpellingOfANameTheirOwn) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", HKEY_CURRENT_USER, u"Software\\Case"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"VOLUME", HKEY_CURRENT_USER, u"SOFTWARE\\case"));
+  XStringList list;
+  ASSERT_TRUE(XRegistry::EnumValues(HKEY_CURRENT_USER, u"Software\\Case", list));
+  EXPECT_EQ(Items(list), std::vector<std::u16string>{u"Volume"});
+  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"software", list));
+  EXPECT_EQ(Items(list), std::vector<std::u16string>{u"Case"});
+  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
+  EXPECT_EQ(Items(list), std::vector<std::u16string>{u"Software"});
+}
+
+TEST_F(XRegistryListsTest, NoDefaultAndNoKeyListsNothing) {
+  XRegistry::SetDefaultKey(0, nullptr);
+  XStringList list;
+  list.Add(u"stale");
+  EXPECT_FALSE(XRegistry::EnumKeys(0, nullptr, list));
+  EXPECT_EQ(list.Count(), 0);
+  EXPECT_FALSE(XRegistry::EnumValues(HKEY_CURRENT_USER, nullptr, list));
+  EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
+  EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
+  EXPECT_FALSE(std::filesystem::exists(folder + "/Morlane"));
+}
+
+TEST_F(XRegistryListsTest, DamagedStoreListsNothing) {
+  std::filesystem::create_directories(StoreFolder());
+  std::ofstream(StoreFile(), std::ios::binary) << std::string(4096, '\x5a');
+  XStringList list;
+  list.Add(u"x");
+  EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
+  EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
+  EXPECT_FALSE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
+  std::vector<uint32_t> types{1};
+  EXPECT_FALSE(XRegistry::EnumValues(0, nullptr, list, &types));
+  EXPECT_TRUE(types.empty());
+}
