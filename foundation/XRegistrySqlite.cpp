@@ -210,20 +210,16 @@ long SetUpSchema(sqlite3* db) {
   });
 }
 
-long OpenDatabase(const std::string& file, bool readOnly, sqlite3** out) {
-  *out = nullptr;
-  int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+long OpenWritable(const std::string& file, sqlite3** out) {
   sqlite3* db = nullptr;
-  int rc = sqlite3_open_v2(file.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-  long result = FromSqlite(rc);
+  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+  long result = FromSqlite(sqlite3_open_v2(file.c_str(), &db, flags, nullptr));
   if (result == Ok) {
     sqlite3_busy_timeout(db, BusyTimeoutMs);
-    if (!readOnly) {
-      // Commits wait for no disk sync: a power cut may lose the last changes, never the
-      // database.
-      result = Exec(db, "PRAGMA synchronous = NORMAL; PRAGMA journal_size_limit = 4194304");
-      if (result == Ok) result = SetUpSchema(db);
-    }
+    // Commits wait for no disk sync: a power cut may lose the last changes, never the
+    // database.
+    result = Exec(db, "PRAGMA synchronous = NORMAL; PRAGMA journal_size_limit = 4194304");
+    if (result == Ok) result = SetUpSchema(db);
   }
   if (result != Ok) {
     sqlite3_close_v2(db);
@@ -231,6 +227,25 @@ long OpenDatabase(const std::string& file, bool readOnly, sqlite3** out) {
   }
   *out = db;
   return Ok;
+}
+
+// The system-wide store is only read; a reader needs no right to write beside it.
+long OpenReadOnly(const std::string& file, sqlite3** out) {
+  sqlite3* db = nullptr;
+  int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX;
+  long result = FromSqlite(sqlite3_open_v2(file.c_str(), &db, flags, nullptr));
+  if (result != Ok) {
+    sqlite3_close_v2(db);
+    return result;
+  }
+  sqlite3_busy_timeout(db, BusyTimeoutMs);
+  *out = db;
+  return Ok;
+}
+
+long OpenDatabase(const std::string& file, bool readOnly, sqlite3** out) {
+  *out = nullptr;
+  return readOnly ? OpenReadOnly(file, out) : OpenWritable(file, out);
 }
 
 thread_local std::shared_ptr<Connection> cachedConnections[2];
