@@ -388,3 +388,10 @@ TEST_F(XRegistryTest, ThreadsWritingAtOnceLoseNothing) {
   EXPECT_EQ(ValueNames(0, nullptr).size(), size_t(threads * writes));
   EXPECT_EQ(XRegistry::ReadDWORD(u"Thy"), 724u);
 }
+
+TEST_F(XRegistryTest, DeleteKeyTakesASubkeyPath) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\A\\B\\C"));
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test", u"a\\b");
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A\\B"));
+  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A"));
+}
