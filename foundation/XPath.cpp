@@ -213,6 +213,11 @@ bool DeleteFolderContents(const XString& path, bool removeSelf, const XString& p
 namespace {
 
 bool TransferFolder(const XString& source, const XString& target, bool move) {
+  bool isFolder = false;
+  if (!Exists(source, &isFolder) || !isFolder) {
+    XSetLastError(XErrPathNotFound);
+    return false;
+  }
   if (!CreateFolders(target)) return false;
   XFileFinder finder(source, XString(u"*"));
   while (finder.Next()) {
