@@ -42,6 +42,11 @@ XString::XString(const char16_t* source) : XString() {
   Assign(source, 0);
 }
 
+XString::XString(std::u16string_view units) : XString() {
+  if (!units.empty())
+    Assign(units.data(), int(std::min<size_t>(units.size(), INT_MAX - 1)) + 1);
+}
+
 XString::XString(const XString& other) : XString() {
   Assign(other.text, other.size);
   tag = other.tag;
@@ -615,10 +620,7 @@ XString XString::FromUtf8(const char* utf8) {
 }
 
 XString XString::FromUtf8(std::string_view utf8) {
-  std::u16string wide = XUtf8ToUtf16(utf8);
-  XString result;
-  result.Assign(wide.c_str(), int(wide.size()) + 1);
-  return result;
+  return XString(std::u16string_view(XUtf8ToUtf16(utf8)));
 }
 
 // --- Operators ---

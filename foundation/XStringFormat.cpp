@@ -116,6 +116,10 @@ void PutPadded(Output& out, const Spec& spec, const char16_t* s, size_t n) {
 // Runs the C library's narrow printf for one number; its output is ASCII.
 template <typename T>
 void PutNumber(Output& out, const Spec& spec, const char* lengthAndConversion, T value) {
+  if (spec.width > out.limit - out.count) {
+    out.tooLong = true;  // the field alone would not fit
+    return;
+  }
   std::string fmt = "%" + spec.flags + (spec.leftAlign ? "-" : "");
   if (spec.width > 0)
     fmt += std::to_string(spec.width);
@@ -228,7 +232,10 @@ bool PutConversion(Output& out, const char16_t*& p, va_list& args) {
   }
   if (!ReadSize(p, spec))
     return false;
-  char16_t conversion = *p++;
+  char16_t conversion = *p;
+  if (conversion == 0)
+    return false;  // the format ends inside the conversion
+  ++p;
   switch (conversion) {
   case u'%': out.Put(u'%'); return true;
   case u'd': case u'i': PutSigned(out, spec, 'd', args); return true;
@@ -265,7 +272,7 @@ int XFormatUnits(char16_t* dst, int limit, const char16_t* fmt, va_list args) {
   Output out{dst, limit};
   const char16_t* p = fmt;
   bool bad = false;
-  while (*p && !out.tooLong && !bad) {
+  while (!bad && !out.tooLong && *p) {
     if (*p != u'%')
       out.Put(*p++);
     else
@@ -303,6 +310,10 @@ XString XString::Formatted(const char16_t* fmt, ...) {
 
 XString& XString::FormatLadderV(int firstSize, int giveUpSize, const char16_t* fmt,
                                 va_list args) {
+  if (Owns(fmt)) {
+    XString format(fmt);
+    return FormatLadderV(firstSize, giveUpSize, format.text, args);
+  }
   Clear();
   if (!fmt)
     return *this;
@@ -369,10 +380,10 @@ void PutSlowSigned(XString& out, int value, const SlowSpec& spec) {
 }  // namespace
 
 XString& XString::FormatSlowV(const char16_t* fmt, va_list args) {
+  XString format(fmt);  // fmt may be this string's own text
   Clear();
   if (!fmt)
     return *this;
-  XString format(fmt);
   va_list ap;
   va_copy(ap, args);
   XString out;

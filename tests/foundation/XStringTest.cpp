@@ -121,6 +121,14 @@ TEST(XStringTest, ReleaseFreesAndPointsAtSharedEmpty) {
   EXPECT_EQ(s, u"again");
 }
 
+TEST(XStringTest, ConstructsFromAView) {
+  std::u16string source(u"a\0b", 3);
+  XString s(std::u16string_view(source).substr(0, 2));
+  EXPECT_EQ(s.Size(), 3);
+  EXPECT_EQ(s.CharAt(1), u'a');
+  EXPECT_EQ(XString(std::u16string_view()).CStr(), XString::SharedEmpty());
+}
+
 TEST(XStringTest, ConstructsFromIntegers) {
   EXPECT_EQ(XString(int32_t(-42)), u"-42");
   EXPECT_EQ(XString(int64_t(1) << 40), u"1099511627776");
@@ -636,6 +644,19 @@ TEST(XStringTest, FormatSlowBadFormatsClear) {
   EXPECT_TRUE(s.FormatSlow(u"abc %5").IsEmpty());
   s = u"old";
   EXPECT_TRUE(s.FormatSlow(u"%1.2.3f", 1.0).IsEmpty());
+}
+
+TEST(XStringTest, FormatMayUseItsOwnTextAsFormat) {
+  XString s(u"%d-%d");
+  EXPECT_EQ(s.Format(s.CStr(), 1, 2), u"1-2");
+  XString t(u"%d+%d");
+  EXPECT_EQ(t.FormatSlow(t.CStr(), 3, 4), u"3+4");
+}
+
+TEST(XStringTest, FormatOfAHugeWidthEndsInFormatSlow) {
+  XString s = FormatLadder(10, 60, u"%200d|%s", 7, u"x");
+  EXPECT_EQ(s.Length(), 200 + 2);  // the slow path pads numbers too
+  EXPECT_EQ(s.Right(3), u"7|x");
 }
 
 TEST(XStringTest, FormatKeepsTheTag) {

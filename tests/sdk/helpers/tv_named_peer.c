@@ -14,6 +14,7 @@
      mutex-try NAME MS         try to lock; exit 0 when got, 3 on time-out
      counter-write NAME VALUE  write the counter
      counter-read NAME         print the counter
+     counter-hold NAME VALUE   write the counter, then sleep until killed
    Each prints "existed=0|1" first, and "ready" once it holds what it was asked for. */
 
 static void report(int existed) {
@@ -71,8 +72,12 @@ static int counter_command(const char* command, const char* name, const char* ar
   if (!counter) return 2;
   report(existed);
   int ok;
-  if (strcmp(command, "counter-write") == 0) {
+  if (strcmp(command, "counter-write") == 0 || strcmp(command, "counter-hold") == 0) {
     ok = tv_counter_write(counter, strtoull(arg, NULL, 10));
+    if (ok && strcmp(command, "counter-hold") == 0) {
+      ready();
+      for (;;) pause();
+    }
   } else {
     uint64_t value = 0;
     ok = tv_counter_read(counter, &value);
