@@ -36,8 +36,7 @@ bool WildcardMatch(const char16_t* pattern, const char16_t* name) {
 XFileFinder::XFileFinder(const XString& folder, const XString& pattern_, bool foldersOnly_)
     : pattern(AppendPath(folder, pattern_)), foldersOnly(foldersOnly_) {}
 
-XFileFinder::XFileFinder(const XString& path, bool foldersOnly_)
-    : pattern(TrimSeparators(path)), foldersOnly(foldersOnly_) {}
+XFileFinder::XFileFinder(const XString& path) : pattern(TrimSeparators(path)) {}
 
 XFileFinder::~XFileFinder() { Close(); }
 
@@ -62,6 +61,7 @@ bool XFileFinder::Next() {
     std::u16string_view name(data.name.CStr());
     if (name == u"." || name == u"..") continue;
     if (foldersOnly && !IsFolder()) continue;
+    if (name[0] == u'.') data.attributes = (data.attributes & ~uint32_t(XAttrNormal)) | XAttrHidden;
     fullPath = pattern;
     fullPath += data.name.CStr();
     return true;

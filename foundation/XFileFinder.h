@@ -19,7 +19,7 @@ class XFileFinder {
   // Entries of folder matching pattern ("*" and "?", ASCII case ignored; "*.*" is all).
   XFileFinder(const XString& folder, const XString& pattern, bool foldersOnly = false);
   // The one entry that path names (trailing "/" removed).
-  explicit XFileFinder(const XString& path, bool foldersOnly = false);
+  explicit XFileFinder(const XString& path);
   ~XFileFinder();
   XFileFinder(const XFileFinder&) = delete;
   XFileFinder& operator=(const XFileFinder&) = delete;

@@ -5,7 +5,6 @@
 #include "XFileFinder.h"
 #include "XLastError.h"
 #include "XPathSystem.h"
-#include "XStringList.h"
 
 #include <atomic>
 #include <chrono>
@@ -30,10 +29,6 @@ bool SameNoCase(const std::u16string& a, const std::u16string& b) {
   for (size_t i = 0; i < a.size(); ++i)
     if (LowerAscii(a[i]) != LowerAscii(b[i])) return false;
   return true;
-}
-
-bool StartsNoCase(const std::u16string& text, const std::u16string& head) {
-  return text.size() >= head.size() && SameNoCase(text.substr(0, head.size()), head);
 }
 
 void ReplaceAll(std::u16string& s, const std::u16string& find, const std::u16string& with) {
@@ -213,6 +208,11 @@ bool DeleteFolderContents(const XString& path, bool removeSelf, const XString& p
 namespace {
 
 bool TransferFolder(const XString& source, const XString& target, bool move) {
+  bool isFolder = false;
+  if (!Exists(source, &isFolder) || !isFolder) {
+    XSetLastError(XErrPathNotFound);
+    return false;
+  }
   if (!CreateFolders(target)) return false;
   XFileFinder finder(source, XString(u"*"));
   while (finder.Next()) {
@@ -257,101 +257,6 @@ XString NewGuidText() {
     text += digits[b & 15];
   }
   return Str(text);
-}
-
-// Special folders.
-
-namespace {
-
-// A folder the system knows for id, with trailing "/", or empty.
-std::u16string KnownFolder(int id) {
-  if (id == XFolderTemp) return Text(TempFolder());
-  XString found = xpath::UserFolder(id);
-  return found.Length() ? Ensure(Text(found)) : std::u16string();
-}
-
-// The folder made from another one where the system has none for id, or empty.
-std::u16string DerivedFolder(int id) {
-  auto from = [](int base, const char16_t* name) {
-    std::u16string folder = KnownFolder(base);
-    return folder.empty() ? folder : folder + name;
-  };
-  switch (id) {
-    case XFolderAppData: {
-      std::u16string documents = Trim(KnownFolder(XFolderDocuments));
-      size_t at = LastSep(documents);
-      if (documents.empty() || at == std::u16string::npos) return {};
-      return documents.substr(0, at + 1) + u"Application Data/";
-    }
-    case XFolderCommonFiles: return from(XFolderProgramFiles, u"Common/");
-    case XFolderMusic: return from(XFolderDocuments, u"My Music/");
-    case XFolderPictures: return from(XFolderDocuments, u"My Pictures/");
-    case XFolderVideo: return from(XFolderDocuments, u"My Video/");
-    case XFolderPublicMusic: return from(XFolderPublicDocuments, u"My Music/");
-    case XFolderPublicPictures: return from(XFolderPublicDocuments, u"My Pictures/");
-    case XFolderPublicVideo: return from(XFolderPublicDocuments, u"My Video/");
-    default: return {};
-  }
-}
-
-struct NamedFolder {
-  int id;
-  const char16_t* name;
-};
-
-constexpr NamedFolder namedFolders[] = {
-    {XFolderMusic, u"Music"},
-    {XFolderPictures, u"Pictures"},
-    {XFolderVideo, u"Video"},
-    {XFolderDocuments, u"Documents"},
-    {XFolderPublicMusic, u"Public Music"},
-    {XFolderPublicPictures, u"Public Pictures"},
-    {XFolderPublicVideo, u"Public Video"},
-    {XFolderPublicDocuments, u"Public Documents"},
-    {XFolderDesktop, u"Desktop"},
-    {XFolderTemp, u"[Temporary Folder]"},
-};
-
-}  // namespace
-
-XString SpecialFolder(int id, const char16_t* fallback) {
-  std::u16string result = KnownFolder(id);
-  if (result.empty()) result = DerivedFolder(id);
-  if (result.empty()) result = fallback ? fallback : u"C:\\Error";
-  result = Ensure(result);
-  return result.size() == 1 ? XString() : Str(result);
-}
-
-void SpecialFolderNames(XStringList& outPaths, XStringList& outNames) {
-  outPaths.Clear();
-  outNames.Clear();
-  for (const NamedFolder& f : namedFolders) {
-    outPaths.Add(SpecialFolder(f.id, u""), 0);
-    outNames.Add(XString(f.name), 0);
-  }
-}
-
-XString FriendlyPath(const XString& path, bool isFile) {
-  std::u16string s = Text(path);
-  for (const NamedFolder& f : namedFolders) {
-    std::u16string folder = Trim(Text(SpecialFolder(f.id, u"")));
-    if (folder.empty() || !StartsNoCase(s, folder)) continue;
-    if (s.size() > folder.size() && s[folder.size()] != Sep) continue;
-    return Str(f.name + s.substr(folder.size()));
-  }
-  return path;
-}
-
-XString RealPath(const XString& friendly) {
-  std::u16string s = Text(friendly);
-  for (const NamedFolder& f : namedFolders) {
-    std::u16string name = f.name;
-    if (!StartsNoCase(s, name) || (s.size() > name.size() && s[name.size()] != Sep)) continue;
-    std::u16string folder = Trim(Text(SpecialFolder(f.id, u"")));
-    if (folder.empty()) continue;
-    return CleanPath(Str(folder + s.substr(name.size())));
-  }
-  return friendly;
 }
 
 // Temporary names.

@@ -12,7 +12,7 @@ inline constexpr char16_t XPathSeparator = u'/';
 // Attribute bits as the finder reports them (the system's numbering).
 enum : uint32_t {
   XAttrReadOnly = 0x1,
-  XAttrHidden = 0x2,
+  XAttrHidden = 0x2,  // a name that starts with a dot
   XAttrFolder = 0x10,
   XAttrNormal = 0x80,
   XAttrLink = 0x400,  // a symbolic link; a linked folder is never entered when deleting
@@ -36,8 +36,8 @@ XString BaseNameOf(const XString& path);
 // EnsureSeparator(path), then name without its leading "/".
 XString AppendPath(const XString& path, const XString& name);
 XString QuotePath(const XString& path);
-// Position behind the root: one past the first "/" at or after position 3, or 1 if none.
-// A path from the file system root has its root at the first "/": RootEnd("/a/b") is 2.
+// Position behind the root: 2 for a path from the file system root ("/a/b"), 1 for a
+// relative path, which has no root of its own.
 int RootEnd(const XString& path);
 
 // Existence and attributes.

@@ -109,6 +109,16 @@ std::u16string ReplaceForbidden(const std::u16string& s, size_t from, const char
   return out;
 }
 
+// The length of a leading run of "./" and "../", which a relative path keeps as it stands.
+size_t RelativeHead(const std::u16string& s) {
+  size_t at = 0;
+  for (;;) {
+    if (s.compare(at, 2, u"./") == 0) at += 2;
+    else if (s.compare(at, 3, u"../") == 0) at += 3;
+    else return at;
+  }
+}
+
 std::u16string Rejoin(const std::u16string& s, size_t root) {
   std::vector<std::u16string> parts;
   size_t begin = root;
@@ -156,16 +166,16 @@ XString CleanPath(const XString& path, bool shorten, const char16_t* invalidMap,
   size_t root = (!s.empty() && s[0] == Sep) ? 1 : 0;
   s = ReplaceForbidden(s, skipRoot ? root : 0, invalidMap ? invalidMap : defaultMap,
                        keepSeparators);
-  root = (!s.empty() && s[0] == Sep) ? 1 : 0;
+  // A relative path's leading "./" and "../" stay: cleaning them would make it absolute.
+  root = (!s.empty() && s[0] == Sep) ? 1 : RelativeHead(s);
   s = Rejoin(s, root);
   if (shorten) Shorten(s, root);
   ReplaceRepeatedly(s, u"//", root);
-  // A leading "./" or " /" stays: turning it into "/" would move the path to the root.
   std::u16string before;
   while (before != s) {
     before = s;
-    ReplaceRepeatedly(s, u"./", 1);
-    ReplaceRepeatedly(s, u" /", 1);
+    ReplaceRepeatedly(s, u"./", root);
+    ReplaceRepeatedly(s, u" /", root);
   }
   if (s.size() > root && s.back() == Sep) s.pop_back();
   return Str(s);

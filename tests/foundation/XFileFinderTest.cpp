@@ -1,0 +1,162 @@
+// Folder enumeration by wildcard, single entry look-up, and names that must survive UTF-8.
+#include "XFileFinder.h"
+
+#include "XLastError.h"
+#include "XPath.h"
+#include "support/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <unistd.h>
+
+namespace {
+
+std::string U8(const XString& s) { return s.ToUtf8String(); }
+XString X(const std::string& s) { return XString::FromUtf8(s.c_str()); }
+
+std::set<std::string> Names(XFileFinder& finder) {
+  std::set<std::string> names;
+  while (finder.Next()) names.insert(U8(finder.data.name));
+  return names;
+}
+
+std::set<std::string> Find(const ScratchFolder& dir, const char16_t* pattern,
+                           bool foldersOnly = false) {
+  XFileFinder finder(dir.Path(), pattern, foldersOnly);
+  return Names(finder);
+}
+
+}  // namespace
+
+TEST(XFileFinderTest, WildcardsMatchIgnoringAsciiCase) {
+  EXPECT_TRUE(WildcardMatch(u"*.flac", u"A.FLAC"));
+  EXPECT_TRUE(WildcardMatch(u"*", u""));
+  EXPECT_TRUE(WildcardMatch(u"a?c", u"abc"));
+  EXPECT_FALSE(WildcardMatch(u"a?c", u"ac"));
+  EXPECT_TRUE(WildcardMatch(u"*.rewrite.tmp", u"x.p12.rewrite.tmp"));
+  EXPECT_FALSE(WildcardMatch(u"*.tmp", u"x.tmp.bak"));
+  EXPECT_TRUE(WildcardMatch(u"a*b*c", u"aXbYbZc"));
+  EXPECT_FALSE(WildcardMatch(u"", u"a"));
+  // Letters outside ASCII compare exactly.
+  EXPECT_TRUE(WildcardMatch(u"\u00E9*", u"\u00E9t\u00E9"));
+  EXPECT_FALSE(WildcardMatch(u"\u00C9*", u"\u00E9t\u00E9"));
+}
+
+TEST(XFileFinderTest, FindsMatchingEntriesAndNeverTheDotNames) {
+  ScratchFolder dir;
+  dir.WriteFile("a.flac");
+  dir.WriteFile("B.FLAC");
+  dir.WriteFile("c.mp3");
+  dir.WriteFile("noext");
+  dir.WriteFile(".hidden");
+  dir.WriteFile("sub/inner.flac");
+  EXPECT_EQ(Find(dir, u"*.flac"), (std::set<std::string>{"a.flac", "B.FLAC"}));
+  EXPECT_EQ(Find(dir, u"?.mp3"), (std::set<std::string>{"c.mp3"}));
+  EXPECT_EQ(Find(dir, u"*.*"),
+            (std::set<std::string>{"a.flac", "B.FLAC", "c.mp3", "noext", ".hidden", "sub"}));
+  EXPECT_EQ(Find(dir, u"noext.*"), (std::set<std::string>{"noext"}));
+  EXPECT_EQ(Find(dir, u"*", true), (std::set<std::string>{"sub"}));
+  XFileFinder hidden(X(dir / ".hidden"));
+  ASSERT_TRUE(hidden.Next());
+  EXPECT_EQ(hidden.data.attributes, XAttrHidden);
+}
+
+TEST(XFileFinderTest, FillsFullPathSizeAttributesAndTimes) {
+  ScratchFolder dir;
+  dir.WriteFile("f.txt", "12345");
+  dir.WriteFile("sub/x");
+  XFileFinder finder(X(dir.Utf8().substr(0, dir.Utf8().size() - 1)), u"*");
+  int seen = 0;
+  while (finder.Next()) {
+    ++seen;
+    EXPECT_EQ(U8(finder.fullPath), dir / U8(finder.data.name));
+    EXPECT_NE(finder.data.lastWriteTime, 0u);
+    EXPECT_NE(finder.data.creationTime, 0u);
+    if (finder.IsFolder()) {
+      EXPECT_EQ(U8(finder.Name()), "sub");
+    } else {
+      EXPECT_EQ(finder.data.size, 5u);
+      EXPECT_EQ(finder.data.attributes, XAttrNormal);
+    }
+  }
+  EXPECT_EQ(seen, 2);
+  EXPECT_FALSE(finder.Next());  // stays ended
+}
+
+TEST(XFileFinderTest, LooksUpOneEntryByPath) {
+  ScratchFolder dir;
+  dir.WriteFile("sub/x");
+  XFileFinder folder(X(dir / "sub///"));
+  ASSERT_TRUE(folder.Next());
+  EXPECT_TRUE(folder.IsFolder());
+  EXPECT_EQ(U8(folder.data.name), "sub");
+  EXPECT_EQ(U8(folder.fullPath), dir / "sub");
+  EXPECT_FALSE(folder.Next());
+  XFileFinder file(X(dir / "sub/x"));
+  ASSERT_TRUE(file.Next());
+  EXPECT_FALSE(file.IsFolder());
+}
+
+TEST(XFileFinderTest, TellsAMissingFolderFromAnEmptyMatch) {
+  ScratchFolder dir;
+  XFileFinder missing(X(dir / "nowhere"), u"*");
+  EXPECT_FALSE(missing.Next());
+  EXPECT_EQ(XGetLastError(), XErrPathNotFound);
+  XFileFinder none(dir.Path(), u"*.flac");
+  EXPECT_FALSE(none.Next());
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+  XFileFinder entry(X(dir / "nothing"));
+  EXPECT_FALSE(entry.Next());
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+  XFileFinder empty(u"");
+  EXPECT_FALSE(empty.Next());
+}
+
+TEST(XFileFinderTest, SearchesTheWorkingFolderForABarePattern) {
+  ScratchFolder dir;
+  dir.WriteFile("here.flac");
+  char* old = getcwd(nullptr, 0);
+  ASSERT_EQ(chdir(dir.Utf8().c_str()), 0);
+  XFileFinder finder(u"*.flac");
+  bool found = finder.Next();
+  EXPECT_EQ(chdir(old), 0);
+  free(old);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(U8(finder.fullPath), "here.flac");
+}
+
+TEST(XFileFinderTest, ReportsLinksWithWhatTheyPointAt) {
+  ScratchFolder dir;
+  dir.WriteFile("target/x");
+  ASSERT_EQ(symlink((dir / "target").c_str(), (dir / "link").c_str()), 0);
+  ASSERT_EQ(symlink((dir / "gone").c_str(), (dir / "dangling").c_str()), 0);
+  XFileFinder link(X(dir / "link"));
+  ASSERT_TRUE(link.Next());
+  EXPECT_EQ(link.data.attributes, XAttrFolder | XAttrLink);
+  XFileFinder dangling(X(dir / "dangling"));
+  ASSERT_TRUE(dangling.Next());
+  EXPECT_FALSE(dangling.IsFolder());
+  EXPECT_TRUE(dangling.data.attributes & XAttrLink);
+}
+
+TEST(XFileFinderTest, NamesSurviveTheRoundTripThroughTheFileSystem) {
+  ScratchFolder dir;
+  const std::u16string names[] = {u"with blanks .flac", u"\"double\" and 'single'.mp3",
+                                  u"\u00C9t\u00E9 \u00E0 l'\u00EEle.ogg",
+                                  u"\u65E5\u672C\u8A9E.wav", u"\U0001F3B5 \U0001F600.opus"};
+  for (const std::u16string& name : names) {
+    XString path = AppendPath(dir.Path(), XString(name.c_str()));
+    ASSERT_TRUE(CreateFolders(FolderOf(path)));
+    XFileFinder before(path);
+    EXPECT_FALSE(before.Next());
+    dir.WriteFile(U8(XString(name.c_str())));
+    XFileFinder after(path);
+    ASSERT_TRUE(after.Next()) << U8(path);
+    EXPECT_EQ(std::u16string(after.data.name.CStr()), name);
+  }
+  std::set<std::u16string> found;
+  XFileFinder all(dir.Path(), u"*.*");
+  while (all.Next()) found.insert(all.data.name.CStr());
+  EXPECT_EQ(found, std::set<std::u16string>(std::begin(names), std::end(names)));
+}

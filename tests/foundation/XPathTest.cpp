@@ -1,0 +1,529 @@
+// Path text functions, file and folder operations, special folders and tag value escapes.
+#include "XPath.h"
+
+#include "XEvent.h"
+#include "XFile.h"
+#include "XLastError.h"
+#include "XStringList.h"
+#include "support/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+std::string U8(const XString& s) { return s.ToUtf8String(); }
+XString X(const std::string& s) { return XString::FromUtf8(s.c_str()); }
+std::string Clean(const char* path) { return U8(CleanPath(X(path), false, nullptr, true, true)); }
+
+}  // namespace
+
+TEST(XPathTest, FolderAndFileNameSplitAtTheLastSeparator) {
+  EXPECT_EQ(U8(FolderOf(u"/music/a b/x.flac")), "/music/a b/");
+  EXPECT_EQ(U8(FolderOf(u"x.flac")), "x.flac");
+  EXPECT_EQ(U8(FolderOf(u"/")), "/");
+  EXPECT_EQ(U8(FileNameOf(u"/music/a b/x.flac")), "x.flac");
+  EXPECT_EQ(U8(FileNameOf(u"x.flac")), "x.flac");
+  EXPECT_EQ(U8(FileNameOf(u"/music/")), "");
+  // A backslash is an ordinary character of a Linux name.
+  EXPECT_EQ(U8(FileNameOf(u"/a/b\\c")), "b\\c");
+}
+
+TEST(XPathTest, ExtensionKeepsItsDotAndIsADotWhenMissing) {
+  EXPECT_EQ(U8(ExtensionOf(u"/m/song.flac")), ".flac");
+  EXPECT_EQ(U8(ExtensionOf(u"/m/a.tar.gz")), ".gz");
+  EXPECT_EQ(U8(ExtensionOf(u"/m.d/song")), ".");
+  EXPECT_EQ(U8(ExtensionOf(u"/m/song.")), ".");
+  EXPECT_EQ(U8(ExtensionOf(u"")), ".");
+  EXPECT_EQ(U8(WithoutExtension(u"/m/song.flac")), "/m/song");
+  EXPECT_EQ(U8(WithoutExtension(u"/m.d/song")), "/m");  // the last dot, wherever it stands
+  EXPECT_EQ(U8(WithoutExtension(u"song")), "song");
+  EXPECT_EQ(U8(BaseNameOf(u"/m.d/song.flac")), "song");
+  EXPECT_EQ(U8(BaseNameOf(u"/m.d/song")), "song");
+}
+
+TEST(XPathTest, SeparatorsAreAddedTrimmedAndJoined) {
+  EXPECT_EQ(U8(EnsureSeparator(u"")), "/");
+  EXPECT_EQ(U8(EnsureSeparator(u"a")), "a/");
+  EXPECT_EQ(U8(EnsureSeparator(u"a/")), "a/");
+  EXPECT_EQ(U8(TrimSeparators(u"a///")), "a");
+  EXPECT_EQ(U8(TrimSeparators(u"///")), "");
+  EXPECT_EQ(U8(AppendPath(u"a", u"//b")), "a/b");
+  EXPECT_EQ(U8(AppendPath(u"a/", u"b/c")), "a/b/c");
+  EXPECT_EQ(U8(AppendPath(u"", u"b")), "/b");
+  EXPECT_EQ(U8(QuotePath(u"a b")), "\"a b\"");
+}
+
+TEST(XPathTest, RootEndIsBehindTheLeadingSeparator) {
+  EXPECT_EQ(RootEnd(u"/a/b"), 2);
+  EXPECT_EQ(RootEnd(u"/"), 2);
+  EXPECT_EQ(RootEnd(u"a/b"), 1);
+  EXPECT_EQ(RootEnd(u""), 1);
+}
+
+TEST(XPathTest, CleanPathReplacesEveryForbiddenCharacter) {
+  EXPECT_EQ(Clean("/m/a\"b"), "/m/a'b");
+  EXPECT_EQ(Clean("/m/a>b"), "/m/a\u00BBb");
+  EXPECT_EQ(Clean("/m/a<b"), "/m/a\u00ABb");
+  EXPECT_EQ(Clean("/m/a?b"), "/m/a\u00BFb");
+  EXPECT_EQ(Clean("/m/a:b"), "/m/a;b");
+  EXPECT_EQ(Clean("/m/a\\b"), "/m/a-b");
+  EXPECT_EQ(Clean("/m/a*b"), "/m/a-b");
+  EXPECT_EQ(Clean("/m/a|b"), "/m/a-b");
+  EXPECT_EQ(U8(CleanPath(u"/m/a/b", false, nullptr, false, true)), "/m-a-b");
+  EXPECT_EQ(U8(CleanPath(u"/m/a/b", false, nullptr, false, false)), "-m-a-b");
+}
+
+TEST(XPathTest, CleanPathTurnsControlCharactersIntoUnderscores) {
+  std::u16string s = u"/m/a";
+  s += char16_t(1);
+  s += char16_t(30);
+  s += char16_t(31);
+  s += u'b';
+  std::u16string want = u"/m/a__";
+  want += char16_t(31);
+  want += u'b';
+  EXPECT_EQ(std::u16string(CleanPath(s.c_str()).CStr()), want);
+}
+
+TEST(XPathTest, CleanPathTakesACustomMapWithDeletionAndKeepsTheLastDot) {
+  const char16_t map[] = {u'.', u'_', u'#', u'*', 0};
+  EXPECT_EQ(U8(CleanPath(u"/m/a.b#c.flac", false, map, true, true)), "/m/a_bc.flac");
+  // An odd last entry without a replacement is ignored, not read past.
+  const char16_t odd[] = {u'#', 0};
+  EXPECT_EQ(U8(CleanPath(u"/m/a#b", false, odd, true, true)), "/m/a#b");
+}
+
+TEST(XPathTest, CleanPathFixesFolderComponentsOnly) {
+  EXPECT_EQ(Clean("/m/NUL/x"), "/m/NUL_/x");
+  EXPECT_EQ(Clean("/m/cOn. /x"), "/m/cOn_/x");
+  EXPECT_EQ(Clean("/m/nul"), "/m/nul");
+  EXPECT_EQ(Clean("/m/aux.txt/x"), "/m/aux.txt/x");
+  EXPECT_EQ(Clean("/m/album.. /x"), "/m/album/x");
+  EXPECT_EQ(Clean("/m/..hidden/..x"), "/m/hidden/x");
+  EXPECT_EQ(Clean("/m/song  "), "/m/song");
+}
+
+TEST(XPathTest, CleanPathCollapsesSeparatorsAndDropsATrailingOne) {
+  EXPECT_EQ(Clean("/m//a///b/"), "/m/a/b");
+  EXPECT_EQ(Clean("/"), "/");
+  EXPECT_EQ(Clean(""), "");
+  // A leading "./" or "../" stays, so a relative path never becomes one from the root.
+  EXPECT_EQ(Clean("./a"), "./a");
+  EXPECT_EQ(Clean("../../a"), "../../a");
+  EXPECT_EQ(Clean("/a/./b/c ./d"), "/a/b/c/d");
+}
+
+TEST(XPathTest, CleanPathCutsLongNamesButKeepsTheExtension) {
+  std::string longName(300, 'a');
+  std::string cleaned = Clean(("/m/" + longName + ".flac").c_str());
+  EXPECT_EQ(cleaned, "/m/" + std::string(249, 'a') + ".flac");
+  cleaned = Clean(("/m/" + longName + "/x").c_str());
+  EXPECT_EQ(cleaned, "/m/" + std::string(254, 'a') + "/x");
+  EXPECT_EQ(Clean(("/m/" + std::string(254, 'a')).c_str()), "/m/" + std::string(254, 'a'));
+}
+
+TEST(XPathTest, CleanPathKeepsNamesWithinTheLinuxByteLimit) {
+  std::string name;
+  for (int i = 0; i < 200; ++i) name += "\u00E9";  // two bytes each
+  std::string cleaned = Clean(("/m/" + name + ".mp3").c_str());
+  std::string file = cleaned.substr(3);
+  EXPECT_LE(file.size(), 255u);
+  EXPECT_EQ(file.substr(file.size() - 4), ".mp3");
+  // Emoji are surrogate pairs: a cut never leaves half of one.
+  std::string emoji;
+  for (int i = 0; i < 100; ++i) emoji += "\U0001F3B5";
+  XString cut = CleanPath(X("/m/" + emoji));
+  std::u16string units(cut.CStr());
+  EXPECT_LE(cut.ToUtf8String().size() - 3, 255u);
+  EXPECT_FALSE(units.back() >= 0xD800 && units.back() < 0xDC00);
+  EXPECT_EQ(cut.ToUtf8String().find("\xEF\xBF\xBD"), std::string::npos);
+}
+
+TEST(XPathTest, CleanPathShortensLongPathsToBelow260) {
+  std::string folder = "/m/" + std::string(200, 'f') + "/";
+  std::string path = folder + std::string(80, 'n') + ".flac";
+  std::string shortened = U8(CleanPath(X(path), true, nullptr, true, true));
+  // A long name goes first, down to 60 characters, then the deepest folder.
+  EXPECT_EQ(shortened, "/m/" + std::string(190, 'f') + "/" + std::string(60, 'n') + ".flac");
+  path = "/m/" + std::string(230, 'f') + "/" + std::string(50, 'n') + ".flac";
+  shortened = U8(CleanPath(X(path), true, nullptr, true, true));
+  EXPECT_EQ(shortened.size(), 259u);
+  EXPECT_NE(shortened.find(std::string(50, 'n') + ".flac"), std::string::npos);
+  // A name at the root is shortened down to one character and no further.
+  std::string atRoot = "/" + std::string(300, 'n') + ".flac";
+  EXPECT_EQ(U8(CleanPath(X(atRoot), true, nullptr, true, true)),
+            "/" + std::string(249, 'n') + ".flac");
+}
+
+TEST(XPathTest, EscapeTagValueKeepsBreaksOfSingleValueKeys) {
+  XString encoded = EscapeTagValue(u"Title", u"a\r\nb\nc", true, true);
+  EXPECT_EQ(U8(encoded), "a{CR}{LF}b{LF}c");
+  EXPECT_EQ(U8(EscapeTagValue(u"TITLE", encoded, false, true)), "a\r\nb\nc");
+  EXPECT_EQ(U8(EscapeTagValue(u"Unsynced Lyrics", u"a\nb", true, true)), "a{LF}b");
+  // Without keepBreaks every line end becomes one carriage return.
+  EXPECT_EQ(U8(EscapeTagValue(u"comment", u"a\r\nb\nc", true, false)), "a\rb\rc");
+  EXPECT_EQ(U8(EscapeTagValue(u"comment", u"a{LF}", false, false)), "a{LF}");
+}
+
+TEST(XPathTest, EscapeTagValueSeparatesValuesOfOtherKeys) {
+  EXPECT_EQ(U8(EscapeTagValue(u"artist", u"a\rb", true, true)), "a; b");
+  EXPECT_EQ(U8(EscapeTagValue(u"artist", u"a\nb", true, false)), "a\rb");
+  EXPECT_EQ(U8(EscapeTagValue(u"artist", u"a; b", false, true)), "a\rb");
+  EXPECT_EQ(U8(EscapeTagValue(u"title", u"a; b", false, true)), "a; b");
+}
+
+TEST(XPathTest, LastErrorTextIsEmptyOnlyForZero) {
+  XSetLastError(0);
+  EXPECT_EQ(U8(LastErrorTextOrEmpty()), "");
+  XSetLastError(1223);
+  EXPECT_EQ(U8(LastErrorTextOrEmpty()), "(Win:1223)");
+}
+
+TEST(XPathTest, GuidTextIsRandomVersionFour) {
+  std::string a = U8(NewGuidText());
+  std::string b = U8(NewGuidText());
+  ASSERT_EQ(a.size(), 32u);
+  EXPECT_EQ(a.find_first_not_of("0123456789ABCDEF"), std::string::npos);
+  EXPECT_EQ(a[12], '4');
+  EXPECT_NE(std::string("89AB").find(a[16]), std::string::npos);
+  EXPECT_NE(a, b);
+}
+
+TEST(XPathTest, TempNamesAreUniqueAcrossThreads) {
+  std::string first = U8(TempName(u"P"));
+  ASSERT_EQ(first.size(), 2u + 32u + 2u);
+  EXPECT_EQ(first.substr(0, 2), "P-");
+  std::vector<std::vector<std::string>> names(4);
+  std::vector<std::thread> threads;
+  for (auto& list : names)
+    threads.emplace_back([&list] {
+      for (int i = 0; i < 200; ++i) list.push_back(U8(TempName(u"P")));
+    });
+  for (auto& t : threads) t.join();
+  std::set<std::string> all{first};
+  for (auto& list : names) all.insert(list.begin(), list.end());
+  EXPECT_EQ(all.size(), 801u);
+  EXPECT_EQ(first.substr(0, 35), names[0][0].substr(0, 35));  // one GUID per process
+}
+
+TEST(XPathTest, RecycleFoldersAreKnownByNameIgnoringCase) {
+  EXPECT_TRUE(IsRecycleFolder(u"/share/@eaDir"));
+  EXPECT_TRUE(IsRecycleFolder(u"/share/$recycle.bin"));
+  EXPECT_FALSE(IsRecycleFolder(u"/share/@eaDir/x"));
+  EXPECT_FALSE(IsRecycleFolder(u"/share/recycle"));
+}
+
+// File system operations, each in a folder of its own.
+
+TEST(XPathTest, ExistsTellsFilesFoldersAndTheRoot) {
+  ScratchFolder dir;
+  dir.WriteFile("f");
+  bool isFolder = true;
+  EXPECT_TRUE(Exists(X(dir / "f"), &isFolder));
+  EXPECT_FALSE(isFolder);
+  EXPECT_TRUE(Exists(dir.Path(), &isFolder));
+  EXPECT_TRUE(isFolder);
+  EXPECT_FALSE(Exists(X(dir / "missing"), &isFolder));
+  EXPECT_FALSE(Exists(u"", nullptr));
+  EXPECT_TRUE(Exists(u"/", &isFolder));
+  EXPECT_TRUE(isFolder);
+}
+
+TEST(XPathTest, ReadOnlyAttributeRoundTrips) {
+  ScratchFolder dir;
+  dir.WriteFile("f", "12345");
+  XString f = X(dir / "f");
+  bool failed = true;
+  EXPECT_FALSE(GetAttributes(f, &failed) & XAttrReadOnly);
+  EXPECT_FALSE(failed);
+  ASSERT_TRUE(SetAttributes(f, XAttrReadOnly, 0));
+  EXPECT_TRUE(GetAttributes(f) & XAttrReadOnly);
+  ASSERT_TRUE(SetAttributes(f, 0, XAttrReadOnly));
+  EXPECT_FALSE(GetAttributes(f) & XAttrReadOnly);
+  EXPECT_EQ(GetAttributes(X(dir / "missing"), &failed), 0u);
+  EXPECT_TRUE(failed);
+  EXPECT_FALSE(SetAttributes(X(dir / "missing"), XAttrReadOnly, 0));
+  EXPECT_EQ(SizeOf(f, &failed), 5u);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(SizeOf(dir.Path(), &failed), 0u);
+  EXPECT_TRUE(failed);
+}
+
+TEST(XPathTest, DeleteFileRemovesReadOnlyFilesAndRefusesFolders) {
+  ScratchFolder dir;
+  dir.WriteFile("ro");
+  ASSERT_TRUE(SetAttributes(X(dir / "ro"), XAttrReadOnly, 0));
+  EXPECT_TRUE(DeleteFile(X(dir / "ro")));
+  EXPECT_FALSE(dir.Has("ro"));
+  EXPECT_FALSE(DeleteFile(X(dir / "ro")));
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+  EXPECT_FALSE(DeleteFile(dir.Path()));
+  EXPECT_EQ(XGetLastError(), XErrAccessDenied);
+}
+
+TEST(XPathTest, DeleteFileInAFolderWithoutWriteAccessIsDenied) {
+  if (geteuid() == 0) GTEST_SKIP() << "root may write anywhere";
+  ScratchFolder dir;
+  dir.WriteFile("locked/f");
+  chmod((dir / "locked").c_str(), 0555);
+  EXPECT_FALSE(DeleteFile(X(dir / "locked/f")));
+  EXPECT_EQ(XGetLastError(), XErrAccessDenied);
+}
+
+TEST(XPathTest, AFileHeldWithoutSharingCannotBeDeletedOrMoved) {
+  ScratchFolder dir;
+  dir.WriteFile("held");
+  XFile file;
+  ASSERT_TRUE(file.Open(X(dir / "held"), GENERIC_READ, 3, false, false));
+  EXPECT_FALSE(DeleteFile(X(dir / "held")));
+  EXPECT_EQ(XGetLastError(), XErrSharingViolation);
+  EXPECT_FALSE(Move(X(dir / "held"), X(dir / "other"), true));
+  EXPECT_EQ(XGetLastError(), XErrSharingViolation);
+  file.Close();
+  EXPECT_TRUE(Move(X(dir / "held"), X(dir / "other"), true));
+}
+
+TEST(XPathTest, MoveReplacesOnlyWhenAsked) {
+  ScratchFolder dir;
+  dir.WriteFile("a", "new");
+  dir.WriteFile("b", "old");
+  EXPECT_FALSE(Move(X(dir / "a"), X(dir / "b"), false));
+  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
+  EXPECT_TRUE(Move(X(dir / "a"), X(dir / "b"), true));
+  EXPECT_FALSE(dir.Has("a"));
+  bool failed = true;
+  EXPECT_EQ(SizeOf(X(dir / "b"), &failed), 3u);
+  EXPECT_FALSE(Move(X(dir / "a"), X(dir / "c"), false));
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+}
+
+TEST(XPathTest, CopyKeepsTheSourceAndCanRefuseAnExistingTarget) {
+  ScratchFolder dir;
+  dir.WriteFile("a", "abc");
+  dir.WriteFile("b", "x");
+  EXPECT_FALSE(Copy(X(dir / "a"), X(dir / "b"), true));
+  EXPECT_EQ(XGetLastError(), XErrFileExists);
+  EXPECT_TRUE(Copy(X(dir / "a"), X(dir / "b"), false));
+  EXPECT_EQ(SizeOf(X(dir / "b")), 3u);
+  EXPECT_TRUE(dir.Has("a"));
+  EXPECT_FALSE(Copy(dir.Path(), X(dir / "c"), false));
+}
+
+TEST(XPathTest, MoveWithRetryEndsAtOnceWhenCancelled) {
+  ScratchFolder dir;
+  dir.WriteFile("src");
+  XFile file;
+  ASSERT_TRUE(file.Open(X(dir / "src"), GENERIC_READ, 3, false, false));
+  XEvent cancel;
+  cancel.Set();
+  EXPECT_FALSE(MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 60000, &cancel));
+  EXPECT_EQ(XGetLastError(), XErrCancelled);
+  EXPECT_TRUE(dir.Has("src"));
+}
+
+TEST(XPathTest, MoveWithRetryTimesOutOnAHeldFile) {
+  ScratchFolder dir;
+  dir.WriteFile("src");
+  XFile file;
+  ASSERT_TRUE(file.Open(X(dir / "src"), GENERIC_READ, 3, false, false));
+  XEvent cancel;
+  EXPECT_FALSE(MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 30, &cancel));
+  EXPECT_EQ(XGetLastError(), XErrTimeout);
+  EXPECT_FALSE(MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 0, nullptr));
+  EXPECT_EQ(XGetLastError(), XErrTimeout);
+}
+
+TEST(XPathTest, MoveWithRetrySucceedsOnceTheFileIsLetGo) {
+  ScratchFolder dir;
+  dir.WriteFile("src");
+  auto* file = new XFile;
+  ASSERT_TRUE(file->Open(X(dir / "src"), GENERIC_READ, 3, false, false));
+  std::thread release([file] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    delete file;
+  });
+  bool moved = MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 60000, nullptr);
+  release.join();
+  EXPECT_TRUE(moved);
+  EXPECT_TRUE(dir.Has("dst"));
+  // A failure other than a busy or denied file is not retried.
+  EXPECT_FALSE(MoveWithRetry(X(dir / "none"), X(dir / "dst2"), true, 60000, nullptr));
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+}
+
+TEST(XPathTest, CreateFoldersMakesDeepPathsAndAcceptsExistingOnes) {
+  ScratchFolder dir;
+  XString deep = X(dir / "a b/\u00E9t\u00E9/\U0001F3B5/d/e/");
+  EXPECT_TRUE(CreateFolders(deep));
+  bool isFolder = false;
+  EXPECT_TRUE(Exists(deep, &isFolder));
+  EXPECT_TRUE(isFolder);
+  EXPECT_TRUE(CreateFolders(deep));
+  EXPECT_TRUE(CreateFolders(dir.Path()));
+  EXPECT_TRUE(CreateFolders(u"/"));
+  EXPECT_FALSE(CreateFolders(u""));
+  dir.WriteFile("file");
+  EXPECT_FALSE(CreateFolders(X(dir / "file/sub")));
+  EXPECT_EQ(XGetLastError(), XErrPathNotFound);
+}
+
+TEST(XPathTest, CreateFoldersTakesRelativePaths) {
+  ScratchFolder dir;
+  char* old = getcwd(nullptr, 0);
+  ASSERT_EQ(chdir(dir.Utf8().c_str()), 0);
+  EXPECT_TRUE(CreateFolders(u"rel/sub"));
+  EXPECT_EQ(chdir(old), 0);
+  free(old);
+  EXPECT_TRUE(dir.Has("rel/sub"));
+}
+
+TEST(XPathTest, DeleteFolderContentsFollowsPatternAndRecursion) {
+  ScratchFolder dir;
+  dir.WriteFile("t/a.tmp");
+  dir.WriteFile("t/b.flac");
+  dir.WriteFile("t/sub/c.tmp");
+  dir.WriteFile("t/sub/d.flac");
+  EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), false, u"*.TMP", false));
+  EXPECT_FALSE(dir.Has("t/a.tmp"));
+  EXPECT_TRUE(dir.Has("t/b.flac"));
+  EXPECT_TRUE(dir.Has("t/sub/c.tmp"));
+  EXPECT_TRUE(DeleteFolderContents(X(dir / "t/"), false, u"*.*", false));
+  EXPECT_FALSE(dir.Has("t/b.flac"));
+  EXPECT_TRUE(dir.Has("t/sub/d.flac"));
+  EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), true, u"*.*", true));
+  EXPECT_FALSE(dir.Has("t"));
+  EXPECT_FALSE(DeleteFolderContents(u"/a", true, u"*.*", true));
+}
+
+TEST(XPathTest, DeleteFolderContentsRemovesALinkedFolderButNotWhatItHolds) {
+  ScratchFolder dir;
+  dir.WriteFile("keep/precious");
+  dir.WriteFile("t/x");
+  ASSERT_EQ(symlink((dir / "keep").c_str(), (dir / "t/link").c_str()), 0);
+  EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), true, u"*.*", true));
+  EXPECT_FALSE(dir.Has("t"));
+  EXPECT_TRUE(dir.Has("keep/precious"));
+}
+
+namespace {
+
+// A small tree with names that only survive a correct UTF-8 round trip.
+const char* const treeFiles[] = {"a b/\"quoted\" 'x'.flac", "a b/\u00E9t\u00E9/\u00FC.txt",
+                                 "\U0001F3B5/song \U0001F600.mp3", ".hidden", "top"};
+
+void WriteTree(const ScratchFolder& dir, const std::string& under) {
+  for (const char* f : treeFiles) dir.WriteFile(under + f, f);
+}
+
+}  // namespace
+
+TEST(XPathTest, CopyFolderCopiesATreeWithUnusualNames) {
+  ScratchFolder dir;
+  WriteTree(dir, "src/");
+  EXPECT_TRUE(CopyFolder(X(dir / "src"), X(dir / "dst/new")));
+  for (const char* f : treeFiles) {
+    EXPECT_TRUE(dir.Has(std::string("src/") + f)) << f;
+    EXPECT_TRUE(dir.Has(std::string("dst/new/") + f)) << f;
+    EXPECT_EQ(SizeOf(X(dir / ("dst/new/" + std::string(f)))), strlen(f)) << f;
+  }
+  EXPECT_FALSE(CopyFolder(X(dir / "missing"), X(dir / "dst2")));
+  EXPECT_EQ(XGetLastError(), XErrPathNotFound);
+}
+
+TEST(XPathTest, MoveFolderMovesATreeAndRemovesTheSource) {
+  ScratchFolder dir;
+  WriteTree(dir, "src/");
+  EXPECT_TRUE(MoveFolder(X(dir / "src/"), X(dir / "dst/")));
+  EXPECT_FALSE(dir.Has("src"));
+  for (const char* f : treeFiles) EXPECT_TRUE(dir.Has(std::string("dst/") + f)) << f;
+}
+
+// Special folders, read from a home and a configuration folder made by the test.
+
+namespace {
+
+struct FakeHome {
+  ScratchFolder dir;
+  std::string home = dir / "home";
+  ScopedEnv homeEnv{"HOME", home.c_str()};
+  ScopedEnv configEnv{"XDG_CONFIG_HOME", nullptr};
+  ScopedEnv dataEnv{"XDG_DATA_HOME", nullptr};
+  std::string tmp = dir / "tmp";
+  ScopedEnv tmpEnv{"TMPDIR", tmp.c_str()};
+};
+
+}  // namespace
+
+TEST(XPathTest, SpecialFoldersDefaultBelowHome) {
+  FakeHome fake;
+  EXPECT_EQ(U8(SpecialFolder(XFolderDocuments)), fake.home + "/Documents/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderMusic)), fake.home + "/Music/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderPictures)), fake.home + "/Pictures/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderVideo)), fake.home + "/Videos/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderDesktop)), fake.home + "/Desktop/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderAppData)), fake.home + "/.local/share/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderTemp)), fake.tmp + "/");
+}
+
+TEST(XPathTest, SpecialFoldersFollowUserDirsAndXdgVariables) {
+  FakeHome fake;
+  std::string config = fake.dir / "config";
+  ScopedEnv configEnv("XDG_CONFIG_HOME", config.c_str());
+  ScopedEnv dataEnv("XDG_DATA_HOME", (fake.dir / "data").c_str());
+  fake.dir.WriteFile("config/user-dirs.dirs",
+                     "# written by the test\n"
+                     "XDG_MUSIC_DIR=\"$HOME/T\u00F6ne\"\n"
+                     "XDG_DOCUMENTS_DIR=\"/srv/docs/\"\n"
+                     "  XDG_VIDEOS_DIR=\"$HOME\"\n"
+                     "XDG_DESKTOP_DIR=\"relative/ignored\"\n"
+                     "XDG_PICTURES_DIR_X=\"/wrong\"\n");
+  EXPECT_EQ(U8(SpecialFolder(XFolderMusic)), fake.home + "/T\u00F6ne/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderDocuments)), "/srv/docs/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderVideo)), fake.home + "/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderDesktop)), fake.home + "/Desktop/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderPictures)), fake.home + "/Pictures/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderAppData)), fake.dir / "data/");
+}
+
+TEST(XPathTest, SpecialFoldersWithoutALinuxCounterpartGiveTheFallback) {
+  FakeHome fake;
+  EXPECT_EQ(U8(SpecialFolder(XFolderWindows)), "C:\\Error/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderProgramFiles, u"/opt")), "/opt/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderSystem, u"")), "");
+  EXPECT_EQ(U8(SpecialFolder(XFolderPublicMusic, u"/fb/")), "/fb/");
+  EXPECT_EQ(U8(SpecialFolder(XFolderCommonFiles, u"/fb")), "/fb/");
+  EXPECT_EQ(U8(SpecialFolder(12345)), "C:\\Error/");
+}
+
+TEST(XPathTest, TempFolderComesFromTmpdir) {
+  ScopedEnv tmp("TMPDIR", "/var/tmp/x");
+  EXPECT_EQ(U8(TempFolder()), "/var/tmp/x/");
+  ScopedEnv empty("TMPDIR", "");
+  EXPECT_EQ(U8(TempFolder()), "/tmp/");
+}
+
+TEST(XPathTest, FriendlyPathsNameTheSpecialFolderAndComeBack) {
+  FakeHome fake;
+  XString real = X(fake.home + "/Music/Album/a.flac");
+  XString friendly = FriendlyPath(real, true);
+  EXPECT_EQ(U8(friendly), "Music/Album/a.flac");
+  EXPECT_EQ(U8(RealPath(friendly)), U8(real));
+  EXPECT_EQ(U8(FriendlyPath(X(fake.home + "/Musical/a"), true)), fake.home + "/Musical/a");
+  EXPECT_EQ(U8(FriendlyPath(X(fake.tmp + "/x"), true)), "[Temporary Folder]/x");
+  EXPECT_EQ(U8(RealPath(u"Documents")), fake.home + "/Documents");
+  EXPECT_EQ(U8(RealPath(u"Musicals/x")), "Musicals/x");
+  XStringList paths, names;
+  SpecialFolderNames(paths, names);
+  ASSERT_EQ(paths.Count(), 10);
+  ASSERT_EQ(names.Count(), 10);
+  EXPECT_EQ(U8(names[0]), "Music");
+  EXPECT_EQ(U8(paths[0]), fake.home + "/Music/");
+  EXPECT_EQ(U8(paths[4]), "");  // no public music folder on Linux
+  EXPECT_EQ(U8(names[9]), "[Temporary Folder]");
+}

@@ -1,0 +1,122 @@
+// Temporary files and folders: made new and unique, deleted with their owner.
+#include "XTempFile.h"
+
+#include "XLastError.h"
+#include "XPath.h"
+#include "support/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+namespace {
+
+std::string U8(const XString& s) { return s.ToUtf8String(); }
+
+bool ExistsOnDisk(const XString& path) {
+  struct stat st{};
+  return lstat(path.ToUtf8String().c_str(), &st) == 0;
+}
+
+// Points the temporary folder at a scratch folder for the life of the test.
+struct TempHere {
+  ScratchFolder dir;
+  ScopedEnv tmp{"TMPDIR", dir.Utf8().c_str()};
+};
+
+}  // namespace
+
+TEST(XTempFileTest, MakesAnEmptyFileNamedFromPrefixAndSuffix) {
+  TempHere here;
+  XString path;
+  {
+    XTempFile file("DSP", ".raw");
+    path = file.Path();
+    ASSERT_FALSE(file.IsEmpty());
+    std::string name = U8(path);
+    EXPECT_EQ(name.substr(0, here.dir.Utf8().size() + 4), here.dir / "DSP-");
+    EXPECT_EQ(name.substr(name.size() - 4), ".raw");
+    bool failed = true;
+    EXPECT_EQ(SizeOf(path, &failed), 0u);
+    EXPECT_FALSE(failed);
+  }
+  EXPECT_FALSE(ExistsOnDisk(path));
+}
+
+TEST(XTempFileTest, DefaultPrefixAndDistinctNames) {
+  TempHere here;
+  XTempFile a;
+  EXPECT_TRUE(a.IsEmpty());
+  ASSERT_TRUE(a.Create());
+  XTempFile b("TMP");
+  EXPECT_EQ(U8(FileNameOf(a.Path())).substr(0, 4), "TMP-");
+  EXPECT_NE(U8(a.Path()), U8(b.Path()));
+  XString first = a.Path();
+  ASSERT_TRUE(a.Create("X"));  // drops the file held before
+  EXPECT_FALSE(ExistsOnDisk(first));
+  EXPECT_TRUE(ExistsOnDisk(a.Path()));
+}
+
+TEST(XTempFileTest, MakesAMissingTemporaryFolder) {
+  ScratchFolder dir;
+  std::string deep = dir / "not/yet";
+  ScopedEnv tmp("TMPDIR", deep.c_str());
+  XTempFile file("T");
+  ASSERT_FALSE(file.IsEmpty());
+  EXPECT_EQ(U8(FolderOf(file.Path())), deep + "/");
+  EXPECT_TRUE(ExistsOnDisk(file.Path()));
+}
+
+TEST(XTempFileTest, GivesUpWithAnErrorWhenNoFileCanBeMade) {
+  ScratchFolder dir;
+  dir.WriteFile("plain");
+  std::string underFile = dir / "plain/sub";
+  ScopedEnv tmp("TMPDIR", underFile.c_str());
+  XTempFile file("T");
+  EXPECT_TRUE(file.IsEmpty());
+  EXPECT_EQ(XGetLastError(), XErrPathNotFound);
+}
+
+TEST(XTempFileTest, DetachKeepsTheFileAndAssignTakesOneOver) {
+  TempHere here;
+  XString kept;
+  {
+    XTempFile file("K");
+    kept = file.Detach();
+    EXPECT_TRUE(file.IsEmpty());
+  }
+  EXPECT_TRUE(ExistsOnDisk(kept));
+  {
+    XTempFile owner;
+    owner.Assign(kept);
+    EXPECT_EQ(U8(owner.Path()), U8(kept));
+  }
+  EXPECT_FALSE(ExistsOnDisk(kept));
+}
+
+TEST(XTempFileTest, DroppingKeepsTheCallersLastError) {
+  TempHere here;
+  {
+    XTempFile file("E");
+    XSetLastError(XErrDiskFull);
+  }
+  EXPECT_EQ(XGetLastError(), XErrDiskFull);
+}
+
+TEST(XTempFileTest, FolderIsMadeAndRemovedWithItsContents) {
+  TempHere here;
+  XString path;
+  {
+    XTempFolder folder("F");
+    path = folder.Path();
+    ASSERT_FALSE(folder.IsEmpty());
+    EXPECT_EQ(U8(path).back(), '/');
+    bool isFolder = false;
+    EXPECT_TRUE(Exists(path, &isFolder));
+    EXPECT_TRUE(isFolder);
+    EXPECT_TRUE(CreateFolders(AppendPath(path, u"a/b")));
+    here.dir.WriteFile(U8(FileNameOf(TrimSeparators(path))) + "/a/b/\U0001F3B5.flac");
+    here.dir.WriteFile(U8(FileNameOf(TrimSeparators(path))) + "/.hidden");
+  }
+  EXPECT_FALSE(ExistsOnDisk(path));
+}
