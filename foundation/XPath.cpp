@@ -1,4 +1,4 @@
-// Path text handling, folder walks and special folders, free of system calls.
+// Path text handling, folder walks, the move with retry and temporary names; no system calls.
 #include "XPath.h"
 
 #include "XEvent.h"
