@@ -105,7 +105,7 @@ void TvTransmill::ReadDspPreset(const XString& path, XArgList& pairs) {
 }
 
 void TvTransmill::BuildDspList() {
-  XArgList pairs;
+  XArgList pairs(static_cast<const char16_t*>(nullptr));  // not the process's arguments
   XString preset;
   if (Get(u"dsppreset", preset, true) && preset.Length() > 0) ReadDspPreset(preset, pairs);
   TakeDspEffects(*this, pairs);
