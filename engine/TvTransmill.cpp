@@ -33,13 +33,16 @@ void TvTransmill::InitFields() {
 }
 
 void TvTransmill::Run(int argc, const char* const* argv) {
+  // Asked before anything is opened, which could take the free descriptor's number.
+  const bool haveStdOut = TvIsOpenDescriptor(1);
   TvSeedFirstRunDefaults();
   StartDebugLog(debugFile, debugWatchEvent);
-  if (!TakeStandardHandles()) {
+  if (!haveStdOut) {
     ShowMessageBox(u"GetStdHandle", u"Console Error");
     tvExitFlag = 1;
     return;
   }
+  TakeStandardHandles();
   SplitProcessCommandLine(argc, argv);
   if (!ReadCommandFileIfNamed()) {
     ShowMessageBox(u"Error reading Tv Command File.", u"Trans Mill");
@@ -55,14 +58,12 @@ void TvTransmill::Run(int argc, const char* const* argv) {
 }
 
 // Standard error stands in for the error pipe until the output relay exists.
-bool TvTransmill::TakeStandardHandles() {
-  if (!TvIsOpenDescriptor(1)) return false;
+void TvTransmill::TakeStandardHandles() {
   stdOut.AttachHandle(1);
   stdErr.AttachHandle(2);
   logHandles.errorHandle = 2;
   logHandles.infoHandle = 1;
   logHandles.logHandle = debugFile.IsOpen() ? debugFile.Handle() : 0;
-  return true;
 }
 
 // No plug-in can be loaded yet, so the run ends as a failed decoder load (or, for standard

@@ -21,7 +21,7 @@ class TvTransmillTest : public TvTempFolderTest {
  protected:
   // Runs the program with its own home, settings and data folders inside the test's folder.
   RunResult Run(const std::vector<std::string>& args,
-                const std::vector<std::string>& moreEnv = {}) {
+                const std::vector<std::string>& moreEnv = {}, bool closeStdOut = false) {
     std::vector<std::string> env = {"HOME=" + folder, "XDG_CONFIG_HOME=" + folder + "/config",
                                     "XDG_DATA_HOME=" + folder + "/data", "TMPDIR=" + folder};
     for (char** e = environ; *e; e++) {
@@ -42,7 +42,10 @@ class TvTransmillTest : public TvTempFolderTest {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (closeStdOut)
+      posix_spawn_file_actions_addclose(&actions, 1);
+    else
+      posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     RunResult result;
     pid_t pid = 0;
@@ -85,6 +88,13 @@ TEST_F(TvTransmillTest, UnusableCommandFileShowsTheBoxOnStandardError) {
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(r.err, "Trans Mill: Error reading Tv Command File.\r\n");
   EXPECT_EQ(r.out, "");
+}
+
+TEST_F(TvTransmillTest, ClosedStandardOutputShowsTheBox) {
+  std::filesystem::create_directories(PathOf("Documents"));
+  const RunResult r = Run({"-infile=a", "-outfile=b", "-convert_to=c"}, {"TONVERA_DEBUG=1"}, true);
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_EQ(r.err, "Console Error: GetStdHandle\r\n");
 }
 
 TEST_F(TvTransmillTest, MissingOptionsGiveTheirErrors) {
