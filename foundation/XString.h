@@ -25,6 +25,8 @@ public:
   XString(const char16_t* text);
   // Copies the text and the tag; the narrow cache is not copied.
   XString(const XString& other);
+  // A copy of the units of a view.
+  explicit XString(std::u16string_view units);
   // Takes the text, size, tag and capacity; the source becomes the shared empty and keeps its
   // own narrow cache.
   XString(XString&& other) noexcept;
@@ -194,7 +196,8 @@ public:
   // and %S take UTF-8 const char*, %c takes a UTF-16 unit. Flags - + space 0 #, width and
   // precision (also *), lengths hh h l ll L I I32 I64 z j t w, conversions d i u o x X c C s S
   // f F e E g G a A p %. A bad format (or %n) gives an empty string. Results too long for the
-  // standard path (about 78 million units) are made by FormatSlow.
+  // standard path (about 78 million units) are made by FormatSlow. The string is cleared
+  // before the arguments are read, so they must not point into it (fmt may).
   XString& Format(const char16_t* fmt, ...);
   XString& FormatV(const char16_t* fmt, va_list args);
   // A new string built as Format would.

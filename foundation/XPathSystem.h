@@ -1,0 +1,26 @@
+// Platform primitives under the path functions; the Posix source holds their system calls.
+#pragma once
+#include "XString.h"
+
+#include <cstddef>
+#include <string>
+
+namespace xpath {
+
+inline std::u16string Text(const XString& s) { return std::u16string(s.CStr(), size_t(s.Length())); }
+inline XString Str(const std::u16string& s) { return XString(s.c_str()); }
+
+// UTF-8 form for system calls, and back.
+std::string ToSystem(const XString& path);
+XString FromSystem(const char* path);
+
+bool CreateFolder(const XString& path);  // one level; an existing one fails with 183
+bool RemoveFolder(const XString& path);  // an empty folder
+bool CreateNewFile(const XString& path);  // create-new, then closed; 80 if it exists
+bool RandomBytes(void* data, size_t size);
+// The folder of an XDG id without trailing "/", or empty when the system has none.
+XString UserFolder(int id);
+// The environment's temporary folder, or empty.
+XString SystemTempFolder();
+
+}  // namespace xpath

@@ -1,0 +1,163 @@
+// XEvent: create-or-open by name, manual reset, waits, and sharing with other processes.
+#include "XEvent.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "../sdk/support/NamedPeer.h"
+#include "XLastError.h"
+#include "XString.h"
+#include "XTextCodec.h"
+
+using namespace named_peer;
+
+namespace {
+std::u16string Wide(const std::string& text) { return XUtf8ToUtf16(text); }
+}  // namespace
+
+TEST(XEventTest, SecondCreateOfANameOpensTheSameEvent) {
+  std::u16string name = Wide(UniqueName("evt"));
+  XEvent first(name.c_str());
+  ASSERT_TRUE(first.IsOpen());
+  EXPECT_FALSE(first.AlreadyExisted());
+  EXPECT_EQ(XGetLastError(), XErrNone);
+  EXPECT_FALSE(first.IsSet());
+  XEvent second(name.c_str());
+  EXPECT_TRUE(second.AlreadyExisted());
+  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
+  second.Set();
+  EXPECT_TRUE(first.IsSet());
+  first.Reset();
+  EXPECT_FALSE(second.IsSet());
+}
+
+TEST(XEventTest, CopyIsASecondHandleOnTheSameEvent) {
+  XEvent original(Wide(UniqueName("evt")).c_str());
+  XEvent copy(original);
+  EXPECT_TRUE(copy.AlreadyExisted());
+  original.Close();
+  copy.Set();
+  EXPECT_TRUE(copy.IsSet());
+  XEvent anonymous;
+  XEvent anonymousCopy(anonymous);
+  anonymous.Set();
+  EXPECT_TRUE(anonymousCopy.IsSet());
+}
+
+TEST(XEventTest, WaitTimesOutWithTheTimeOutError) {
+  XEvent event(Wide(UniqueName("evt")).c_str());
+  EXPECT_FALSE(event.Wait(0));
+  EXPECT_FALSE(event.Wait(20));
+  EXPECT_EQ(XGetLastError(), XErrTimeout);
+  event.Set();
+  EXPECT_TRUE(event.Wait(XEvent::Infinite));
+}
+
+TEST(XEventTest, SetHereWakesAWaiterInAnotherProcess) {
+  std::string name = UniqueName("evt");
+  XEvent event(Wide(name).c_str());
+  Peer waiter(CxxPeer(), {"event-wait", name, "60000"});
+  ASSERT_TRUE(waiter.WaitFor("existed=1"));
+  ASSERT_TRUE(waiter.WaitFor("ready"));
+  event.Set();
+  EXPECT_EQ(waiter.Wait(), 0);
+}
+
+TEST(XEventTest, SharesEventsWithProgramsOfTheCApi) {
+  std::string madeHere = UniqueName("evt");
+  XEvent event(Wide(madeHere).c_str());
+  std::string output;
+  EXPECT_EQ(RunPeer(CPeer(), {"event-set", madeHere}, &output), 0);
+  EXPECT_EQ(output, "existed=1\n");
+  EXPECT_TRUE(event.IsSet());
+
+  std::string madeThere = UniqueName("evt");
+  Peer holder(CPeer(), {"event-hold", madeThere});
+  ASSERT_TRUE(holder.WaitFor("existed=0"));
+  ASSERT_TRUE(holder.WaitFor("ready"));
+  XEvent opened(Wide(madeThere).c_str());
+  EXPECT_TRUE(opened.AlreadyExisted());
+  EXPECT_EQ(RunPeer(CPeer(), {"event-set", madeThere}), 0);
+  EXPECT_TRUE(opened.Wait(20000));
+}
+
+TEST(XEventTest, ToggleFlipsTheStateAndTellsTheNewOne) {
+  XEvent event;
+  EXPECT_TRUE(event.Toggle());
+  EXPECT_TRUE(event.IsSet());
+  EXPECT_FALSE(event.Toggle());
+  EXPECT_FALSE(event.IsSet());
+}
+
+TEST(XEventTest, ClosedEventDoesNothingAndReportsFalse) {
+  XEvent event;
+  event.Close();
+  event.Set();
+  event.Reset();
+  EXPECT_FALSE(event.IsSet());
+  EXPECT_FALSE(event.Wait(10));
+  EXPECT_TRUE(event.Toggle());
+  EXPECT_FALSE(event.IsSet());
+}
+
+TEST(XEventTest, WaitEitherTellsWhichOneOrTimeOutOrFailure) {
+  std::string secondName = UniqueName("evt");
+  XEvent first(Wide(UniqueName("evt")).c_str()), second(Wide(secondName).c_str());
+  EXPECT_EQ(XEvent::WaitEither(first, second, 10), 0);
+  EXPECT_EQ(XGetLastError(), XErrTimeout);
+  ASSERT_EQ(RunPeer(CxxPeer(), {"event-set", secondName}), 0);
+  EXPECT_EQ(XEvent::WaitEither(first, second, 20000), 2);
+  first.Set();
+  EXPECT_EQ(XEvent::WaitEither(first, second, 0), 1);
+  XEvent closed;
+  closed.Close();
+  EXPECT_EQ(XEvent::WaitEither(first, closed, 0), -1);
+  EXPECT_EQ(XEvent::WaitEither(closed, second, 0), -1);
+}
+
+TEST(XEventTest, DetachGivesUpTheHandleAndAttachTakesItBack) {
+  XEvent event(Wide(UniqueName("evt")).c_str());
+  XEvent::Handle handle = event.Detach();
+  ASSERT_NE(handle, nullptr);
+  EXPECT_FALSE(event.IsOpen());
+  XEvent other;
+  other.Attach(handle);
+  EXPECT_TRUE(other.AlreadyExisted());
+  EXPECT_EQ(other.GetHandle(), handle);
+  other.Set();
+  EXPECT_TRUE(other.IsSet());
+}
+
+TEST(XEventTest, CreateUniqueAddsAGuidTextToThePrefix) {
+  XEvent a, b;
+  XString first = a.CreateUnique(u"TvTest");
+  XString second = b.CreateUnique(u"TvTest");
+  ASSERT_EQ(first.Length(), 6 + 32);
+  EXPECT_TRUE(first.Left(6) == XString(u"TvTest"));
+  for (int pos = 7; pos <= first.Length(); ++pos) {
+    char16_t c = first.CharAt(pos);
+    EXPECT_TRUE((c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'F')) << pos;
+  }
+  EXPECT_EQ(first.CharAt(6 + 13), u'4');  // version digit of byte 6
+  EXPECT_FALSE(first == second);
+  EXPECT_TRUE(a.IsOpen());
+  EXPECT_FALSE(a.AlreadyExisted());
+}
+
+TEST(XEventTest, CreateFromTicksSkipsNamesThatExist) {
+  std::string prefix = UniqueName("tick") + "-";
+  std::vector<XEvent*> taken;
+  uint32_t start = XTickCount();
+  for (uint32_t k = 0; k < 100; ++k)
+    taken.push_back(new XEvent(Wide(prefix + std::to_string(start + k)).c_str()));
+  XEvent event;
+  XString name = event.CreateFromTicks(Wide(prefix).c_str());
+  ASSERT_TRUE(event.IsOpen());
+  EXPECT_FALSE(event.AlreadyExisted());
+  uint64_t number = name.From(int(prefix.size()) + 1).ToUInt64();
+  EXPECT_GE(number, uint64_t(start) + 100);
+  EXPECT_TRUE(name == Wide(prefix + std::to_string(number)).c_str());
+  for (XEvent* e : taken) delete e;
+}

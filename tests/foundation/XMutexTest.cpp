@@ -1,0 +1,89 @@
+// XMutex: create-or-open by name, recursion, time-outs and holders that die.
+#include "XMutex.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "../sdk/support/NamedPeer.h"
+#include "XLastError.h"
+#include "XString.h"
+#include "XTextCodec.h"
+
+using namespace named_peer;
+
+namespace {
+std::u16string Wide(const std::string& text) { return XUtf8ToUtf16(text); }
+}  // namespace
+
+TEST(XMutexTest, SecondCreateOfANameReportsExisted) {
+  std::u16string name = Wide(UniqueName("mtx"));
+  XMutex first(name.c_str());
+  EXPECT_FALSE(first.AlreadyExisted());
+  XMutex second(name.c_str());
+  EXPECT_TRUE(second.AlreadyExisted());
+  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
+  EXPECT_FALSE(second.IsHeld());
+}
+
+TEST(XMutexTest, HeldMutexTimesOutInAnotherProcessUntilUnlocked) {
+  std::string name = UniqueName("mtx");
+  XMutex mutex(Wide(name).c_str());
+  ASSERT_TRUE(mutex.TryLock());
+  EXPECT_TRUE(mutex.IsHeld());
+  mutex.Lock();
+  EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", name, "20"}), 3);
+  mutex.Unlock();
+  EXPECT_FALSE(mutex.IsHeld());
+  // Locked twice: still held by this thread after one unlock.
+  EXPECT_EQ(RunPeer(CxxPeer(), {"mutex-try", name, "20"}), 3);
+  mutex.Unlock();
+  EXPECT_EQ(RunPeer(CxxPeer(), {"mutex-try", name, "20000"}), 0);
+}
+
+TEST(XMutexTest, MutexOfAKilledHolderGoesToTheNextLocker) {
+  std::string name = UniqueName("mtx");
+  XMutex mutex(Wide(name).c_str());
+  Peer holder(CxxPeer(), {"mutex-hold", name});
+  ASSERT_TRUE(holder.WaitFor("ready"));
+  EXPECT_FALSE(mutex.TryLock(10));
+  EXPECT_EQ(XGetLastError(), XErrTimeout);
+  EXPECT_FALSE(mutex.IsHeld());
+  holder.Kill();
+  mutex.Lock();
+  EXPECT_TRUE(mutex.IsHeld());
+}
+
+TEST(XMutexTest, CloseReleasesAHeldMutex) {
+  std::string name = UniqueName("mtx");
+  XMutex keeper(Wide(name).c_str());
+  XMutex mutex(Wide(name).c_str());
+  mutex.Lock();
+  mutex.Close();
+  EXPECT_FALSE(mutex.IsHeld());
+  EXPECT_FALSE(mutex.IsOpen());
+  EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", name, "20000"}), 0);
+}
+
+TEST(XMutexTest, UnnamedMutexIsAPlainLockAndAClosedOneDoesNothing) {
+  XMutex plain;
+  ASSERT_TRUE(plain.IsOpen());
+  EXPECT_TRUE(plain.TryLock());
+  plain.Unlock();
+  plain.Close();
+  plain.Lock();
+  EXPECT_FALSE(plain.IsHeld());
+  EXPECT_FALSE(plain.TryLock(10));
+}
+
+TEST(XMutexTest, CreateUniqueAndCreateFromTicksMakeNewNames) {
+  XMutex a, b;
+  XString unique = a.CreateUnique(u"mutTest");
+  EXPECT_EQ(unique.Length(), 7 + 32);
+  EXPECT_FALSE(a.AlreadyExisted());
+  XString ticks = b.CreateFromTicks(u"mutTvTestBatch", 2147483647u);
+  ASSERT_TRUE(b.IsOpen());
+  uint64_t number = ticks.From(15).ToUInt64();
+  EXPECT_LE(number, 2147483647u);
+  EXPECT_TRUE(ticks == XString(u"mutTvTestBatch") + XString::FromUInt64(number));
+}

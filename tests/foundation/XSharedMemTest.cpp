@@ -1,0 +1,96 @@
+// XSharedMem: the counter block and its mutex, shared with other processes.
+#include "XSharedMem.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "../sdk/support/NamedPeer.h"
+#include "XTextCodec.h"
+
+using namespace named_peer;
+
+namespace {
+std::u16string Wide(const std::string& text) { return XUtf8ToUtf16(text); }
+}  // namespace
+
+TEST(XSharedMemTest, WrittenHereIsReadByTheCApiAndTheOtherWayRound) {
+  std::string name = UniqueName("cnt");
+  XSharedMem share;
+  bool existed = true;
+  ASSERT_TRUE(share.Create(Wide(name).c_str(), 8, &existed));
+  EXPECT_FALSE(existed);
+  uint64_t value = 123456789012345ull;
+  ASSERT_TRUE(share.Write(&value));
+  std::string output;
+  EXPECT_EQ(RunPeer(CPeer(), {"counter-read", name}, &output), 0);
+  EXPECT_EQ(output, "existed=1\nvalue=123456789012345\n");
+  ASSERT_EQ(RunPeer(CPeer(), {"counter-write", name, "42"}), 0);
+  ASSERT_TRUE(share.Read(&value));
+  EXPECT_EQ(value, 42u);
+}
+
+TEST(XSharedMemTest, CounterMadeByTheCApiIsOpenedHere) {
+  std::string name = UniqueName("cnt");
+  Peer holder(CPeer(), {"counter-hold", name, "99"});
+  ASSERT_TRUE(holder.WaitFor("ready"));
+  XSharedMem share;
+  bool existed = false;
+  ASSERT_TRUE(share.Create(Wide(name).c_str(), 8, &existed));
+  EXPECT_TRUE(existed);
+  uint64_t value = 0;
+  ASSERT_TRUE(share.Read(&value));
+  EXPECT_EQ(value, 99u);
+  holder.Kill();
+  value = 7;
+  share.Write(&value);
+  std::string output;
+  EXPECT_EQ(RunPeer(CxxPeer(), {"counter-read", name}, &output), 0);
+  EXPECT_EQ(output, "existed=1\nvalue=7\n");
+}
+
+TEST(XSharedMemTest, ExistingBlockOfAnotherSizeIsAttachedAndWriteCopiesThisSize) {
+  std::u16string name = Wide(UniqueName("blk"));
+  XSharedMem small, large;
+  ASSERT_TRUE(small.Create(name.c_str(), 8));
+  bool existed = false;
+  ASSERT_TRUE(large.Create(name.c_str(), 16, &existed));
+  EXPECT_TRUE(existed);
+  ASSERT_TRUE(large.Write("0123456789ABCDEF"));
+  char seen[17] = {};
+  ASSERT_TRUE(large.Read(seen));
+  EXPECT_STREQ(seen, "0123456789ABCDEF");
+  char first[9] = {};
+  ASSERT_TRUE(small.Read(first));
+  EXPECT_STREQ(first, "01234567");
+}
+
+TEST(XSharedMemTest, LockKeepsTheMutexAcrossWritesUntilUnlock) {
+  std::string name = UniqueName("cnt");
+  XSharedMem share;
+  ASSERT_TRUE(share.Create(Wide(name).c_str(), 8));
+  share.Lock();
+  EXPECT_TRUE(share.IsLocked());
+  uint64_t value = 5;
+  share.Write(&value);
+  EXPECT_TRUE(share.IsLocked());
+  EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", "SMutex_" + name, "20"}), 3);
+  share.Unlock();
+  EXPECT_FALSE(share.IsLocked());
+  EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", "SMutex_" + name, "20000"}), 0);
+}
+
+TEST(XSharedMemTest, NeverCreatedOrClosedBlockRefusesCopies) {
+  XSharedMem share;
+  uint64_t value = 1;
+  EXPECT_FALSE(share.Write(&value));
+  EXPECT_FALSE(share.Read(&value));
+  std::string name = UniqueName("cnt");
+  ASSERT_TRUE(share.Create(Wide(name).c_str(), 8));
+  EXPECT_TRUE(ShmExists("blk", "NSharedData_" + name));
+  share.Close();
+  EXPECT_FALSE(share.Write(&value));
+  EXPECT_FALSE(ShmExists("blk", "NSharedData_" + name));
+  EXPECT_FALSE(ShmExists("mtx", "SMutex_" + name));
+}

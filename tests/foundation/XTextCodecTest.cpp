@@ -1,0 +1,177 @@
+// Text codec: the sizing contract, UTF-8 edges, lone surrogates and US-ASCII.
+#include "XTextCodec.h"
+
+#include "XLastError.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+std::u16string Decode(const std::string& bytes, unsigned codePage = XCodePageUtf8) {
+  int need = XMultiByteToWideChar(codePage, bytes.data(), int(bytes.size()), nullptr, 0);
+  std::u16string out(size_t(need), u'\0');
+  EXPECT_EQ(XMultiByteToWideChar(codePage, bytes.data(), int(bytes.size()), out.data(), need),
+            need);
+  return out;
+}
+
+std::string Encode(const std::u16string& units, unsigned codePage = XCodePageUtf8) {
+  int need = XWideCharToMultiByte(codePage, units.data(), int(units.size()), nullptr, 0);
+  std::string out(size_t(need), '\0');
+  EXPECT_EQ(XWideCharToMultiByte(codePage, units.data(), int(units.size()), out.data(), need),
+            need);
+  return out;
+}
+
+}  // namespace
+
+// --- Calling contract ---
+
+TEST(XTextCodecTest, TerminatedSourceCountsTheTerminator) {
+  EXPECT_EQ(XMultiByteToWideChar(0, "abc", -1, nullptr, 0), 4);
+  EXPECT_EQ(XMultiByteToWideChar(65001, "", -1, nullptr, 0), 1);
+  char16_t wide[8] = {u'x', u'x', u'x', u'x', u'x'};
+  EXPECT_EQ(XMultiByteToWideChar(0, "abc", -1, wide, 8), 4);
+  EXPECT_EQ(std::u16string(wide), u"abc");
+  EXPECT_EQ(XWideCharToMultiByte(0, u"\u00e9", -1, nullptr, 0), 3);
+  char narrow[8];
+  EXPECT_EQ(XWideCharToMultiByte(65001, u"\u00e9", -1, narrow, 8), 3);
+  EXPECT_STREQ(narrow, "\xc3\xa9");
+}
+
+TEST(XTextCodecTest, GivenLengthConvertsNoTerminator) {
+  char16_t wide[4] = {u'x', u'x', u'x', u'x'};
+  EXPECT_EQ(XMultiByteToWideChar(0, "abcdef", 2, wide, 4), 2);
+  EXPECT_EQ(wide[0], u'a');
+  EXPECT_EQ(wide[1], u'b');
+  EXPECT_EQ(wide[2], u'x');
+  char narrow[4] = {'x', 'x', 'x', 'x'};
+  EXPECT_EQ(XWideCharToMultiByte(0, u"abc", 1, narrow, 4), 1);
+  EXPECT_EQ(narrow[0], 'a');
+  EXPECT_EQ(narrow[1], 'x');
+}
+
+TEST(XTextCodecTest, TooSmallTargetFailsWithInsufficientBuffer) {
+  char16_t wide[3];
+  XSetLastError(0);
+  EXPECT_EQ(XMultiByteToWideChar(0, "abc", -1, wide, 3), 0);
+  EXPECT_EQ(XGetLastError(), 122u);
+  char narrow[2];
+  XSetLastError(0);
+  EXPECT_EQ(XWideCharToMultiByte(0, u"\u00e9", -1, narrow, 2), 0);
+  EXPECT_EQ(XGetLastError(), 122u);
+  // Exactly the size asked for is enough.
+  char16_t exact[4];
+  EXPECT_EQ(XMultiByteToWideChar(0, "abc", -1, exact, 4), 4);
+}
+
+TEST(XTextCodecTest, BadArgumentsFailWithInvalidParameter) {
+  char16_t wide[4];
+  char narrow[4];
+  EXPECT_EQ(XMultiByteToWideChar(1252, "a", -1, wide, 4), 0);
+  EXPECT_EQ(XMultiByteToWideChar(0, nullptr, -1, wide, 4), 0);
+  EXPECT_EQ(XMultiByteToWideChar(0, "a", 0, wide, 4), 0);
+  EXPECT_EQ(XMultiByteToWideChar(0, "a", -2, wide, 4), 0);
+  EXPECT_EQ(XMultiByteToWideChar(0, "a", -1, nullptr, 4), 0);
+  EXPECT_EQ(XWideCharToMultiByte(437, u"a", -1, narrow, 4), 0);
+  EXPECT_EQ(XWideCharToMultiByte(0, u"a", -1, narrow, -1), 0);
+  XSetLastError(0);
+  XWideCharToMultiByte(437, u"a", -1, narrow, 4);
+  EXPECT_EQ(XGetLastError(), 87u);
+}
+
+// --- UTF-8 ---
+
+TEST(XTextCodecTest, Utf8LengthBoundaries) {
+  EXPECT_EQ(Decode("\x7f"), u"\u007f");
+  EXPECT_EQ(Decode("\xc2\x80"), u"\u0080");
+  EXPECT_EQ(Decode("\xdf\xbf"), u"\u07ff");
+  EXPECT_EQ(Decode("\xe0\xa0\x80"), u"\u0800");
+  EXPECT_EQ(Decode("\xef\xbf\xbf"), u"\uffff");
+  EXPECT_EQ(Decode("\xf0\x90\x80\x80"), u"\U00010000");
+  EXPECT_EQ(Decode("\xf4\x8f\xbf\xbf"), u"\U0010FFFF");
+  EXPECT_EQ(Encode(u"\u007f\u0080\u07ff\u0800\uffff"),
+            "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf");
+}
+
+TEST(XTextCodecTest, FourByteSequencesBecomeSurrogatePairs) {
+  std::u16string note = Decode("\xf0\x9f\x8e\xb5");
+  ASSERT_EQ(note.size(), 2u);
+  EXPECT_EQ(note[0], 0xD83C);
+  EXPECT_EQ(note[1], 0xDFB5);
+  EXPECT_EQ(Encode(note), "\xf0\x9f\x8e\xb5");
+  EXPECT_EQ(Encode(u"\U0010FFFF"), "\xf4\x8f\xbf\xbf");
+}
+
+TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
+  EXPECT_EQ(Decode("\xe2\x82"), u"\uFFFD");
+  EXPECT_EQ(Decode("\xe2\x82" "a"), u"\uFFFDa");
+  EXPECT_EQ(Decode("\xf0\x9f\x8e"), u"\uFFFD");
+  EXPECT_EQ(Decode("\xc3"), u"\uFFFD");
+  EXPECT_EQ(Decode("a\xc3"), u"a\uFFFD");
+  // A terminated source ends the sequence at the terminator.
+  char16_t wide[8];
+  EXPECT_EQ(XMultiByteToWideChar(0, "\xe2\x82", -1, wide, 8), 2);
+  EXPECT_EQ(wide[0], 0xFFFD);
+  EXPECT_EQ(wide[1], 0);
+}
+
+TEST(XTextCodecTest, InvalidBytesAndFormsAreReplaced) {
+  EXPECT_EQ(Decode("\x80"), u"\uFFFD");
+  EXPECT_EQ(Decode("\xbf" "a"), u"\uFFFDa");
+  EXPECT_EQ(Decode("\xff\xfe"), u"\uFFFD\uFFFD");
+  EXPECT_EQ(Decode("\xc0\x80"), u"\uFFFD\uFFFD");          // overlong zero
+  EXPECT_EQ(Decode("\xc1\xbf"), u"\uFFFD\uFFFD");          // overlong 0x7F
+  EXPECT_EQ(Decode("\xe0\x80\xaf"), u"\uFFFD\uFFFD\uFFFD");  // overlong "/"
+  EXPECT_EQ(Decode("\xf0\x80\x80\xaf"), u"\uFFFD\uFFFD\uFFFD\uFFFD");
+  EXPECT_EQ(Decode("\xed\xa0\x80"), u"\uFFFD\uFFFD\uFFFD");  // encoded surrogate
+  EXPECT_EQ(Decode("\xf4\x90\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD");  // above U+10FFFF
+  EXPECT_EQ(Decode("\xf5\x80"), u"\uFFFD\uFFFD");
+}
+
+TEST(XTextCodecTest, LoneSurrogatesBecomeReplacement) {
+  const std::string replacement = "\xef\xbf\xbd";
+  EXPECT_EQ(Encode(std::u16string(1, char16_t(0xD800))), replacement);
+  EXPECT_EQ(Encode(std::u16string(1, char16_t(0xDC00))), replacement);
+  EXPECT_EQ(Encode(std::u16string{char16_t(0xD800), u'a'}), replacement + "a");
+  EXPECT_EQ(Encode(std::u16string{char16_t(0xDC00), char16_t(0xD800)}), replacement + replacement);
+  // A high surrogate whose pair would lie past the given length stays alone.
+  const char16_t pair[] = {0xD83C, 0xDFB5, 0};
+  char narrow[8];
+  EXPECT_EQ(XWideCharToMultiByte(0, pair, 1, narrow, 8), 3);
+}
+
+TEST(XTextCodecTest, RoundTripOfEveryScalarValue) {
+  std::u16string all;
+  for (char32_t cp = 1; cp <= 0x10FFFF; cp += (cp < 0x10000 ? 1 : 97)) {
+    if (cp >= 0xD800 && cp <= 0xDFFF)
+      continue;
+    if (cp >= 0x10000) {
+      all += char16_t(0xD800 + ((cp - 0x10000) >> 10));
+      all += char16_t(0xDC00 + ((cp - 0x10000) & 0x3FF));
+    } else {
+      all += char16_t(cp);
+    }
+  }
+  std::string utf8 = XUtf16ToUtf8(all);
+  EXPECT_EQ(XUtf8ToUtf16(utf8), all);
+  EXPECT_EQ(Decode(Encode(all)), all);
+}
+
+TEST(XTextCodecTest, StringHelpersKeepEmbeddedZeros) {
+  EXPECT_EQ(XUtf8ToUtf16(std::string_view("a\0b", 3)), std::u16string(u"a\0b", 3));
+  EXPECT_EQ(XUtf16ToUtf8(std::u16string_view(u"a\0b", 3)), std::string("a\0b", 3));
+  EXPECT_EQ(XUtf8ToUtf16(""), u"");
+  EXPECT_EQ(XUtf16ToUtf8(u"\u00e9\U0001F3B5"), "\xc3\xa9\xf0\x9f\x8e\xb5");
+}
+
+// --- US-ASCII ---
+
+TEST(XTextCodecTest, AsciiPageReplacesUnitsAbove127) {
+  EXPECT_EQ(Encode(u"a\u007f\u0080\u00e9z", XCodePageAscii), "a\x7f??z");
+  EXPECT_EQ(Encode(u"\U0001F3B5", XCodePageAscii), "??");  // each unit of the pair
+  EXPECT_EQ(Decode("a\x7f", XCodePageAscii), u"a\u007f");
+  EXPECT_EQ(Decode("a\x80\xff", XCodePageAscii), u"a\uFFFD\uFFFD");
+}
