@@ -23,11 +23,20 @@ void LogError(const char16_t* text, const TvHostContext& context, const char* fu
 // Logs the text with "*** Information: " and writes it to the information handle.
 void LogInfo(const char16_t* text, const TvHostContext& context, const char* function = nullptr);
 
+void Log(const XString& text, const TvHostContext& context, const char* function = nullptr,
+         bool lineEnd = true, const char16_t* prefix = nullptr);
+void LogError(const XString& text, const TvHostContext& context, const char* function = nullptr);
+void LogInfo(const XString& text, const TvHostContext& context, const char* function = nullptr);
+
 // The same calls for code that holds no context: they use the process-wide one below.
 void Log(const char16_t* text, const char* function = nullptr, bool lineEnd = true,
          const char16_t* prefix = nullptr);
 void LogError(const char16_t* text, const char* function = nullptr);
 void LogInfo(const char16_t* text, const char* function = nullptr);
+void Log(const XString& text, const char* function = nullptr, bool lineEnd = true,
+         const char16_t* prefix = nullptr);
+void LogError(const XString& text, const char* function = nullptr);
+void LogInfo(const XString& text, const char* function = nullptr);
 
 // The process-wide context. Until one is set, errors go to standard error, informations
 // nowhere, and the log to the file that StartDebugLog opened, if any. Text written to a

@@ -3,6 +3,7 @@
 
 #include "XTextCodec.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -200,9 +201,8 @@ void PutChar(Output& out, const Spec& spec, va_list& args) {
   PutPadded(out, spec, &c, 1);
 }
 
-// Formats one conversion after its "%"; false for a bad conversion.
-bool PutConversion(Output& out, const char16_t*& p, va_list& args) {
-  Spec spec;
+// Reads flags, width and precision of one conversion.
+void ReadSpec(const char16_t*& p, Spec& spec, va_list& args) {
   for (; IsFlag(*p); ++p) {
     if (*p == u'-')
       spec.leftAlign = true;
@@ -230,9 +230,18 @@ bool PutConversion(Output& out, const char16_t*& p, va_list& args) {
       spec.precision = ReadNumber(p);
     }
   }
+}
+
+// Formats one conversion after its "%"; false for a bad conversion.
+bool PutConversion(Output& out, const char16_t*& p, va_list& args) {
+  Spec spec;
+  ReadSpec(p, spec, args);
   if (!ReadSize(p, spec))
     return false;
-  char16_t conversion = *p++;
+  char16_t conversion = *p;
+  if (conversion == 0)
+    return false;  // the format ends inside the conversion
+  ++p;
   switch (conversion) {
   case u'%': out.Put(u'%'); return true;
   case u'd': case u'i': PutSigned(out, spec, 'd', args); return true;
@@ -269,7 +278,7 @@ int XFormatUnits(char16_t* dst, int limit, const char16_t* fmt, va_list args) {
   Output out{dst, limit};
   const char16_t* p = fmt;
   bool bad = false;
-  while (*p && !out.tooLong && !bad) {
+  while (!bad && !out.tooLong && *p) {
     if (*p != u'%')
       out.Put(*p++);
     else
@@ -374,6 +383,62 @@ void PutSlowSigned(XString& out, int value, const SlowSpec& spec) {
   out += digits;
 }
 
+
+// Takes one character before the conversion letter into the spec; false for a second ".".
+bool ReadSlowSpec(char16_t c, SlowSpec& spec) {
+  if (c == u'+') {
+    spec.plus = true;
+  } else if (c == u'.') {
+    if (spec.inPrecision)
+      return false;
+    spec.inPrecision = true;
+    spec.precision = 0;
+  } else if (c >= u'0' && c <= u'9' && spec.inPrecision) {
+    spec.precision = std::min(spec.precision * 10 + (c - u'0'), 18);
+  } else if (c >= u'0' && c <= u'9') {
+    if (!spec.seenWidthDigit && c == u'0')
+      spec.pad = u'0';
+    spec.seenWidthDigit = true;
+    spec.width = std::min(spec.width * 10 + (c - u'0'), 100000000);
+  }
+  // Anything else inside a conversion is skipped.
+  return true;
+}
+
+// Adds one argument for the conversion letter c; false when c is not a conversion letter.
+bool PutSlowArgument(XString& out, char16_t c, const SlowSpec& spec, va_list& ap) {
+  switch (c) {
+  case u'c': out.AppendChar(char16_t(va_arg(ap, int))); return true;
+  case u'd': case u'i': PutSlowSigned(out, va_arg(ap, int), spec); return true;
+  case u'u': PadLeft(out, XString::FromUInt64(va_arg(ap, unsigned)), spec); return true;
+  case u'x': PadLeft(out, XString::HexMin(va_arg(ap, unsigned)).ToLower(), spec); return true;
+  case u'X': PadLeft(out, XString::HexMin(va_arg(ap, unsigned)), spec); return true;
+  case u'f': {
+    double v = va_arg(ap, double);
+    if (spec.plus && v > 0)
+      out.AppendChar(u'+');
+    out += XString::FromDouble(v, spec.precision, true);
+    return true;
+  }
+  case u's': out += va_arg(ap, const char16_t*); return true;
+  default: return false;
+  }
+}
+
+// Reads one conversion after its "%" and adds its argument; false for a bad conversion.
+bool PutSlowConversion(XString& out, const char16_t*& p, va_list& ap) {
+  SlowSpec spec;
+  for (; *p; ++p) {
+    if (PutSlowArgument(out, *p, spec, ap)) {
+      ++p;
+      return true;
+    }
+    if (!ReadSlowSpec(*p, spec))
+      return false;
+  }
+  return false;  // the format ended inside the conversion
+}
+
 }  // namespace
 
 XString& XString::FormatSlowV(const char16_t* fmt, va_list args) {
@@ -384,77 +449,19 @@ XString& XString::FormatSlowV(const char16_t* fmt, va_list args) {
   va_list ap;
   va_copy(ap, args);
   XString out;
-  const char16_t* p = format.CStr();
-  while (*p) {
+  bool bad = false;
+  for (const char16_t* p = format.CStr(); *p && !bad;) {
     if (*p != u'%') {
       out.AppendChar(*p++);
-      continue;
-    }
-    ++p;
-    if (*p == u'%') {
+    } else if (*++p == u'%') {
       out.AppendChar(u'%');
       ++p;
-      continue;
-    }
-    SlowSpec spec;
-    bool done = false;
-    for (; !done; ++p) {
-      char16_t c = *p;
-      if (c == 0) {
-        va_end(ap);
-        Clear();
-        return *this;
-      }
-      if (c == u'+') {
-        spec.plus = true;
-      } else if (c == u'.') {
-        if (spec.inPrecision) {
-          va_end(ap);
-          Clear();
-          return *this;
-        }
-        spec.inPrecision = true;
-        spec.precision = 0;
-      } else if (c >= u'0' && c <= u'9') {
-        if (spec.inPrecision) {
-          spec.precision = spec.precision * 10 + (c - u'0');
-        } else {
-          if (!spec.seenWidthDigit && c == u'0')
-            spec.pad = u'0';
-          spec.seenWidthDigit = true;
-          spec.width = spec.width * 10 + (c - u'0');
-        }
-        if (spec.width > 100000000)
-          spec.width = 100000000;
-        if (spec.precision > 18)
-          spec.precision = 18;
-      } else if (c == u'c') {
-        out.AppendChar(char16_t(va_arg(ap, int)));
-        done = true;
-      } else if (c == u'd' || c == u'i') {
-        PutSlowSigned(out, va_arg(ap, int), spec);
-        done = true;
-      } else if (c == u'u') {
-        PadLeft(out, FromUInt64(va_arg(ap, unsigned)), spec);
-        done = true;
-      } else if (c == u'x' || c == u'X') {
-        XString hex = HexMin(va_arg(ap, unsigned));
-        PadLeft(out, c == u'x' ? hex.ToLower() : hex, spec);
-        done = true;
-      } else if (c == u'f') {
-        double v = va_arg(ap, double);
-        if (spec.plus && v > 0)
-          out.AppendChar(u'+');
-        out += FromDouble(v, spec.precision, true);
-        done = true;
-      } else if (c == u's') {
-        out += va_arg(ap, const char16_t*);
-        done = true;
-      }
-      // Anything else inside a conversion is skipped.
+    } else {
+      bad = !PutSlowConversion(out, p, ap);
     }
   }
   va_end(ap);
-  Assign(out.CStr(), out.Size());
+  if (!bad)
+    Assign(out.CStr(), out.Size());
   return *this;
 }

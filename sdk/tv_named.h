@@ -30,6 +30,7 @@ typedef struct tv_counter tv_counter;
 TV_API tv_event* tv_event_create(const char* name, int* existed);
 /* A second handle on the same event, to be closed on its own. */
 TV_API tv_event* tv_event_duplicate(const tv_event* event);
+/* Set and reset give 1, or -1 on a bad handle. */
 TV_API int tv_event_set(tv_event* event);
 TV_API int tv_event_reset(tv_event* event);
 /* 1 when set, 0 when not, -1 on a bad handle. */
@@ -50,7 +51,8 @@ TV_API int tv_mutex_unlock(tv_mutex* mutex);
 TV_API void tv_mutex_close(tv_mutex* mutex);
 
 /* A named block of bytes with no header of its own. A block that exists keeps its size and
-   content whatever size is asked for; tv_block_size tells how many bytes can be reached. */
+   content whatever size is asked for; tv_block_size tells how many bytes can be reached.
+   A size of 0 opens a block that exists and fails (EINVAL) when there is none. */
 TV_API tv_block* tv_block_create(const char* name, uint32_t size, int* existed);
 TV_API void* tv_block_data(tv_block* block);
 TV_API uint32_t tv_block_size(const tv_block* block);

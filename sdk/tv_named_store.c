@@ -60,7 +60,7 @@ static size_t page_round(size_t bytes) {
 
 static size_t object_size(int kind, uint32_t size) {
   if (kind != TVN_BLOCK) return page_round(sizeof(tvn_head));
-  return TVN_DATA_OFFSET + page_round(size ? size : 1);
+  return TVN_DATA_OFFSET + page_round(size);
 }
 
 void tvn_deadline(struct timespec* at, uint32_t milliseconds) {
@@ -250,6 +250,13 @@ static int attach_object(tvn_handle* handle, int fd, int kind) {
 static int open_locked(tvn_handle* handle, int kind, uint32_t size, int* existed) {
   for (int attempt = 0; attempt < 8; ++attempt) {
     int fd = shm_open(handle->shm_name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd >= 0 && kind == TVN_BLOCK && size == 0) {
+      /* A block of no size can be opened but not made. */
+      close(fd);
+      shm_unlink(handle->shm_name);
+      errno = EINVAL;
+      return -1;
+    }
     if (fd >= 0) {
       int rc = create_object(handle, fd, kind, size);
       close(fd);

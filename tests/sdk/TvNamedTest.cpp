@@ -8,6 +8,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
+#include <vector>
 
 #include "support/NamedPeer.h"
 
@@ -41,17 +43,6 @@ TEST(TvNamedTest, OtherProcessOpensWhatThisOneCreated) {
   tv_event_close(event);
 }
 
-TEST(TvNamedTest, ThisProcessOpensWhatAnotherCreated) {
-  std::string name = UniqueName("evt");
-  Peer holder(CPeer(), {"event-hold", name});
-  ASSERT_TRUE(holder.WaitFor("existed=0"));
-  ASSERT_TRUE(holder.WaitFor("ready"));
-  int existed = 0;
-  tv_event* event = tv_event_create(name.c_str(), &existed);
-  EXPECT_EQ(existed, 1);
-  tv_event_close(event);
-}
-
 TEST(TvNamedTest, SetHereWakesAWaiterInAnotherProcess) {
   std::string name = UniqueName("evt");
   tv_event* event = tv_event_create(name.c_str(), nullptr);
@@ -60,6 +51,23 @@ TEST(TvNamedTest, SetHereWakesAWaiterInAnotherProcess) {
   tv_event_set(event);
   EXPECT_EQ(waiter.Wait(), 0);
   tv_event_close(event);
+}
+
+TEST(TvNamedTest, WaiterKilledInsideAWaitDoesNotStopTheNextOne) {
+  std::string name = UniqueName("evt");
+  tv_event* event = tv_event_create(name.c_str(), nullptr);
+  {
+    Peer killed(CPeer(), {"event-wait", name, "60000"});
+    ASSERT_TRUE(killed.WaitFor("ready"));
+    usleep(100000);  // lets it get inside the wait, where a kill leaves the most behind
+    killed.Kill();
+  }
+  Peer waiter(CPeer(), {"event-wait", name, "60000"});
+  ASSERT_TRUE(waiter.WaitFor("ready"));
+  tv_event_set(event);
+  EXPECT_EQ(waiter.Wait(), 0);
+  tv_event_close(event);
+  EXPECT_FALSE(ShmExists("evt", name));
 }
 
 TEST(TvNamedTest, WaitEndsWithTimeOutWhenNobodySets) {
@@ -212,8 +220,15 @@ TEST(TvNamedTest, BlockKeepsItsSizeAndContentWhenOpenedWithAnotherSize) {
   EXPECT_EQ(existed, 1);
   EXPECT_EQ(tv_block_size(second), tv_block_size(first));
   EXPECT_EQ(std::memcmp(tv_block_data(second), "12345678", 8), 0);
+  tv_block* third = tv_block_create(name.c_str(), 0, &existed);
+  ASSERT_NE(third, nullptr);
+  EXPECT_EQ(existed, 1);
   tv_block_close(first);
   tv_block_close(second);
+  tv_block_close(third);
+  EXPECT_EQ(tv_block_create(name.c_str(), 0, nullptr), nullptr);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_FALSE(ShmExists("blk", name));
 }
 
 TEST(TvNamedTest, NothingIsLeftInSharedMemoryAfterTheLastClose) {
@@ -236,6 +251,20 @@ TEST(TvNamedTest, NothingIsLeftInSharedMemoryAfterTheLastClose) {
   EXPECT_EQ(existed, 0);
   tv_event_close(e);
   EXPECT_FALSE(ShmExists("evt", event));
+}
+
+TEST(TvNamedTest, ProcessesRacingToOpenAndCloseLeaveNothingBehind) {
+  std::string name = UniqueName("evt");
+  std::vector<std::unique_ptr<Peer>> peers;
+  for (int i = 0; i < 8; ++i)
+    peers.push_back(std::make_unique<Peer>(CPeer(), std::vector<std::string>{"event-set", name}));
+  int created = 0;
+  for (auto& peer : peers) {
+    created += peer->ReadLine() == "existed=0";
+    EXPECT_EQ(peer->Wait(), 0);
+  }
+  EXPECT_GE(created, 1);
+  EXPECT_FALSE(ShmExists("evt", name));
 }
 
 TEST(TvNamedTest, ObjectsOfKilledUsersAreSweptByTheNextProcessThatOpens) {

@@ -1,0 +1,180 @@
+// The byte buffer: when a resize keeps its block, what it copies and clears, copies and moves.
+#include "XBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+void FillCounting(XBuffer& b) {
+  for (uint32_t i = 0; i < b.size; ++i)
+    b.data[i] = uint8_t(i + 1);
+}
+
+}  // namespace
+
+TEST(XBufferTest, StartsEmpty) {
+  XBuffer b;
+  EXPECT_EQ(b.data, nullptr);
+  EXPECT_EQ(b.size, 0u);
+  EXPECT_EQ(b.capacity, 0u);
+}
+
+TEST(XBufferTest, ResizeToZeroStillAllocatesOneByte) {
+  XBuffer b;
+  EXPECT_TRUE(b.Resize(0));
+  EXPECT_NE(b.data, nullptr);
+  EXPECT_EQ(b.capacity, 1u);
+  EXPECT_EQ(b.size, 0u);
+}
+
+TEST(XBufferTest, ResizeKeepsABlockThatIsBigEnough) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(100));
+  uint8_t* block = b.data;
+  ASSERT_TRUE(b.Resize(50));
+  EXPECT_EQ(b.data, block);
+  EXPECT_EQ(b.size, 50u);
+  EXPECT_EQ(b.capacity, 100u);
+  ASSERT_TRUE(b.Resize(100));
+  EXPECT_EQ(b.data, block);
+}
+
+TEST(XBufferTest, ExactResizeReplacesALargerBlock) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(100));
+  FillCounting(b);
+  ASSERT_TRUE(b.Resize(50, true, false, 0, true));
+  EXPECT_EQ(b.capacity, 50u);
+  EXPECT_EQ(b.size, 50u);
+  EXPECT_EQ(b.data[49], 50);
+  ASSERT_TRUE(b.Resize(50, false, false, 0, true));
+  EXPECT_EQ(b.capacity, 50u);
+}
+
+TEST(XBufferTest, ExtraCountsInSizeOnlyWhenTheBlockIsReplaced) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(10, false, false, 5));
+  EXPECT_EQ(b.capacity, 15u);
+  EXPECT_EQ(b.size, 15u);
+  ASSERT_TRUE(b.Resize(12, false, false, 5));
+  EXPECT_EQ(b.capacity, 15u);
+  EXPECT_EQ(b.size, 12u);
+}
+
+TEST(XBufferTest, KeepCopiesTheOldBytesIntoAGrownBlock) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(10));
+  FillCounting(b);
+  ASSERT_TRUE(b.Resize(1000, true));
+  for (uint32_t i = 0; i < 10; ++i)
+    EXPECT_EQ(b.data[i], i + 1);
+}
+
+TEST(XBufferTest, ZeroClearsTheRequestedSize) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(64));
+  FillCounting(b);
+  ASSERT_TRUE(b.Resize(32, false, true));
+  for (uint32_t i = 0; i < 32; ++i)
+    ASSERT_EQ(b.data[i], 0) << i;
+  EXPECT_EQ(b.data[32], 33);  // behind the size, the old bytes stay
+}
+
+TEST(XBufferTest, LengthAndMarkAreCutToTheSize) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(100));
+  b.length = 80;
+  b.mark = 20;
+  b.Resize(30);
+  EXPECT_EQ(b.length, 30u);
+  EXPECT_EQ(b.mark, 20u);
+  b.Resize(10);
+  EXPECT_EQ(b.mark, 10u);
+}
+
+TEST(XBufferTest, OversizedRequestFailsQuietly) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(16));
+  b.length = 4;
+  EXPECT_FALSE(b.Resize(UINT32_MAX, true, true, 10));
+  EXPECT_EQ(b.data, nullptr);
+  EXPECT_EQ(b.size, 0u);
+  EXPECT_EQ(b.capacity, 0u);
+  EXPECT_EQ(b.length, 0u);
+  EXPECT_FALSE(b.AssignData("x", UINT32_MAX, 1));
+  EXPECT_EQ(b.data, nullptr);
+}
+
+TEST(XBufferTest, AssignDataCopiesAndClearsTheExtra) {
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(32));
+  std::memset(b.data, 0xEE, 32);
+  ASSERT_TRUE(b.AssignData("abc", 3, 2, true));
+  EXPECT_EQ(b.size, 5u);
+  EXPECT_EQ(b.length, 3u);
+  EXPECT_EQ(std::memcmp(b.data, "abc\0\0", 5), 0);
+  ASSERT_TRUE(b.AssignData("xyz", 3, 2, false));
+  EXPECT_EQ(b.data[3], 0);  // not cleared, so the zeros from before remain
+}
+
+TEST(XBufferTest, AssignDataWithoutSourceOnlySizes) {
+  XBuffer b;
+  ASSERT_TRUE(b.AssignData(nullptr, 8));
+  EXPECT_EQ(b.size, 8u);
+  EXPECT_EQ(b.length, 8u);
+}
+
+TEST(XBufferTest, AssignDataFromItsOwnBlock) {
+  XBuffer b;
+  ASSERT_TRUE(b.AssignData("0123456789", 10));
+  ASSERT_TRUE(b.AssignData(b.data + 4, 6));
+  EXPECT_EQ(std::memcmp(b.data, "456789", 6), 0);
+  ASSERT_TRUE(b.AssignData(b.data + 1, 5, 100, true));  // needs a new block
+  EXPECT_EQ(std::memcmp(b.data, "56789", 5), 0);
+  EXPECT_EQ(b.data[104], 0);
+}
+
+TEST(XBufferTest, CopyFromGivesAnIndependentBlock) {
+  XBuffer a;
+  ASSERT_TRUE(a.AssignData("hello", 5));
+  XBuffer b;
+  ASSERT_TRUE(b.CopyFrom(a));
+  EXPECT_NE(b.data, a.data);
+  EXPECT_EQ(b.size, 5u);
+  EXPECT_EQ(b.length, 5u);
+  EXPECT_EQ(std::memcmp(b.data, "hello", 5), 0);
+  EXPECT_TRUE(b.CopyFrom(b));
+  EXPECT_EQ(std::memcmp(b.data, "hello", 5), 0);
+}
+
+TEST(XBufferTest, MoveFromTakesEverything) {
+  XBuffer a;
+  ASSERT_TRUE(a.Resize(20));
+  a.length = 3;
+  a.mark = 2;
+  uint8_t* block = a.data;
+  XBuffer b;
+  ASSERT_TRUE(b.Resize(5));
+  b.MoveFrom(a);
+  EXPECT_EQ(b.data, block);
+  EXPECT_EQ(b.size, 20u);
+  EXPECT_EQ(b.length, 3u);
+  EXPECT_EQ(b.mark, 2u);
+  EXPECT_EQ(a.data, nullptr);
+  EXPECT_EQ(a.size + a.capacity + a.length + a.mark, 0u);
+
+  XBuffer c;
+  c.MoveFrom(b, true);
+  EXPECT_EQ(c.length, 20u);
+}
+
+TEST(XBufferTest, FreeZeroesAllFields) {
+  XBuffer b;
+  ASSERT_TRUE(b.AssignData("abc", 3));
+  b.mark = 1;
+  b.Free();
+  EXPECT_EQ(b.data, nullptr);
+  EXPECT_EQ(b.size + b.capacity + b.length + b.mark, 0u);
+}

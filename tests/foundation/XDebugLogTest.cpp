@@ -1,0 +1,209 @@
+// Tests of the debug log: markers and indentation, reports on the channels, start-up, threads.
+#include "XDebugLog.h"
+
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "XString.h"
+#include "XTextCodec.h"
+
+namespace {
+
+std::string ReadUtf16File(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::u16string units(bytes.size() / 2, u'\0');
+  for (size_t i = 0; i < units.size(); ++i) {
+    units[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) |
+                                     static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
+  }
+  EXPECT_EQ(bytes.size() % 2, 0u) << path;
+  return XUtf16ToUtf8(units);
+}
+
+std::string ReadPipe(int fd) {
+  std::string bytes;
+  char buffer[4096];
+  ssize_t got;
+  while ((got = read(fd, buffer, sizeof buffer)) > 0) bytes.append(buffer, size_t(got));
+  std::u16string units(bytes.size() / 2, u'\0');
+  memcpy(units.data(), bytes.data(), units.size() * 2);
+  return XUtf16ToUtf8(units);
+}
+
+constexpr const char* RedirectedVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME",
+                                               "TMPDIR", "TONVERA_DEBUG"};
+
+// A unique folder, with the user's folders, settings and temporary files pointed into it.
+class XDebugLogTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* name : RedirectedVariables) {
+      const char* value = getenv(name);
+      saved.emplace_back(value != nullptr, value != nullptr ? value : "");
+    }
+    const char* tmp = getenv("TMPDIR");
+    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/tv-log-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir = pattern;
+    for (const char* sub : {"/home", "/config", "/data", "/tmp", "/home/Documents"}) {
+      std::filesystem::create_directories(dir + sub);
+    }
+    setenv("HOME", (dir + "/home").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (dir + "/config").c_str(), 1);
+    setenv("XDG_DATA_HOME", (dir + "/data").c_str(), 1);
+    setenv("TMPDIR", (dir + "/tmp").c_str(), 1);
+    unsetenv("TONVERA_DEBUG");
+    logPath = dir + "/log.txt";
+    logFd = open(logPath.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    ASSERT_GE(logFd, 0);
+    ASSERT_EQ(pipe2(errorPipe, O_CLOEXEC | O_NONBLOCK), 0);
+    ASSERT_EQ(pipe2(infoPipe, O_CLOEXEC | O_NONBLOCK), 0);
+    context = {errorPipe[1], infoPipe[1], logFd};
+  }
+  void TearDown() override {
+    XSetLogContext({2, -1, -1});
+    for (int fd : {logFd, errorPipe[0], errorPipe[1], infoPipe[0], infoPipe[1]}) close(fd);
+    for (size_t i = 0; i < saved.size(); ++i) {
+      if (saved[i].first) {
+        setenv(RedirectedVariables[i], saved[i].second.c_str(), 1);
+      } else {
+        unsetenv(RedirectedVariables[i]);
+      }
+    }
+    std::filesystem::remove_all(dir);
+  }
+
+  std::string Logged() { return ReadUtf16File(logPath); }
+
+  std::vector<std::pair<bool, std::string>> saved;
+  std::string dir, logPath;
+  int logFd = -1;
+  int errorPipe[2] = {-1, -1};
+  int infoPipe[2] = {-1, -1};
+  TvHostContext context = {};
+};
+
+}  // namespace
+
+TEST_F(XDebugLogTest, NestedTracesIndentByTwoBlanksPerLevel) {
+  Log(u"->->", context, "Outer");
+  Log(u"one", context, "Outer");
+  Log(u"->-> entering", context, "Inner");
+  Log(u"two", context);
+  Log(u"<-<-", context, "Inner");
+  Log(u"<-<- leaving", context, "Outer");
+  Log(u"three", context);
+  EXPECT_EQ(Logged(),
+            "->->  [Outer]\r\n"
+            "  one  [Outer]\r\n"
+            "  ->-> entering  [Inner]\r\n"
+            "    two\r\n"
+            "  <-<-  [Inner]\r\n"
+            "<-<- leaving  [Outer]\r\n"
+            "three\r\n");
+}
+
+TEST_F(XDebugLogTest, PiecesWithoutLineEndFormOneLineWithOneIndentation) {
+  Log(u"->->", context, "F");
+  Log(u"a", context, "Ignored", false);
+  Log(u"b", context, "Ignored", false);
+  Log(u"c", context, "Last");
+  Log(u"<-<-", context, "F");
+  EXPECT_EQ(Logged(), "->->  [F]\r\n  abc  [Last]\r\n<-<-  [F]\r\n");
+}
+
+TEST_F(XDebugLogTest, UnmatchedLeaveAtTopLevelDoesNoHarm) {
+  Log(u"<-<-", context);
+  Log(u"<-<-", context, "Twice");
+  Log(u"<-<", context);  // three characters are no marker
+  Log(u"after", context);
+  EXPECT_EQ(Logged(), "<-<-\r\n<-<-  [Twice]\r\n<-<\r\nafter\r\n");
+}
+
+TEST_F(XDebugLogTest, ErrorAndInformationGoToLogAndToTheirPipes) {
+  Log(u"->->", context, "Run");
+  LogError(u"Unable to open file", context, "TvTransmill::OpenDecoder");
+  LogInfo(u"Gr\u00fc\u00dfe", context);
+  Log(u"<-<-", context, "Run");
+  EXPECT_EQ(Logged(),
+            "->->  [Run]\r\n"
+            "*** Error: Unable to open file  [TvTransmill::OpenDecoder]\r\n"
+            "*** Information: Gr\xC3\xBC\xC3\x9F" "e\r\n"
+            "<-<-  [Run]\r\n");
+  EXPECT_EQ(ReadPipe(errorPipe[0]), "Unable to open file  [TvTransmill::OpenDecoder]\r\n");
+  EXPECT_EQ(ReadPipe(infoPipe[0]), "Gr\xC3\xBC\xC3\x9F" "e\r\n");
+}
+
+TEST_F(XDebugLogTest, ReportsReachThePipesWithoutALog) {
+  TvHostContext noLog = {errorPipe[1], infoPipe[1], 0};
+  LogError(u"failed", noLog, "X::Y");
+  LogInfo(XString(u"note"), noLog);
+  EXPECT_EQ(ReadPipe(errorPipe[0]), "failed  [X::Y]\r\n");
+  EXPECT_EQ(ReadPipe(infoPipe[0]), "note\r\n");
+  EXPECT_EQ(Logged(), "");
+}
+
+TEST_F(XDebugLogTest, ContextFreeCallsUseTheProcessContext) {
+  XSetLogContext(context);
+  EXPECT_EQ(XLogContext().logHandle, logFd);
+  Log(u"plain", "F");
+  LogError(XString(u"bad"));
+  EXPECT_EQ(Logged(), "plain  [F]\r\n*** Error: bad\r\n");
+  EXPECT_EQ(ReadPipe(errorPipe[0]), "bad\r\n");
+}
+
+TEST_F(XDebugLogTest, UnwritableChannelsNeverStopTheCaller) {
+  int readOnly = open(logPath.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(readOnly, 0);
+  close(errorPipe[0]);  // a reader that went away: the write fails instead of raising SIGPIPE
+  errorPipe[0] = -1;
+  TvHostContext broken = {errorPipe[1], -1, readOnly};
+  LogError(u"nobody hears this", broken, "F");
+  LogInfo(u"nor this", broken);
+  Log(nullptr, broken);
+  close(readOnly);
+  EXPECT_EQ(Logged(), "");
+}
+
+TEST_F(XDebugLogTest, ConcurrentLinesNeverInterleave) {
+  constexpr int Threads = 4, Lines = 300;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < Threads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < Lines; ++i) {
+        std::string text = "thread " + std::to_string(t) + " line " + std::to_string(i);
+        Log(XString(text.c_str(), true), context, "Worker");
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::istringstream lines(Logged());
+  std::set<std::string> seen;
+  std::string line;
+  while (std::getline(lines, line)) {
+    ASSERT_TRUE(line.size() > 1 && line.back() == '\r') << line;
+    ASSERT_EQ(line.rfind("thread ", 0), 0u) << line;
+    ASSERT_TRUE(line.ends_with("  [Worker]\r")) << line;
+    seen.insert(line);
+  }
+  EXPECT_EQ(seen.size(), size_t(Threads * Lines));
+}
+
+TEST_F(XDebugLogTest, EnvironmentRequestNeedsAValue) {
+  EXPECT_FALSE(IsDebugRequested());
+  setenv("TONVERA_DEBUG", "", 1);
+  EXPECT_FALSE(IsDebugRequested());
+  setenv("TONVERA_DEBUG", "0", 1);  // the value itself isn't looked at
+  EXPECT_TRUE(IsDebugRequested());
+}

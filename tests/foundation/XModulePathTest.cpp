@@ -1,0 +1,47 @@
+// Paths of the running program and of loaded libraries.
+#include "XModulePath.h"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+namespace {
+
+bool IsFile(const XString& path) {
+  struct stat info {};
+  return stat(path.ToUtf8String().c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+}  // namespace
+
+TEST(XModulePathTest, MainModuleIsThisTestProgram) {
+  XString path = ModulePath();
+  EXPECT_EQ(path.CharAt(1), u'/');
+  EXPECT_TRUE(path.EndsWith(u"/foundation_tests"));
+  EXPECT_TRUE(IsFile(path));
+}
+
+TEST(XModulePathTest, AnAddressInTheProgramGivesTheProgram) {
+  EXPECT_EQ(ModulePath(reinterpret_cast<const void*>(&ModuleFolder)), ModulePath());
+}
+
+TEST(XModulePathTest, AnAddressInALibraryGivesTheLibrary) {
+  void* library = dlopen("libz.so.1", RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr);
+  void* symbol = dlsym(library, "zlibVersion");
+  ASSERT_NE(symbol, nullptr);
+  XString path = ModulePath(symbol);
+  EXPECT_GT(path.Find(u"libz.so"), 0);
+  EXPECT_TRUE(IsFile(path));
+  dlclose(library);
+  int local = 0;
+  EXPECT_TRUE(ModulePath(&local).IsEmpty());  // the stack belongs to no module
+}
+
+TEST(XModulePathTest, FolderKeepsTheTrailingSeparator) {
+  XString folder = ModuleFolder();
+  XString path = ModulePath();
+  EXPECT_EQ(folder.CharAt(XString::LastChar), u'/');
+  EXPECT_EQ(folder + u"foundation_tests", path);
+}

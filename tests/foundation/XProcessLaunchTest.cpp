@@ -1,0 +1,164 @@
+// Tests of process start: exit codes, time-outs, command lines, folders and inherited handles.
+#include "XProcessLaunch.h"
+
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "XLastError.h"
+#include "XTextCodec.h"
+
+namespace {
+
+class XProcessLaunchTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/tv-launch-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    dir = pattern;
+  }
+  void TearDown() override { std::filesystem::remove_all(dir); }
+
+  static XString Wide(const std::string& utf8) { return XString(utf8.c_str(), true); }
+
+  XProcessLaunch Shell(const std::string& script) {
+    XProcessLaunch launch;
+    launch.programPath = u"/bin/sh";
+    launch.arguments = Wide("-c \"" + script + "\"");
+    launch.wait = true;
+    return launch;
+  }
+
+  std::string ReadText(const std::string& name) {
+    std::ifstream in(dir + "/" + name);
+    std::stringstream all;
+    all << in.rdbuf();
+    return all.str();
+  }
+
+  std::string dir;
+};
+
+bool IsGone(int pid) { return kill(pid, 0) != 0 && errno == ESRCH; }
+
+}  // namespace
+
+TEST_F(XProcessLaunchTest, ExitCodeOfAWaitedChildComesBack) {
+  XProcessLaunch launch = Shell("exit 7");
+  EXPECT_TRUE(launch.Run());
+  EXPECT_EQ(launch.exitCode, 7u);
+  EXPECT_GT(launch.processId, 0);
+
+  XProcessLaunch zero = Shell("exit 0");
+  zero.timeout = 10000;  // the polled wait gives the same answer
+  EXPECT_TRUE(zero.Run());
+  EXPECT_EQ(zero.exitCode, 0u);
+}
+
+TEST_F(XProcessLaunchTest, TimeOutWithoutTerminateLeavesTheChildRunning) {
+  XProcessLaunch launch = Shell("sleep 5");
+  launch.timeout = 100;
+  EXPECT_FALSE(launch.Run());
+  EXPECT_EQ(XGetLastError(), XErrTimeout);
+  ASSERT_GT(launch.processId, 0);
+  EXPECT_FALSE(IsGone(launch.processId));
+  kill(launch.processId, SIGKILL);
+}
+
+TEST_F(XProcessLaunchTest, TimeOutWithTerminateKillsTheChild) {
+  XProcessLaunch launch = Shell("sleep 5");
+  launch.timeout = 100;
+  launch.terminateOnTimeout = true;
+  EXPECT_FALSE(launch.Run());
+  EXPECT_EQ(launch.exitCode, 128u + SIGKILL);
+  EXPECT_TRUE(IsGone(launch.processId));
+}
+
+TEST_F(XProcessLaunchTest, ArgumentsKeepBlanksAndNonAsciiText) {
+  std::ofstream(dir + "/args.sh") << "printf '%s\\n' \"$@\" > \"$(dirname \"$0\")/out.txt\"\n";
+  XProcessLaunch launch;
+  launch.programPath = u"/bin/sh";
+  launch.arguments = Wide("\"" + dir + "/args.sh\" \"a b\" \"Gr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\" plain \"\"");
+  launch.wait = true;
+  ASSERT_TRUE(launch.Run());
+  EXPECT_EQ(ReadText("out.txt"), "a b\nGr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\nplain\n\n");
+}
+
+TEST_F(XProcessLaunchTest, FullCommandLineWinsOverProgramAndArguments) {
+  XProcessLaunch launch;
+  launch.commandLine = u"sh -c \"exit 4\"";
+  launch.arguments = u"-c \"exit 9\"";
+  launch.wait = true;
+  ASSERT_TRUE(launch.Run());  // found through PATH
+  EXPECT_EQ(launch.exitCode, 4u);
+}
+
+TEST_F(XProcessLaunchTest, WorkingFolderIsTheChildsCurrentFolder) {
+  XProcessLaunch launch = Shell("pwd > here.txt");
+  launch.workingFolder = Wide(dir);
+  ASSERT_TRUE(launch.Run());
+  EXPECT_EQ(ReadText("here.txt"), std::filesystem::canonical(dir).string() + "\n");
+}
+
+TEST_F(XProcessLaunchTest, NoWaitReturnsTrueAtOnce) {
+  std::string marker = dir + "/done";
+  XProcessLaunch launch = Shell("sleep 0.2; touch " + marker);
+  launch.wait = false;
+  EXPECT_TRUE(launch.Run());
+  EXPECT_FALSE(std::filesystem::exists(marker));
+  for (int i = 0; i < 500 && !std::filesystem::exists(marker); ++i) usleep(10000);
+  EXPECT_TRUE(std::filesystem::exists(marker));
+}
+
+TEST_F(XProcessLaunchTest, HandlesReachTheChildOnlyWhenInherited) {
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);  // without close-on-exec: inheritable
+  std::string script = "test -e /proc/self/fd/" + std::to_string(fds[1]);
+  XProcessLaunch inherit = Shell(script);
+  inherit.inheritHandles = true;
+  ASSERT_TRUE(inherit.Run());
+  EXPECT_EQ(inherit.exitCode, 0u);
+  XProcessLaunch closed = Shell(script);
+  ASSERT_TRUE(closed.Run());
+  EXPECT_EQ(closed.exitCode, 1u);
+  close(fds[0]);
+  close(fds[1]);
+}
+
+TEST_F(XProcessLaunchTest, BadRequestsFailWithAReason) {
+  XProcessLaunch missing;
+  missing.programPath = Wide(dir + "/no such program");
+  missing.wait = true;
+  EXPECT_FALSE(missing.Run());
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+
+  XProcessLaunch empty;
+  empty.commandLine = u"   ";
+  EXPECT_FALSE(empty.Run());
+  EXPECT_EQ(XGetLastError(), XErrInvalidParameter);
+}
+
+TEST(XSplitCommandLineTest, QuotesGroupAndBackslashesEscapeOnlyBeforeQuotes) {
+  auto split = [](const char16_t* line) { return XSplitCommandLine(line); };
+  using List = std::vector<std::u16string>;
+  EXPECT_EQ(split(u""), List{});
+  EXPECT_EQ(split(u" \t "), List{});
+  EXPECT_EQ(split(u"a"), List{u"a"});
+  EXPECT_EQ(split(u"\"\""), List{u""});
+  EXPECT_EQ(split(u"  a  \"b c\"\td "), (List{u"a", u"b c", u"d"}));
+  EXPECT_EQ(split(u"-DebugWatch=\"TvDGB 1\" x"), (List{u"-DebugWatch=TvDGB 1", u"x"}));
+  EXPECT_EQ(split(u"a\\\"b"), List{u"a\"b"});
+  EXPECT_EQ(split(u"a\\\\\"b c\""), List{u"a\\b c"});
+  EXPECT_EQ(split(u"a\\b\\\\c"), List{u"a\\b\\\\c"});
+  EXPECT_EQ(split(u"\"open to the end"), List{u"open to the end"});
+  EXPECT_EQ(split(nullptr), List{});
+}

@@ -1,0 +1,240 @@
+// Tests of worker threads: start gate, quit event, suspension after an overrun, the list.
+#include "XThread.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "XEvent.h"
+
+namespace {
+
+void Pause(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+// Waits (bounded) until the condition holds; the bound only guards against a hang.
+template <typename Condition>
+bool Eventually(Condition condition) {
+  for (int i = 0; i < 1000; ++i) {
+    if (condition()) return true;
+    Pause(5);
+  }
+  return condition();
+}
+
+}  // namespace
+
+TEST(XThreadTest, SuspendedStartRunsNothingUntilStopResumesIt) {
+  std::atomic<int> runs{0};
+  std::atomic<bool> sawQuit{false};
+  XThread thread;
+  ASSERT_TRUE(thread.Start(
+      [&](XEvent& quit) {
+        ++runs;
+        sawQuit = quit.Wait(5000);
+      },
+      true, 0));
+  EXPECT_TRUE(thread.IsSuspended());
+  Pause(100);
+  EXPECT_EQ(runs, 0);
+  EXPECT_FALSE(thread.IsFinished());
+
+  thread.SignalStop(true);
+  EXPECT_EQ(runs, 1);
+  EXPECT_TRUE(sawQuit);
+  EXPECT_TRUE(thread.IsFinished());
+  EXPECT_FALSE(thread.IsSuspended());
+}
+
+TEST(XThreadTest, QuitEventEndsTheBodyLoop) {
+  std::atomic<int> rounds{0};
+  std::atomic<bool> ended{false};
+  XThread thread;
+  ASSERT_TRUE(thread.Start(
+      [&](XEvent& quit) {
+        while (!quit.Wait(5)) ++rounds;
+        ended = true;
+      },
+      false, 0));
+  ASSERT_TRUE(Eventually([&] { return rounds > 2; }));
+  EXPECT_FALSE(thread.IsFinished());
+  thread.SignalStop(true);
+  EXPECT_TRUE(ended);
+  EXPECT_TRUE(thread.IsFinished());
+  thread.Close();
+  EXPECT_FALSE(thread.IsRunning());
+  EXPECT_TRUE(thread.WaitFinished(0));
+}
+
+TEST(XThreadTest, OverrunLeavesTheThreadSuspendedAndTheNextStopResumesIt) {
+  std::atomic<long> progress{0};
+  std::atomic<bool> release{false};
+  XThread thread;
+  ASSERT_TRUE(thread.Start(
+      [&](XEvent&) {
+        while (!release) {  // ignores its quit event on purpose
+          ++progress;
+          Pause(1);
+        }
+      },
+      false, 100));
+  ASSERT_TRUE(Eventually([&] { return progress > 0; }));
+
+  thread.SignalStop(true);
+  EXPECT_TRUE(thread.IsSuspended());
+  EXPECT_FALSE(thread.IsFinished());
+  Pause(30);  // the signal is delivered asynchronously
+  long frozen = progress;
+  Pause(100);
+  EXPECT_EQ(progress, frozen);
+
+  release = true;
+  Pause(50);
+  EXPECT_EQ(progress, frozen);  // still frozen: nothing but a stop resumes it
+  thread.SignalStop(true);
+  EXPECT_FALSE(thread.IsSuspended());
+  EXPECT_TRUE(thread.IsFinished());
+}
+
+TEST(XThreadTest, ThreadsStartedTogetherHaveTheirOwnQuitEvents) {
+  std::atomic<bool> secondQuit{false};
+  XThread first, second;
+  ASSERT_TRUE(first.Start([](XEvent& quit) { quit.Wait(XEvent::Infinite); }, false, 0));
+  ASSERT_TRUE(second.Start([&](XEvent& quit) { secondQuit = quit.Wait(XEvent::Infinite); },
+                           false, 0));
+  first.SignalStop(true);
+  EXPECT_TRUE(first.IsFinished());
+  EXPECT_FALSE(second.QuitEvent()->IsSet());
+  EXPECT_FALSE(second.IsFinished());
+  second.Close();
+  EXPECT_TRUE(secondQuit);
+}
+
+TEST(XThreadTest, FunctionFormPassesTheArgumentAndAStartReplacesTheOldThread) {
+  std::atomic<uintptr_t> seen{0};
+  auto body = [](XEvent& quit, uintptr_t argument) {
+    reinterpret_cast<std::atomic<uintptr_t>*>(argument)->fetch_add(1);
+    quit.Wait(XEvent::Infinite);
+  };
+  XThread thread(body, reinterpret_cast<uintptr_t>(&seen), false, 0);
+  ASSERT_TRUE(Eventually([&] { return seen == 1; }));
+  // The earlier thread is stopped and waited for before the new one starts.
+  ASSERT_TRUE(thread.Start(body, reinterpret_cast<uintptr_t>(&seen), false, 0));
+  ASSERT_TRUE(Eventually([&] { return seen == 2; }));
+  thread.Close();
+  EXPECT_EQ(seen, 2u);
+}
+
+TEST(XThreadTest, DetachLetsTheThreadRunOn) {
+  std::atomic<bool> go{false}, done{false};
+  {
+    XThread thread;
+    ASSERT_TRUE(thread.Start(
+        [&](XEvent&) {
+          while (!go) Pause(1);
+          done = true;
+        },
+        false, 0));
+    thread.Detach();
+    EXPECT_FALSE(thread.IsRunning());
+  }  // the destructor must not wait for the detached thread
+  go = true;
+  EXPECT_TRUE(Eventually([&] { return done.load(); }));
+}
+
+TEST(XThreadTest, ObjectWithoutThreadIsFinishedAndStopsQuietly) {
+  XThread thread;
+  EXPECT_TRUE(thread.IsFinished());
+  EXPECT_TRUE(thread.WaitFinished(10));
+  thread.SignalStop(true);
+  thread.SetPriority(XThreadPriorityLowest);
+  thread.Close();
+  thread.Detach();
+  EXPECT_EQ(thread.QuitEvent(), nullptr);
+}
+
+TEST(XThreadTest, PrioritiesBecomeNiceOffsetsAndIdlePolicy) {
+  errno = 0;
+  int base = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
+  std::atomic<int> nice{-100}, policy{-1};
+  XThread lowest;
+  ASSERT_TRUE(lowest.Start(
+      [&](XEvent& quit) {
+        nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+        quit.Wait(XEvent::Infinite);
+      },
+      true, 0));
+  lowest.SetPriority(XThreadPriorityLowest);
+  lowest.SignalStop(true);
+  EXPECT_EQ(nice, std::min(19, base + 10));
+
+  XThread idle;
+  ASSERT_TRUE(idle.Start([&](XEvent&) { policy = sched_getscheduler(0); }, true, 0));
+  idle.SetPriority(XThreadPriorityIdle);
+  idle.SignalStop(true);
+  EXPECT_EQ(policy, SCHED_IDLE);
+}
+
+TEST(XThreadTest, ThreadNameIsCutToFifteenBytesAtACharacterBoundary) {
+  auto nameAfter = [](const char16_t* name) {
+    std::string result;
+    std::thread([&] {
+      XSetCurrentThreadName(name);
+      char buffer[32] = {};
+      pthread_getname_np(pthread_self(), buffer, sizeof buffer);
+      result = buffer;
+    }).join();
+    return result;
+  };
+  EXPECT_EQ(nameAfter(u"relay"), "relay");
+  EXPECT_EQ(nameAfter(u"abcdefghijklmno"), "abcdefghijklmno");
+  EXPECT_EQ(nameAfter(u"abcdefghijklmnop"), "abcdefghijklmno");
+  EXPECT_EQ(nameAfter(u"abcdefghijklmn\u00fc"), "abcdefghijklmn");  // ü would need bytes 15-16
+  EXPECT_EQ(nameAfter(u""), "");
+}
+
+TEST(XThreadTest, ListShutdownWaitsForSpawnedThreads) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        std::atomic<int> done{0};
+        for (int i = 0; i < 3; ++i) {
+          XThreadList::Spawn([&](XEvent&) {
+            Pause(50);
+            ++done;
+          });
+        }
+        XThreadList::Shutdown(10000);
+        std::_Exit(done == 3 ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST(XThreadTest, ListShutdownThatTimesOutEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        XThreadList::Spawn([](XEvent& quit) { quit.Wait(XEvent::Infinite); });
+        XThreadList::Shutdown(50);
+        std::_Exit(3);
+      },
+      testing::ExitedWithCode(255), "");
+}
+
+TEST(XThreadTest, SpawnAfterShutdownEndsTheProcessWithZero) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        XThreadList::Shutdown(0);  // an empty list returns at once
+        XThreadList::Spawn([](XEvent&) {});
+        std::_Exit(3);
+      },
+      testing::ExitedWithCode(0), "");
+}
