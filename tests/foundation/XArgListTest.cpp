@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -113,6 +114,23 @@ TEST(XArgListTest, ThousandsOfOptions) {
   EXPECT_TRUE(args.Get(u"K4999", value));
   EXPECT_EQ(value, u"v 4999");
   EXPECT_EQ(args.IndexOf(u"k2500"), 2500);
+}
+
+TEST(XArgListTest, RandomOptionTextGivesWellFormedKeys) {
+  std::mt19937 random(99);
+  for (int round = 0; round < 3000; ++round) {
+    std::u16string text;
+    size_t length = random() % 60;
+    for (size_t i = 0; i < length; ++i)
+      text += u"-=\" ax"[random() % 6];
+    XArgList args(text.c_str());
+    ASSERT_EQ(args.keys.Count(), args.values.Count());
+    for (int32_t i = 0; i < args.Count(); ++i) {
+      ASSERT_FALSE(args.keys[i].IsEmpty()) << std::string(text.begin(), text.end());
+      for (char16_t c : args.keys[i].View())
+        ASSERT_TRUE(c != u'"' && c != u'=' && c != u' ');
+    }
+  }
 }
 
 TEST(XArgListTest, ToTextParsesBackToTheSamePairs) {

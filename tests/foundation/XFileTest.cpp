@@ -1,0 +1,359 @@
+// Tests of XFile: dispositions, sharing, reads at the end, lines, sizes, whole-file helpers.
+#include "XFile.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <ctime>
+
+#include "XFileTestFolder.h"
+#include "XLastError.h"
+
+class XFileTest : public XFileTestFolder {
+ protected:
+  // Every line ReadLine gives until it says false, in UTF-8.
+  std::vector<std::string> Lines(const char* name, bool wide, bool utf8) {
+    XFile file;
+    EXPECT_TRUE(file.OpenRead(Path(name)));
+    std::vector<std::string> lines;
+    XString line;
+    while (file.ReadLine(line, wide, utf8)) lines.push_back(line.ToUtf8String());
+    EXPECT_TRUE(line.IsEmpty());
+    return lines;
+  }
+  using Texts = std::vector<std::string>;
+};
+
+TEST_F(XFileTest, OpenExistingOnMissingFileFailsWithFileNotFound) {
+  XFile file;
+  EXPECT_FALSE(file.OpenRead(Path("missing")));
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(file.handle, XInvalidHandle);
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+  EXPECT_EQ(XFile::LastErrorText(), XString(u"(win:2)"));
+  XString text = XFile::OpenErrorText(Path("missing"));
+  EXPECT_EQ(text, u"Error opening file '" + Path("missing") +
+                      u"', check no other program has it open. (win:2)");
+  EXPECT_FALSE(Exists("missing"));
+}
+
+TEST_F(XFileTest, ConstructorOpensOrLeavesClosed) {
+  XFile missing(Path("missing"), GENERIC_READ, OPEN_EXISTING);
+  EXPECT_FALSE(missing.IsOpen());
+  Put("there", "x");
+  XFile there(Path("there"), GENERIC_READ, OPEN_EXISTING);
+  EXPECT_TRUE(there.IsOpen());
+  EXPECT_TRUE(there.ownsHandle);
+}
+
+TEST_F(XFileTest, EmptyPathAndFolderAreNotOpened) {
+  XFile file;
+  EXPECT_FALSE(file.OpenRead(XString()));
+  EXPECT_EQ(XFile::OpenErrorText(XString()), XString(u"No file specified!"));
+  EXPECT_FALSE(file.OpenRead(XString::FromUtf8(folder)));
+  EXPECT_EQ(XGetLastError(), XErrAccessDenied);
+}
+
+TEST_F(XFileTest, CreateNewRefusesAnExistingFile) {
+  XFile file;
+  EXPECT_TRUE(file.Open(Path("a"), GENERIC_WRITE, CREATE_NEW));
+  file.Close();
+  EXPECT_FALSE(file.Open(Path("a"), GENERIC_WRITE, CREATE_NEW));
+  EXPECT_EQ(XGetLastError(), XErrFileExists);
+}
+
+TEST_F(XFileTest, CreateAlwaysEmptiesAnExistingFileAndSaysItExisted) {
+  XFile file;
+  EXPECT_TRUE(file.OpenCreate(Path("new")));
+  EXPECT_EQ(XGetLastError(), XErrNone);
+  file.Close();
+  Put("old", "contents");
+  EXPECT_TRUE(file.OpenCreate(Path("old")));
+  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
+  EXPECT_EQ(file.Size(), 0);
+}
+
+TEST_F(XFileTest, OpenAlwaysKeepsContentsAndCreatesWhenMissing) {
+  Put("old", "contents");
+  XFile file;
+  EXPECT_TRUE(file.OpenAlways(Path("old")));
+  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
+  EXPECT_EQ(file.Size(), 8);
+  EXPECT_TRUE(file.OpenAlways(Path("new")));
+  EXPECT_EQ(XGetLastError(), XErrNone);
+  EXPECT_TRUE(Exists("new"));
+}
+
+TEST_F(XFileTest, OpenReadWriteAndTruncateExistingNeedTheFile) {
+  XFile file;
+  EXPECT_FALSE(file.OpenReadWrite(Path("missing")));
+  EXPECT_FALSE(file.Open(Path("missing"), GENERIC_WRITE, TRUNCATE_EXISTING));
+  EXPECT_FALSE(Exists("missing"));
+  Put("old", "contents");
+  EXPECT_TRUE(file.Open(Path("old"), GENERIC_WRITE, TRUNCATE_EXISTING));
+  EXPECT_EQ(file.Size(), 0);
+}
+
+TEST_F(XFileTest, UnshareableOpenExcludesOtherOpens) {
+  Put("f", "data");
+  XFile shared, alone;
+  ASSERT_TRUE(shared.OpenRead(Path("f")));
+  EXPECT_FALSE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
+  EXPECT_EQ(XGetLastError(), XErrSharingViolation);
+  shared.Close();
+
+  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ, OPEN_EXISTING, false, false));
+  EXPECT_EQ(alone.shareMode, 0u);
+  XFile other;
+  EXPECT_FALSE(other.OpenRead(Path("f")));
+  EXPECT_EQ(XGetLastError(), XErrSharingViolation);
+  EXPECT_FALSE(other.Open(Path("f"), GENERIC_WRITE, OPEN_EXISTING));
+  EXPECT_FALSE(other.Open(Path("f"), GENERIC_READ, OPEN_EXISTING, false, false));
+  alone.Close();
+  EXPECT_TRUE(other.OpenRead(Path("f")));
+}
+
+TEST_F(XFileTest, SharingViolationDoesNotTruncate) {
+  Put("f", "data");
+  XFile alone, other;
+  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
+  EXPECT_FALSE(other.OpenCreate(Path("f")));
+  EXPECT_EQ(Get("f"), "data");
+}
+
+TEST_F(XFileTest, UnshareableOpenIsSeenByAnotherProcess) {
+  Put("f", "data");
+  XFile alone;
+  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    XFile file;
+    _exit(file.OpenRead(Path("f")) ? 0 : int(XGetLastError()));
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), int(XErrSharingViolation));
+}
+
+TEST_F(XFileTest, ReadThatReachesTheEndIsShortButNoFailure) {
+  Put("f", "12345");
+  XFile file;
+  ASSERT_TRUE(file.OpenRead(Path("f")));
+  char buffer[16] = {};
+  bool failed = true;
+  EXPECT_EQ(file.Read(buffer, 4, XSeekCurrent, &failed), 4u);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(file.Read(buffer, 4, XSeekCurrent, &failed), 1u);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(buffer[0], '5');
+  EXPECT_EQ(file.Read(buffer, 4, XSeekCurrent, &failed), 0u);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(file.Read(buffer, 5, XSeekStart, &failed), 5u);
+  EXPECT_EQ(file.Read(buffer, 5, XSeekEnd, &failed), 0u);
+  EXPECT_FALSE(failed);
+}
+
+TEST_F(XFileTest, ReadAndWriteWithoutHandleFail) {
+  XFile file;
+  char byte = 0;
+  bool failed = false;
+  EXPECT_EQ(file.Read(&byte, 1, XSeekCurrent, &failed), 0u);
+  EXPECT_TRUE(failed);
+  EXPECT_FALSE(file.Write("x", 1));
+  EXPECT_FALSE(file.Seek(0, XSeekStart));
+  EXPECT_EQ(file.Position(), -1);
+  file.Size(&failed);
+  EXPECT_TRUE(failed);
+}
+
+TEST_F(XFileTest, WriteOfNullBufferSucceedsOnlyForZeroBytes) {
+  XFile file;
+  ASSERT_TRUE(file.OpenCreate(Path("f")));
+  EXPECT_TRUE(file.Write(nullptr, 0));
+  EXPECT_FALSE(file.Write(nullptr, 5));
+  uint32_t written = 99;
+  EXPECT_TRUE(file.Write("abc", 3, XSeekCurrent, &written));
+  EXPECT_EQ(written, 3u);
+  EXPECT_TRUE(file.Write("Z", 1, XSeekStart));
+  EXPECT_TRUE(file.Write("!", 1, XSeekEnd));
+  file.Close();
+  EXPECT_EQ(Get("f"), "Zbc!");
+}
+
+TEST_F(XFileTest, WriteToReadOnlyFileFails) {
+  Put("f", "abc");
+  XFile file;
+  ASSERT_TRUE(file.OpenRead(Path("f")));
+  EXPECT_FALSE(file.Write("x", 1));
+  EXPECT_NE(XGetLastError(), XErrNone);
+}
+
+TEST_F(XFileTest, ReadLineNarrowHandlesEveryBreak) {
+  Put("f", "one\r\ntwo\rthree\nfour");
+  EXPECT_EQ(Lines("f", false, false), (Texts{"one", "two", "three", "four"}));
+  Put("g", "\n\r\nx\n");
+  EXPECT_EQ(Lines("g", false, false), (Texts{"", "", "x"}));
+  Put("h", "a\rb\r");
+  EXPECT_EQ(Lines("h", false, false), (Texts{"a", "b"}));
+  Put("e", "");
+  EXPECT_EQ(Lines("e", false, false), Texts{});
+  Put("cr", "\r");
+  EXPECT_EQ(Lines("cr", false, false), Texts{});
+}
+
+TEST_F(XFileTest, ReadLineUtf8SkipsTheMarkAndDecodes) {
+  Put("f", "\xEF\xBB\xBFh\xC3\xA9\r\n\xE2\x82\xAC");
+  EXPECT_EQ(Lines("f", false, true), (Texts{"h\xC3\xA9", "\xE2\x82\xAC"}));
+  // Without the rest of the mark the lone EF stays and what follows is read again.
+  Put("g", "\xEF" "AB");
+  EXPECT_EQ(Lines("g", false, true), (Texts{"\xEF\xBF\xBD" "AB"}));
+  Put("h", "\xEF" "\n");
+  EXPECT_EQ(Lines("h", false, true), (Texts{"\xEF\xBF\xBD"}));
+}
+
+TEST_F(XFileTest, ReadLineWideHandlesMarkBreaksAndSurrogates) {
+  std::u16string text = u"\uFEFFab\r\ncd\re\n\n\U0001F600z";
+  Put("f", std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2));
+  EXPECT_EQ(Lines("f", true, false), (Texts{"ab", "cd", "e", "", "\xF0\x9F\x98\x80z"}));
+  // An odd byte at the end is no unit.
+  Put("g", std::string("a\0b\0c", 5));
+  EXPECT_EQ(Lines("g", true, false), (Texts{"ab"}));
+}
+
+TEST_F(XFileTest, ReadLineTakesVeryLongLines) {
+  std::string longLine(100000, 'q');
+  longLine[99999] = 'w';
+  Put("f", longLine + "\r\nend");
+  EXPECT_EQ(Lines("f", false, false), (Texts{longLine, "end"}));
+  std::u16string wide(70000, u'\u00E4');
+  std::string bytes(reinterpret_cast<const char*>(wide.data()), wide.size() * 2);
+  Put("g", bytes);
+  Texts lines = Lines("g", true, false);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(XString::FromUtf8(lines[0]).Length(), 70000);
+}
+
+TEST_F(XFileTest, WriteLineAndBomRoundTrip) {
+  XFile file;
+  ASSERT_TRUE(file.OpenCreate(Path("w")));
+  EXPECT_TRUE(file.WriteBom());
+  EXPECT_TRUE(file.WriteLine(u"x\u00E9", true));
+  EXPECT_TRUE(file.WriteLine(XString(u"y"), false));
+  file.Close();
+  EXPECT_EQ(Get("w"), std::string("\xFF\xFEx\0\xE9\0\r\0\n\0y\0", 12));
+  ASSERT_TRUE(file.OpenCreate(Path("n")));
+  EXPECT_TRUE(file.WriteLine("ab", true));
+  EXPECT_TRUE(file.WriteLine("c", false));
+  file.Close();
+  EXPECT_EQ(Get("n"), "ab\r\nc");
+}
+
+TEST_F(XFileTest, ByteOrderMarkTestsKeepOrMovePosition) {
+  Put("f", "\xEF\xBB\xBFxyz");
+  XFile file;
+  ASSERT_TRUE(file.OpenRead(Path("f")));
+  EXPECT_TRUE(file.HasUtf8Bom());
+  EXPECT_EQ(file.Position(), 3);
+  ASSERT_TRUE(file.Seek(5, XSeekStart));
+  EXPECT_TRUE(file.HasUtf8Bom());
+  EXPECT_EQ(file.Position(), 5);
+  EXPECT_FALSE(file.HasUtf16Bom());
+  EXPECT_EQ(file.Position(), 5);
+  Put("w", "\xFF\xFE" "a");
+  ASSERT_TRUE(file.OpenRead(Path("w")));
+  EXPECT_FALSE(file.HasUtf8Bom());
+  EXPECT_EQ(file.Position(), 0);
+  EXPECT_TRUE(file.HasUtf16Bom());
+  EXPECT_EQ(file.Position(), 2);
+  Put("s", "\xFF");
+  ASSERT_TRUE(file.OpenRead(Path("s")));
+  EXPECT_FALSE(file.HasUtf16Bom());
+  EXPECT_EQ(file.Position(), 0);
+}
+
+TEST_F(XFileTest, SeekSizeTruncateAndSetSize) {
+  Put("f", "0123456789");
+  XFile file;
+  ASSERT_TRUE(file.OpenReadWrite(Path("f")));
+  EXPECT_TRUE(file.Seek(-3, XSeekEnd));
+  EXPECT_EQ(file.Position(), 7);
+  EXPECT_TRUE(file.Seek(1, XSeekCurrent));
+  EXPECT_EQ(file.Position(), 8);
+  EXPECT_FALSE(file.Seek(-20, XSeekCurrent));
+  EXPECT_EQ(file.Position(), 8);
+  EXPECT_TRUE(file.Truncate(4));
+  EXPECT_EQ(file.Size(), 4);
+  EXPECT_EQ(file.Position(), 8);
+  EXPECT_TRUE(file.SetSize(70000));
+  EXPECT_EQ(file.Size(), 70000);
+  EXPECT_TRUE(file.SetSize(2));
+  file.Close();
+  EXPECT_EQ(Get("f"), "01");
+  ASSERT_TRUE(file.OpenReadWrite(Path("f")));
+  EXPECT_TRUE(file.SetSize(65536 + 3));
+  file.Close();
+  std::string grown = Get("f");
+  EXPECT_EQ(grown, "01" + std::string(65537, '\0'));
+}
+
+TEST_F(XFileTest, AttachedHandleStaysOpenForItsOwner) {
+  int fd = open(Native("f").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+  ASSERT_GE(fd, 0);
+  {
+    XFile file;
+    file.showErrors = true;
+    file.AttachHandle(fd);
+    EXPECT_FALSE(file.showErrors);
+    EXPECT_FALSE(file.ownsHandle);
+    EXPECT_TRUE(file.Write("ab", 2));
+  }
+  EXPECT_NE(fcntl(fd, F_GETFD), -1);
+  XFile copy;
+  ASSERT_TRUE(copy.AttachCopy(fd));
+  EXPECT_NE(copy.handle, fd);
+  EXPECT_TRUE(copy.ownsHandle);
+  EXPECT_TRUE(fcntl(copy.handle, F_GETFD) & FD_CLOEXEC);
+  int copied = copy.handle;
+  copy.Close();
+  EXPECT_EQ(copy.handle, XInvalidHandle);
+  EXPECT_EQ(fcntl(copied, F_GETFD), -1);
+  close(fd);
+  EXPECT_FALSE(copy.AttachCopy(-1));
+}
+
+TEST_F(XFileTest, OpenedFilesAreNotInherited) {
+  XFile file;
+  ASSERT_TRUE(file.OpenCreate(Path("f")));
+  EXPECT_TRUE(fcntl(file.handle, F_GETFD) & FD_CLOEXEC);
+}
+
+TEST_F(XFileTest, TimesAreFileTimesOfNow) {
+  Put("f", "x");
+  uint64_t now = (uint64_t(time(nullptr)) + 11644473600u) * 10000000u;
+  uint64_t minute = 60u * 10000000u;
+  XFile file;
+  ASSERT_TRUE(file.OpenRead(Path("f")));
+  bool failed = true;
+  uint64_t written = file.LastWriteTime(&failed);
+  EXPECT_FALSE(failed);
+  EXPECT_LT(written > now ? written - now : now - written, minute);
+  EXPECT_EQ(XFile::LastWriteTime(Path("f"), &failed), written);
+  EXPECT_NE(file.CreationTime(&failed), 0u);
+  EXPECT_NE(XFile::LastAccessTime(Path("f"), &failed), 0u);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(XFile::CreationTime(Path("missing"), &failed), 0u);
+  EXPECT_TRUE(failed);
+}
+
+TEST_F(XFileTest, ErrorTextCarriesTheCode) {
+  EXPECT_EQ(XFile::ErrorText(5), XString(u"(win:5)"));
+  XSetLastError(32);
+  EXPECT_EQ(XFile::LastErrorText(), XString(u"(win:32)"));
+  XSetLastError(0);
+  EXPECT_EQ(XFile::OpenErrorText(u"a"),
+            XString(u"Error opening file 'a', check no other program has it open."));
+}

@@ -1,0 +1,34 @@
+// Tests of XMappedFile: the view, the empty file, and the exclusive hold.
+#include "XMappedFile.h"
+
+#include <gtest/gtest.h>
+
+#include "XFileTestFolder.h"
+#include "XLastError.h"
+
+class XMappedFileTest : public XFileTestFolder {};
+
+TEST_F(XMappedFileTest, ViewHoldsTheWholeFileAndExcludesOthers) {
+  Put("f", "mapped bytes");
+  XMappedFile file;
+  ASSERT_TRUE(file.OpenMapped(Path("f")));
+  ASSERT_NE(file.view, nullptr);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(file.view), file.viewSize), "mapped bytes");
+  XFile other;
+  EXPECT_FALSE(other.OpenRead(Path("f")));
+  EXPECT_EQ(XGetLastError(), XErrSharingViolation);
+  file.CloseMapped();
+  EXPECT_EQ(file.view, nullptr);
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_TRUE(other.OpenRead(Path("f")));
+}
+
+TEST_F(XMappedFileTest, EmptyFileHasNoView) {
+  Put("e", "");
+  XMappedFile file;
+  ASSERT_TRUE(file.OpenMapped(Path("e")));
+  EXPECT_EQ(file.view, nullptr);
+  EXPECT_EQ(file.viewSize, 0u);
+  EXPECT_FALSE(file.OpenMapped(Path("missing")));
+  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+}

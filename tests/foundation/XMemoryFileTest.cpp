@@ -1,0 +1,57 @@
+// Tests of XMemoryFile: file behaviour over a buffer, growth, gaps and the end.
+#include "XMemoryFile.h"
+
+#include <gtest/gtest.h>
+
+#include "XBuffer.h"
+
+TEST(XMemoryFileTest, WritesGrowTheBufferWithSpareRoom) {
+  XBuffer buffer;
+  XMemoryFile file(buffer);
+  ASSERT_TRUE(file.Write("abcdef", 6));
+  EXPECT_EQ(buffer.length, 6u);
+  EXPECT_EQ(buffer.size, 6u + 4u);
+  EXPECT_EQ(file.Position(), 6);
+  ASSERT_TRUE(file.Write("XY", 2, XSeekStart));
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data), buffer.length), "XYcdef");
+  ASSERT_TRUE(file.Write("!", 1, XSeekEnd));
+  EXPECT_EQ(file.Size(), 7);
+}
+
+TEST(XMemoryFileTest, ReadsStopAtTheLength) {
+  XBuffer buffer;
+  XMemoryFile file(buffer);
+  char out[8] = {};
+  bool failed = true;
+  EXPECT_EQ(file.Read(out, 4, XSeekCurrent, &failed), 0u);
+  EXPECT_FALSE(failed);
+  ASSERT_TRUE(file.Write("12345", 5));
+  EXPECT_EQ(file.Read(out, 4, XSeekStart, &failed), 4u);
+  EXPECT_EQ(file.Read(out, 4), 1u);
+  EXPECT_EQ(out[0], '5');
+  EXPECT_EQ(file.Read(out, 4), 0u);
+}
+
+TEST(XMemoryFileTest, WriteBehindTheEndLeavesZeros) {
+  XBuffer buffer;
+  XMemoryFile file(buffer);
+  ASSERT_TRUE(file.Write("ab", 2));
+  ASSERT_TRUE(file.Seek(3, XSeekEnd));
+  ASSERT_TRUE(file.Write("z", 1));
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer.data), buffer.length),
+            std::string("ab\0\0\0z", 6));
+}
+
+TEST(XMemoryFileTest, BadSeeksAndNullWrites) {
+  XBuffer buffer;
+  XMemoryFile file(buffer);
+  EXPECT_FALSE(file.Seek(-1, XSeekStart));
+  EXPECT_EQ(file.Position(), 0);
+  EXPECT_TRUE(file.Write(nullptr, 0));
+  EXPECT_FALSE(file.Write(nullptr, 3));
+  uint32_t written = 9;
+  ASSERT_TRUE(file.Write("q", 1, XSeekCurrent, &written));
+  EXPECT_EQ(written, 1u);
+  EXPECT_TRUE(file.Seek(-1, XSeekCurrent));
+  EXPECT_EQ(file.Position(), 0);
+}

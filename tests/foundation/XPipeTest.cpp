@@ -1,0 +1,226 @@
+// Tests of XPipe: the three answers of a stream (bytes now, ended, none yet) and the drain.
+#include "XPipe.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "XFileTestFolder.h"
+#include "XLastError.h"
+#include "XStringList.h"
+
+class XPipeTest : public XFileTestFolder {
+ protected:
+  static std::string Drained(XPipe& pipe, bool* outBroken) {
+    XBuffer& buffer = pipe.ReadAvailable(outBroken);
+    return std::string(reinterpret_cast<char*>(buffer.data), pipe.receivedCount);
+  }
+};
+
+TEST_F(XPipeTest, BytesNowThenNoneYetThenEndedWhenTheWriterCloses) {
+  XPipe pipe;
+  ASSERT_TRUE(pipe.Create(false));
+  bool broken = true;
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_FALSE(broken);
+  ASSERT_TRUE(pipe.Write("hello", 5));
+  EXPECT_EQ(pipe.Available(&broken), 5u);
+  EXPECT_FALSE(broken);
+  EXPECT_EQ(Drained(pipe, &broken), "hello");
+  EXPECT_FALSE(broken);
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_FALSE(broken);
+
+  ASSERT_TRUE(pipe.Write("bye", 3));
+  close(pipe.TakeWrite());
+  EXPECT_EQ(pipe.writeHandle, XInvalidHandle);
+  EXPECT_EQ(pipe.Available(&broken), 3u);
+  EXPECT_FALSE(broken);
+  EXPECT_EQ(Drained(pipe, &broken), "bye");
+  EXPECT_TRUE(broken);
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_TRUE(broken);
+}
+
+TEST_F(XPipeTest, WriterInAnotherProcessIsDrainedThenSeenGone) {
+  XPipe pipe;
+  ASSERT_TRUE(pipe.Create(false));
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    pipe.reader.Close();
+    bool ok = pipe.Write("from child", 10);
+    _exit(ok ? 0 : 1);
+  }
+  pipe.writer.Close();
+  close(pipe.writeHandle);
+  pipe.writeHandle = XInvalidHandle;
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  bool broken = false;
+  EXPECT_EQ(Drained(pipe, &broken), "from child");
+  EXPECT_TRUE(broken);
+}
+
+TEST_F(XPipeTest, NoReadEndCountsAsBroken) {
+  XPipe pipe;
+  bool broken = false;
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_TRUE(broken);
+  EXPECT_EQ(pipe.TakeRead(), XInvalidHandle);
+  EXPECT_FALSE(pipe.Write("x", 1));
+}
+
+TEST_F(XPipeTest, ReadLinesCutsUtf16AtCrLf) {
+  XPipe pipe;
+  ASSERT_TRUE(pipe.Create(false));
+  std::u16string text = u"first\r\nsecond \u00E9\r\nthird";
+  ASSERT_TRUE(pipe.Write(text.data(), uint32_t(text.size() * 2)));
+  XStringList list;
+  ASSERT_TRUE(pipe.ReadLines(list));
+  ASSERT_EQ(list.count, 3);
+  EXPECT_EQ(list[1], XString(u"second \u00E9"));
+  EXPECT_EQ(list[2], XString(u"third"));
+  EXPECT_FALSE(pipe.ReadLines(list));
+  EXPECT_EQ(list.count, 0);
+}
+
+TEST_F(XPipeTest, InheritanceFollowsTheRequest) {
+  XPipe closedOnExec, inherited;
+  ASSERT_TRUE(closedOnExec.Create(false));
+  ASSERT_TRUE(inherited.Create(true));
+  EXPECT_TRUE(fcntl(closedOnExec.readHandle, F_GETFD) & FD_CLOEXEC);
+  EXPECT_TRUE(fcntl(closedOnExec.writeHandle, F_GETFD) & FD_CLOEXEC);
+  EXPECT_FALSE(fcntl(inherited.readHandle, F_GETFD) & FD_CLOEXEC);
+  int oldRead = closedOnExec.readHandle;
+  int taken = closedOnExec.TakeRead();
+  ASSERT_GE(taken, 0);
+  EXPECT_FALSE(fcntl(taken, F_GETFD) & FD_CLOEXEC);
+  EXPECT_EQ(closedOnExec.readHandle, XInvalidHandle);
+  EXPECT_EQ(closedOnExec.reader.handle, XInvalidHandle);
+  if (oldRead != taken) {
+    EXPECT_EQ(fcntl(oldRead, F_GETFD), -1);
+  }
+  ASSERT_TRUE(closedOnExec.Write("z", 1));
+  char byte = 0;
+  EXPECT_EQ(read(taken, &byte, 1), 1);
+  EXPECT_EQ(byte, 'z');
+  close(taken);
+}
+
+TEST_F(XPipeTest, WriteWithTheReaderGoneFailsWithoutEndingTheProcess) {
+  XPipe pipe;
+  ASSERT_TRUE(pipe.Create(false));
+  close(pipe.TakeRead());
+  EXPECT_FALSE(pipe.Write("x", 1));
+  EXPECT_EQ(XGetLastError(), XErrBrokenPipe);
+}
+
+TEST_F(XPipeTest, RegularFileAsInputEndsWhenRead) {
+  Put("f", "abcdef");
+  int fd = open(Native("f").c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  XPipe pipe;
+  pipe.Attach(fd, XInvalidHandle);
+  bool broken = true;
+  EXPECT_EQ(pipe.Available(&broken), 6u);
+  EXPECT_FALSE(broken);
+  EXPECT_EQ(Drained(pipe, &broken), "abcdef");
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_TRUE(broken);
+  pipe.Close();
+  EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+}
+
+TEST_F(XPipeTest, FifoGivesTheSameThreeAnswers) {
+  ASSERT_EQ(mkfifo(Native("fifo").c_str(), 0600), 0);
+  int readEnd = open(Native("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  int writeEnd = open(Native("fifo").c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(readEnd, 0);
+  ASSERT_GE(writeEnd, 0);
+  XPipe pipe;
+  pipe.Attach(readEnd, writeEnd);
+  bool broken = true;
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_FALSE(broken);
+  ASSERT_TRUE(pipe.Write("ab", 2));
+  EXPECT_EQ(pipe.Available(&broken), 2u);
+  close(pipe.TakeWrite());
+  EXPECT_EQ(Drained(pipe, &broken), "ab");
+  EXPECT_TRUE(broken);
+}
+
+TEST_F(XPipeTest, SocketEndsWhenThePeerShutsDown) {
+  int pair[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
+  XPipe pipe;
+  pipe.Attach(pair[0], XInvalidHandle);
+  bool broken = true;
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_FALSE(broken);
+  ASSERT_EQ(write(pair[1], "xyz", 3), 3);
+  shutdown(pair[1], SHUT_WR);
+  EXPECT_EQ(Drained(pipe, &broken), "xyz");
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_TRUE(broken);
+  close(pair[1]);
+}
+
+TEST_F(XPipeTest, DeviceThatOnlyAReadCanTellEnds) {
+  int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  XPipe pipe;
+  pipe.Attach(fd, XInvalidHandle);
+  bool broken = false;
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_TRUE(broken);
+}
+
+TEST_F(XPipeTest, ByteReadToTellIsKeptForTheDrain) {
+  int fd = open("/dev/zero", O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  XPipe pipe;
+  pipe.Attach(fd, XInvalidHandle);
+  bool broken = true;
+  EXPECT_EQ(pipe.Available(&broken), 1u);
+  EXPECT_FALSE(broken);
+  EXPECT_EQ(pipe.Available(&broken), 1u);
+  EXPECT_EQ(Drained(pipe, &broken), std::string(1, '\0'));
+  EXPECT_FALSE(broken);
+}
+
+TEST_F(XPipeTest, TerminalGivesLinesThenItsEndOfFile) {
+  int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(master, 0);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  int terminal = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(terminal, 0);
+  termios mode{};
+  ASSERT_EQ(tcgetattr(terminal, &mode), 0);
+  mode.c_lflag &= ~tcflag_t(ECHO);
+  ASSERT_EQ(tcsetattr(terminal, TCSANOW, &mode), 0);
+  XPipe pipe;
+  pipe.Attach(terminal, XInvalidHandle);
+  bool broken = true;
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_FALSE(broken);
+  ASSERT_EQ(write(master, "ab\n", 3), 3);
+  tcdrain(master);
+  pollfd p{terminal, POLLIN, 0};
+  ASSERT_EQ(poll(&p, 1, 5000), 1);
+  EXPECT_EQ(Drained(pipe, &broken), "ab\n");
+  EXPECT_FALSE(broken);
+  ASSERT_EQ(write(master, "\x04", 1), 1);  // end of file typed on an empty line
+  ASSERT_EQ(poll(&p, 1, 5000), 1);
+  EXPECT_EQ(pipe.Available(&broken), 0u);
+  EXPECT_TRUE(broken);
+  close(master);
+}

@@ -1,0 +1,79 @@
+// Tests of XRewriteFile: working names, commit and abandon, and the purge of leftovers.
+#include "XRewriteFile.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "XFileTestFolder.h"
+
+class XRewriteFileTest : public XFileTestFolder {
+ protected:
+  std::string Working(int n) {
+    std::string name = "t.p" + std::to_string(getpid());
+    if (n > 0) name += "." + std::to_string(n);
+    return name + ".rewrite.tmp";
+  }
+};
+
+TEST_F(XRewriteFileTest, RewriteNameCarriesProcessIdAndNumber) {
+  std::string pid = std::to_string(getpid());
+  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 0).ToUtf8String(), "a.txt.p" + pid + ".rewrite.tmp");
+  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 1).ToUtf8String(),
+            "a.txt.p" + pid + ".1.rewrite.tmp");
+}
+
+TEST_F(XRewriteFileTest, CommitReplacesTheTargetOnlyAtFinish) {
+  Put("t", "old");
+  XRewriteFile file;
+  ASSERT_TRUE(file.OpenRewrite(Path("t")));
+  EXPECT_EQ(file.path.ToUtf8String(), Native(Working(0).c_str()));
+  EXPECT_TRUE(file.Write("new", 3));
+  EXPECT_EQ(Get("t"), "old");
+  file.commit = true;
+  EXPECT_TRUE(file.Finish());
+  EXPECT_EQ(Get("t"), "new");
+  EXPECT_FALSE(Exists(Working(0).c_str()));
+  EXPECT_FALSE(file.Finish());
+}
+
+TEST_F(XRewriteFileTest, TakenWorkingNameMovesOnToTheNext) {
+  Put(Working(0).c_str(), "someone else's");
+  XRewriteFile file;
+  ASSERT_TRUE(file.OpenRewrite(Path("t")));
+  EXPECT_EQ(file.path.ToUtf8String(), Native(Working(1).c_str()));
+  EXPECT_EQ(Get(Working(0).c_str()), "someone else's");
+}
+
+TEST_F(XRewriteFileTest, WithoutCommitTheWorkIsThrownAway) {
+  Put("t", "old");
+  {
+    XRewriteFile file;
+    ASSERT_TRUE(file.OpenRewrite(Path("t")));
+    EXPECT_TRUE(file.Write("new", 3));
+    EXPECT_FALSE(file.Finish());
+  }
+  {
+    XRewriteFile dropped;
+    ASSERT_TRUE(dropped.OpenRewrite(Path("t")));
+  }
+  EXPECT_EQ(Get("t"), "old");
+  EXPECT_FALSE(Exists(Working(0).c_str()));
+}
+
+TEST_F(XRewriteFileTest, CommitIntoAMissingFolderFailsAndCleansUp) {
+  XRewriteFile file;
+  EXPECT_FALSE(file.OpenRewrite(Path("no/such/t")));
+  EXPECT_FALSE(file.IsOpen());
+}
+
+TEST_F(XRewriteFileTest, PurgeDeletesOnlyWorkingFiles) {
+  Put("a.rewrite.tmp", "1");
+  Put("b.REWRITE.TMP", "2");
+  Put("c.rewrite.tmp.keep", "3");
+  Put("d.txt", "4");
+  PurgeRewriteFiles(XString::FromUtf8(folder));
+  EXPECT_FALSE(Exists("a.rewrite.tmp"));
+  EXPECT_FALSE(Exists("b.REWRITE.TMP"));
+  EXPECT_TRUE(Exists("c.rewrite.tmp.keep"));
+  EXPECT_TRUE(Exists("d.txt"));
+}
