@@ -30,8 +30,11 @@ const clLocaleNumberFormat& XNumberFormatFor(int neutral);
 void XApplyNumberFormat(XString& text, int neutral);
 void XApplyNumberFormat(XString& text, const clLocaleNumberFormat& format);
 
+// Each function with a `neutral` argument has a twin that takes the record itself.
 XString XFormatNumber(int64_t value, int neutral);
+XString XFormatNumber(int64_t value, const clLocaleNumberFormat& format);
 XString XFormatUnsigned(uint64_t value, int neutral);
+XString XFormatUnsigned(uint64_t value, const clLocaleNumberFormat& format);
 XString XFormatDouble(double value, int32_t decimals, bool keepZeros, int neutral);
 XString XFormatDouble(double value, int32_t decimals, bool keepZeros,
                       const clLocaleNumberFormat& format);
@@ -39,6 +42,7 @@ XString XFormatDouble(double value, int32_t decimals, bool keepZeros,
 // "1 byte", "12 bytes", "3 KB", "1.5 MB", "2 GB", "1.25 TB"; with forceKilobytes the count
 // is always shown in whole kilobytes, at least 1 for a non-zero count.
 XString XFormatBytes(int64_t count, bool forceKilobytes, int neutral);
+XString XFormatBytes(int64_t count, bool forceKilobytes, const clLocaleNumberFormat& format);
 
 // Styles: 0 words ("1 hour 5 minutes"), 1 short clock ("1:05"), 2 full clock ("00:01:05"),
 // 3 full clock with milliseconds ("00:01:05.250"), 4 words without milliseconds. Any other

@@ -43,7 +43,8 @@ namespace XRegistry {
 // Sets the process-wide default location; done once, before other threads exist.
 void SetDefaultKey(uint32_t root, const char16_t* key);
 
-// Opens the key, creating it when absent (reads too); 0 on failure. Close with CloseKey.
+// Opens the key, creating it when absent (reads too); 0 on failure. Close with CloseKey,
+// on the thread that opened it.
 XRegHandle OpenKey(uint32_t access, uint32_t root = 0, const char16_t* key = nullptr);
 void CloseKey(XRegHandle handle);
 

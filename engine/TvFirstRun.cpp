@@ -1,0 +1,17 @@
+// First-run defaults: written once per user, marked by the tag default's existence.
+#include "TvFirstRun.h"
+
+#include "XRegistry.h"
+
+#include <string>
+
+void TvSeedFirstRunDefaults() {
+  const std::u16string product = TvProductKey;
+  const std::u16string tagging = product + u"\\Tagging";
+  const std::u16string profile = product + u"\\DiscLifter\\Profiles\\(default)";
+  if (XRegistry::ValueExists(u"Mp3TagDefault", HKEY_CURRENT_USER, tagging.c_str())) return;
+  XRegistry::WriteDWORD(1, u"AlbumArtFolderJPG", HKEY_CURRENT_USER, profile.c_str());
+  XRegistry::WriteDWORD(3, u"Mp3TagDefault", HKEY_CURRENT_USER, tagging.c_str());
+  XRegistry::WriteDWORD(1, u"Mp3ID3v2UnicodeEncode", HKEY_CURRENT_USER, tagging.c_str());
+  XRegistry::WriteDWORD(1, u"tVHProfFreqConversion", HKEY_CURRENT_USER, product.c_str());
+}

@@ -1,0 +1,87 @@
+// First-run defaults: written once per user store, never again while the marker exists.
+#include "TvFirstRun.h"
+#include "XRegistry.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace {
+
+constexpr char16_t Tagging[] = u"Software\\Morlane\\Tonvera\\Tagging";
+constexpr char16_t Profile[] = u"Software\\Morlane\\Tonvera\\DiscLifter\\Profiles\\(default)";
+
+class TvFirstRunTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tvfirstrun-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    folder = pattern;
+    if (const char* value = getenv("XDG_CONFIG_HOME")) saved = value;
+    setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+  }
+  void TearDown() override {
+    if (saved) {
+      setenv("XDG_CONFIG_HOME", saved->c_str(), 1);
+    } else {
+      unsetenv("XDG_CONFIG_HOME");
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+
+  std::string folder;
+  std::optional<std::string> saved;
+};
+
+uint32_t Read(const char16_t* name, const char16_t* key, uint8_t* failed = nullptr) {
+  return XRegistry::ReadDWORD(name, HKEY_CURRENT_USER, key, failed);
+}
+
+}  // namespace
+
+TEST_F(TvFirstRunTest, FirstRunWritesTheFourDefaults) {
+  TvSeedFirstRunDefaults();
+  EXPECT_EQ(Read(u"AlbumArtFolderJPG", Profile), 1u);
+  EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 3u);
+  EXPECT_EQ(Read(u"Mp3ID3v2UnicodeEncode", Tagging), 1u);
+  EXPECT_EQ(Read(u"tVHProfFreqConversion", TvProductKey), 1u);
+  EXPECT_EQ(XRegistry::ValueType(u"Mp3TagDefault", HKEY_CURRENT_USER, Tagging), REG_DWORD);
+}
+
+TEST_F(TvFirstRunTest, WorksWhateverTheDefaultLocationIs) {
+  XRegistry::SetDefaultKey(HKEY_CURRENT_USER, u"Somewhere\\Else");
+  TvSeedFirstRunDefaults();
+  XRegistry::SetDefaultKey(0, nullptr);
+  EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 3u);
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Somewhere\\Else\\Tagging"));
+}
+
+TEST_F(TvFirstRunTest, SecondRunWritesNothingEvenAfterTheUserDeletedValues) {
+  TvSeedFirstRunDefaults();
+  XRegistry::DeleteValue(u"AlbumArtFolderJPG", HKEY_CURRENT_USER, Profile);
+  XRegistry::DeleteValue(u"tVHProfFreqConversion", HKEY_CURRENT_USER, TvProductKey);
+  ASSERT_TRUE(XRegistry::WriteDWORD(7, u"Mp3TagDefault", HKEY_CURRENT_USER, Tagging));
+  TvSeedFirstRunDefaults();
+  EXPECT_FALSE(XRegistry::ValueExists(u"AlbumArtFolderJPG", HKEY_CURRENT_USER, Profile));
+  EXPECT_FALSE(XRegistry::ValueExists(u"tVHProfFreqConversion", HKEY_CURRENT_USER, TvProductKey));
+  EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 7u);
+}
+
+TEST_F(TvFirstRunTest, MarkerOfAnyTypeCountsAsPresent) {
+  ASSERT_TRUE(XRegistry::WriteString(u"3", u"mp3tagdefault", HKEY_CURRENT_USER, Tagging));
+  TvSeedFirstRunDefaults();
+  EXPECT_FALSE(XRegistry::ValueExists(u"Mp3ID3v2UnicodeEncode", HKEY_CURRENT_USER, Tagging));
+  EXPECT_FALSE(XRegistry::ValueExists(u"AlbumArtFolderJPG", HKEY_CURRENT_USER, Profile));
+}
+
+TEST_F(TvFirstRunTest, AStoreThatCannotBeOpenedIsPassedOver) {
+  std::filesystem::create_directories(folder + "/Morlane/Tonvera/settings.db");
+  TvSeedFirstRunDefaults();
+  uint8_t failed = 0;
+  EXPECT_EQ(Read(u"Mp3TagDefault", Tagging, &failed), 0u);
+  EXPECT_EQ(failed, 1);
+}

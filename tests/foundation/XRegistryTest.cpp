@@ -1,0 +1,360 @@
+// The settings store: type rules, create-on-read, subtrees, listings, damaged stores, and
+// many processes writing at once.
+#include "XRegistry.h"
+#include "XRegistryStore.h"
+#include "XSettingsSandbox.h"
+#include "XString.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <spawn.h>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+std::u16string Text(const XString& text) { return std::u16string(text.CStr()); }
+
+// Value names as the store lists them; the string-list functions are tested on their own.
+std::vector<std::u16string> ValueNames(uint32_t root, const char16_t* key) {
+  std::vector<std::u16string> names;
+  std::vector<uint32_t> types;
+  XRegHandle handle = XRegistry::OpenKey(KEY_READ, root, key);
+  if (handle) XRegStore::ListValues(handle, names, types);
+  XRegistry::CloseKey(handle);
+  return names;
+}
+
+// Stores raw bytes with any type, as another writer of the store might have.
+void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t size) {
+  XRegHandle key = XRegistry::OpenKey(KEY_WRITE);
+  ASSERT_NE(key, nullptr);
+  EXPECT_EQ(XRegStore::Set(key, name, type, data, size), XRegStore::Ok);
+  XRegistry::CloseKey(key);
+}
+
+}  // namespace
+
+using XRegistryTest = XSettingsSandbox;
+TEST_F(XRegistryTest, DwordRoundTripsAndAnAbsentOneIsZeroAndFailed) {
+  uint8_t failed = 7;
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Level", 0, nullptr, &failed), 0u);
+  EXPECT_EQ(failed, 1);
+  EXPECT_TRUE(XRegistry::WriteDWORD(0xDEADBEEF, u"Level"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Level", 0, nullptr, &failed), 0xDEADBEEFu);
+  EXPECT_EQ(failed, 0);
+  EXPECT_TRUE(XRegistry::WriteDWORD(5, u"Level"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Level"), 5u);
+}
+
+TEST_F(XRegistryTest, DwordReadOfOtherTypesFails) {
+  ASSERT_TRUE(XRegistry::WriteString(u"12", u"AsText"));
+  ASSERT_TRUE(XRegistry::WriteQWORD(3, u"AsQword"));
+  ASSERT_TRUE(XRegistry::WriteBinary(u"AsBinary", "\x01\x00\x00\x00", 4));
+  for (const char16_t* name : {u"AsText", u"AsQword", u"AsBinary"}) {
+    uint8_t failed = 0;
+    EXPECT_EQ(XRegistry::ReadDWORD(name, 0, nullptr, &failed), 0u);
+    EXPECT_EQ(failed, 1);
+    EXPECT_TRUE(XRegistry::ValueExists(name));
+  }
+}
+
+TEST_F(XRegistryTest, QwordAndFloatKeepTheirTypesAndSizes) {
+  ASSERT_TRUE(XRegistry::WriteQWORD(0x123456789ABCDEF0ull, u"Big"));
+  EXPECT_EQ(XRegistry::ReadQWORD(u"Big"), 0x123456789ABCDEF0ull);
+  EXPECT_EQ(XRegistry::ValueType(u"Big"), REG_QWORD);
+  EXPECT_EQ(XRegistry::ValueSize(u"Big"), 8u);
+
+  ASSERT_TRUE(XRegistry::WriteFloat(-2.75f, u"Gain"));
+  EXPECT_EQ(XRegistry::ReadFloat(u"Gain"), -2.75);
+  EXPECT_EQ(XRegistry::ValueType(u"Gain"), REG_BINARY);
+  EXPECT_EQ(XRegistry::ValueSize(u"Gain"), 4u);
+
+  ASSERT_TRUE(XRegistry::WriteDWORD(9, u"Small"));
+  uint8_t failed = 0;
+  EXPECT_EQ(XRegistry::ReadQWORD(u"Small", 0, nullptr, &failed), 0u);
+  EXPECT_EQ(failed, 1);
+  EXPECT_EQ(XRegistry::ReadFloat(u"Big", 0, nullptr, &failed), 0.0);
+  EXPECT_EQ(failed, 1);
+}
+
+TEST_F(XRegistryTest, StringAndExpandStringPassForEachOtherUnexpanded) {
+  ASSERT_TRUE(XRegistry::WriteString(u"%HOME%\\x", u"Expand", 0, nullptr, true));
+  ASSERT_TRUE(XRegistry::WriteString(u"plain", u"Plain"));
+  EXPECT_EQ(XRegistry::ValueType(u"Expand"), REG_EXPAND_SZ);
+  EXPECT_EQ(XRegistry::ValueType(u"Plain"), REG_SZ);
+  EXPECT_EQ(XRegistry::ValueSize(u"Plain"), 12u);
+  uint8_t failed = 1;
+  EXPECT_EQ(Text(XRegistry::ReadString(u"Expand", 0, nullptr, &failed)), u"%HOME%\\x");
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(Text(XRegistry::ReadString(u"Plain")), u"plain");
+}
+
+TEST_F(XRegistryTest, StringReadOfOtherTypesAndAbsentValuesFails) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(65, u"Number"));
+  uint8_t failed = 0;
+  EXPECT_EQ(Text(XRegistry::ReadString(u"Number", 0, nullptr, &failed)), u"");
+  EXPECT_EQ(failed, 1);
+  failed = 0;
+  EXPECT_EQ(Text(XRegistry::ReadString(u"Missing", 0, nullptr, &failed)), u"");
+  EXPECT_EQ(failed, 1);
+}
+
+TEST_F(XRegistryTest, StringStoredWithoutTerminatorOrEmptyReadsWhole) {
+  WriteRaw(u"Bare", REG_SZ, u"abc", 6);
+  WriteRaw(u"Odd", REG_SZ, u"xy", 3);
+  WriteRaw(u"Empty", REG_SZ, "", 0);
+  WriteRaw(u"Inner", REG_SZ, u"ab\0cd", 10);
+  EXPECT_EQ(Text(XRegistry::ReadString(u"Bare")), u"abc");
+  EXPECT_EQ(XRegistry::ReadString(u"Odd").CharAt(1), u'x');
+  uint8_t failed = 1;
+  EXPECT_EQ(Text(XRegistry::ReadString(u"Empty", 0, nullptr, &failed)), u"");
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(Text(XRegistry::ReadString(u"Inner")), u"ab");
+}
+
+TEST_F(XRegistryTest, BinaryIsDeliveredWholeOrNotAtAll) {
+  const uint8_t data[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+  ASSERT_TRUE(XRegistry::WriteBinary(u"Blob", data, sizeof data));
+  uint8_t exact[8] = {};
+  EXPECT_TRUE(XRegistry::ReadBinary(u"Blob", exact, sizeof exact));
+  EXPECT_EQ(memcmp(exact, data, 8), 0);
+
+  uint8_t larger[9];
+  memset(larger, 0xAA, sizeof larger);
+  EXPECT_TRUE(XRegistry::ReadBinary(u"Blob", larger, sizeof larger));
+  EXPECT_EQ(memcmp(larger, data, 8), 0);
+  EXPECT_EQ(larger[8], 0xAA);
+
+  uint8_t smaller[7];
+  memset(smaller, 0xAA, sizeof smaller);
+  EXPECT_FALSE(XRegistry::ReadBinary(u"Blob", smaller, sizeof smaller));
+  for (uint8_t byte : smaller) EXPECT_EQ(byte, 0);
+
+  ASSERT_TRUE(XRegistry::WriteString(u"text", u"Text"));
+  uint8_t wrongType[16];
+  memset(wrongType, 0xAA, sizeof wrongType);
+  EXPECT_FALSE(XRegistry::ReadBinary(u"Text", wrongType, sizeof wrongType));
+  for (uint8_t byte : wrongType) EXPECT_EQ(byte, 0);
+
+  ASSERT_TRUE(XRegistry::WriteBinary(u"Nothing", nullptr, 0));
+  EXPECT_EQ(XRegistry::ValueSize(u"Nothing"), 0u);
+  EXPECT_TRUE(XRegistry::ValueExists(u"Nothing"));
+}
+
+TEST_F(XRegistryTest, NamesIgnoreAsciiCaseOnly) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", HKEY_CURRENT_USER, u"Software\\Mixed\\Case"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"VOLUME", HKEY_CURRENT_USER, u"SOFTWARE\\mixed\\CASE"), 1u);
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"vOLUME", HKEY_CURRENT_USER, u"software\\MIXED\\case"));
+  EXPECT_EQ(ValueNames(HKEY_CURRENT_USER, u"Software\\Mixed\\Case"),
+            std::vector<std::u16string>{u"Volume"});
+  EXPECT_EQ(XRegistry::ReadDWORD(u"volume", HKEY_CURRENT_USER, u"Software\\Mixed\\Case"), 2u);
+
+  ASSERT_TRUE(XRegistry::WriteDWORD(3, u"\u00c4"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(4, u"\u00e4"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"\u00c4"), 3u);
+  EXPECT_EQ(XRegistry::ReadDWORD(u"\u00e4"), 4u);
+}
+
+TEST_F(XRegistryTest, NamesKeepEveryUtf16Unit) {
+  const char16_t name[] = {u'n', 0xD83C, 0xDFB5, u'x', 0xDC00, 0};  // a pair and a lone unit
+  ASSERT_TRUE(XRegistry::WriteDWORD(8, name));
+  EXPECT_EQ(XRegistry::ReadDWORD(name), 8u);
+  EXPECT_EQ(ValueNames(0, nullptr), std::vector<std::u16string>{name});
+}
+
+TEST_F(XRegistryTest, ReadingFromAnAbsentKeyCreatesItEmpty) {
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Later"));
+  uint8_t failed = 0;
+  XRegistry::ReadDWORD(u"Anything", 0, u"Software\\Test\\Later", &failed);
+  EXPECT_EQ(failed, 1);
+  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Later"));
+  EXPECT_TRUE(ValueNames(0, u"Software\\Test\\Later").empty());
+}
+
+TEST_F(XRegistryTest, NoDefaultAndNoKeyLeavesTheStoreUntouched) {
+  XRegistry::SetDefaultKey(0, nullptr);
+  uint8_t failed = 0;
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Level", 0, nullptr, &failed), 0u);
+  EXPECT_EQ(failed, 1);
+  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"Level"));
+  EXPECT_FALSE(XRegistry::WriteString(u"x", u"Name", HKEY_CURRENT_USER, nullptr));
+  EXPECT_FALSE(XRegistry::ValueExists(u"Level"));
+  EXPECT_EQ(XRegistry::OpenKey(KEY_READ), nullptr);
+  EXPECT_FALSE(std::filesystem::exists(StoreFile()));
+}
+
+TEST_F(XRegistryTest, AnExplicitPathReplacesTheDefaultWhole) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(6, u"Where", 0, u"Other"));
+  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Other"));
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Other"));
+  EXPECT_FALSE(XRegistry::ValueExists(u"Where"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Where", HKEY_CURRENT_USER, u"Other"), 6u);
+}
+
+TEST_F(XRegistryTest, DeleteValueRemovesOnlyThatValue) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Gone"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"Stays"));
+  XRegistry::DeleteValue(u"GONE");
+  EXPECT_FALSE(XRegistry::ValueExists(u"Gone"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Stays"), 2u);
+  XRegistry::DeleteValue(u"Never");
+  EXPECT_TRUE(XRegistry::ValueExists(u"Stays"));
+}
+
+TEST_F(XRegistryTest, DeleteKeyRemovesTheWholeSubtree) {
+  const char16_t* parent = u"Software\\Test";
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\A\\B\\C"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"V", 0, u"Software\\Test\\A\\B"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(3, u"V", 0, u"Software\\Test\\A\\D"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(4, u"V", 0, u"Software\\Test\\Ab"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(5, u"V", 0, parent));
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, parent, u"a");
+  for (const char16_t* gone : {u"Software\\Test\\A", u"Software\\Test\\A\\B",
+                               u"Software\\Test\\A\\B\\C", u"Software\\Test\\A\\D"}) {
+    EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, gone));
+  }
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, u"Software\\Test\\Ab"), 4u);
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, parent), 5u);
+  // A value written after the delete starts from nothing.
+  EXPECT_FALSE(XRegistry::ValueExists(u"V", 0, u"Software\\Test\\A\\B"));
+}
+
+TEST_F(XRegistryTest, DeleteKeyWithAnEmptySubkeyDeletesNothing) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\Child"));
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"");
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", nullptr);
+  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, u"Software\\Test\\Child"), 1u);
+}
+
+TEST_F(XRegistryTest, DeleteKeyAcceptsAParentEndingInABackslash) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\Child\\Grand"));
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test\\", u"Child");
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Child"));
+}
+
+TEST_F(XRegistryTest, OpenKeyGivesAHandleThatReadsAndWritesAsAsked) {
+  XRegHandle reader = XRegistry::OpenKey(KEY_QUERY_VALUE);
+  ASSERT_NE(reader, nullptr);
+  EXPECT_EQ(XRegStore::Set(reader, u"X", REG_DWORD, "\1\0\0\0", 4), XRegStore::AccessDenied);
+  XRegistry::CloseKey(reader);
+  XRegHandle writer = XRegistry::OpenKey(KEY_ALL_ACCESS, 0, u"Software\\Fresh");
+  ASSERT_NE(writer, nullptr);
+  EXPECT_EQ(XRegStore::Set(writer, u"X", REG_DWORD, "\1\0\0\0", 4), XRegStore::Ok);
+  XRegistry::CloseKey(writer);
+  EXPECT_EQ(XRegistry::ReadDWORD(u"X", 0, u"Software\\Fresh"), 1u);
+  XRegistry::CloseKey(nullptr);
+}
+
+TEST_F(XRegistryTest, OtherRootsReadTheSystemStoreAndAreNeverWritten) {
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", HKEY_LOCAL_MACHINE, u"Software\\Sys"), 0u);
+  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V", HKEY_LOCAL_MACHINE, u"Software\\Sys"));
+
+  // Make a system store by writing one as a user whose folder is the system folder.
+  setenv("XDG_CONFIG_HOME", (folder + "/system").c_str(), 1);
+  ASSERT_TRUE(XRegistry::WriteDWORD(42, u"V", HKEY_CURRENT_USER, u"Software\\Sys"));
+  setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+
+  EXPECT_EQ(XRegistry::ReadDWORD(u"v", HKEY_LOCAL_MACHINE, u"software\\sys"), 42u);
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", HKEY_CURRENT_USER, u"Software\\Sys"), 0u);
+  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V", HKEY_LOCAL_MACHINE, u"Software\\Sys"));
+  XRegistry::ReadDWORD(u"V", HKEY_LOCAL_MACHINE, u"Software\\NotThere");
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_LOCAL_MACHINE, u"Software\\NotThere"));
+  EXPECT_TRUE(XRegistry::KeyExists(HKEY_LOCAL_MACHINE, u"Software\\Sys"));
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_USERS, u"Software\\Sys"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0x12345u, u"Software\\Sys"), 0u);
+}
+
+TEST_F(XRegistryTest, StorePathFollowsXdgConfigHomeElseHome) {
+  EXPECT_EQ(XRegStore::UserStorePath(), folder + "/Morlane/Tonvera/settings.db");
+  const char* home = getenv("HOME");
+  std::string homeBefore = home ? home : "";
+  setenv("HOME", folder.c_str(), 1);
+  setenv("XDG_CONFIG_HOME", "relative/ignored", 1);
+  EXPECT_EQ(XRegStore::UserStorePath(), folder + "/.config/Morlane/Tonvera/settings.db");
+  unsetenv("XDG_CONFIG_HOME");
+  EXPECT_EQ(XRegStore::UserStorePath(), folder + "/.config/Morlane/Tonvera/settings.db");
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V"));
+  EXPECT_TRUE(std::filesystem::exists(folder + "/.config/Morlane/Tonvera/settings.db"));
+  if (home) {
+    setenv("HOME", homeBefore.c_str(), 1);
+  } else {
+    unsetenv("HOME");
+  }
+}
+
+TEST_F(XRegistryTest, CorruptStoreGivesDefaultsAndIsLeftAlone) {
+  std::filesystem::create_directories(StoreFolder());
+  const std::string garbage(8192, '\x5a');
+  std::ofstream(StoreFile(), std::ios::binary) << garbage;
+  uint8_t failed = 0;
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, nullptr, &failed), 0u);
+  EXPECT_EQ(failed, 1);
+  EXPECT_EQ(Text(XRegistry::ReadString(u"S")), u"");
+  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V"));
+  EXPECT_FALSE(XRegistry::ValueExists(u"V"));
+  EXPECT_EQ(XRegistry::OpenKey(KEY_READ), nullptr);
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"Test");
+  std::ifstream in(StoreFile(), std::ios::binary);
+  std::string after((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(after, garbage);
+}
+
+TEST_F(XRegistryTest, UnopenableStoreGivesDefaults) {
+  std::filesystem::create_directories(StoreFile());  // a folder where the file should be
+  uint8_t failed = 0;
+  EXPECT_EQ(XRegistry::ReadQWORD(u"V", 0, nullptr, &failed), 0u);
+  EXPECT_EQ(failed, 1);
+  EXPECT_FALSE(XRegistry::WriteString(u"x", u"S"));
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software"));
+  EXPECT_EQ(XRegistry::ValueSize(u"S"), 0u);
+}
+
+TEST_F(XRegistryTest, StoreFolderThatCannotBeMadeGivesDefaults) {
+  std::ofstream(folder + "/Morlane") << "a file in the way";
+  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V"), 0u);
+}
+
+TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
+  constexpr int processes = 20;
+  constexpr int writes = 40;
+  const std::string helper = std::string(TV_TEST_BIN_DIR) + "/tvtest_regwriter";
+  std::vector<pid_t> children;
+  for (int i = 0; i < processes; ++i) {
+    std::string index = std::to_string(i);
+    std::string count = std::to_string(writes);
+    char* argv[] = {const_cast<char*>(helper.c_str()), index.data(), count.data(), nullptr};
+    pid_t pid = 0;
+    ASSERT_EQ(posix_spawn(&pid, helper.c_str(), nullptr, nullptr, argv, environ), 0);
+    children.push_back(pid);
+  }
+  for (pid_t pid : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "writer failed: " << status;
+  }
+  const char16_t* shared = u"Software\\Stress";
+  EXPECT_EQ(ValueNames(HKEY_CURRENT_USER, shared).size(), size_t(processes * writes + 1));
+  for (int p = 0; p < processes; ++p) {
+    for (int i = 0; i < writes; ++i) {
+      std::string name = "W" + std::to_string(p) + "_" + std::to_string(i);
+      std::u16string wide(name.begin(), name.end());
+      EXPECT_EQ(XRegistry::ReadDWORD(wide.c_str(), HKEY_CURRENT_USER, shared),
+                uint32_t(p * 1000 + i));
+    }
+    std::u16string own = u"Software\\Stress\\P" + std::u16string(1, char16_t(u'A' + p));
+    EXPECT_EQ(XRegistry::ReadQWORD(u"Last", HKEY_CURRENT_USER, own.c_str()),
+              uint64_t(writes - 1));
+  }
+  uint32_t last = XRegistry::ReadDWORD(u"Shared", HKEY_CURRENT_USER, shared);
+  EXPECT_EQ(last % 1000, uint32_t(writes - 1));
+  EXPECT_LT(last / 1000, uint32_t(processes));
+}
