@@ -43,7 +43,7 @@ class TvTransmill : public XArgList {
 
   void InitFields();
   void Run(int argc, const char* const* argv);
-  bool TakeStandardHandles();
+  void TakeStandardHandles();
 
   // Option intake.
   void SplitProcessCommandLine(int argc, const char* const* argv);
@@ -69,7 +69,7 @@ class TvTransmill : public XArgList {
   void FinishWithoutPlugins();
 
  public:
-  // The run's fields, in the order in which they are released backwards.
+  // The run's fields; they are released in reverse order.
   XString encoderName;
   XString inputFile;
   XString outputFile;

@@ -51,7 +51,7 @@ bool HasWildcard(const XString& name) {
 
 bool XFileFinder::First() {
   XString search = pattern;
-  bool hasFolder = std::u16string_view(search.CStr()).find(XPathSeparator) != std::u16string_view::npos;
+  bool hasFolder = std::u16string_view(search.CStr()).find(XPathSeparator) != std::u16string::npos;
   pattern = hasFolder ? FolderOf(search) : XString();
   wildcard = FileNameOf(search);
   if (wildcard.Length() == 0) {

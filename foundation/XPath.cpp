@@ -1,4 +1,4 @@
-// Path text handling, folder walks and special folders, free of system calls.
+// Path text handling, folder walks, the move with retry and temporary names; no system calls.
 #include "XPath.h"
 
 #include "XEvent.h"
@@ -71,8 +71,8 @@ XString ExtensionOf(const XString& path) {
   std::u16string s = Text(path);
   size_t dot = s.rfind(u'.');
   size_t sep = LastSep(s);
-  if (dot == std::u16string::npos || (sep != std::u16string::npos && dot < sep)) return XString(u".");
-  return Str(s.substr(dot));
+  bool behindFolder = dot != std::u16string::npos && (sep == std::u16string::npos || dot > sep);
+  return behindFolder ? Str(s.substr(dot)) : XString(u".");
 }
 
 XString WithoutExtension(const XString& path) {

@@ -7,7 +7,9 @@
 
 namespace xpath {
 
-inline std::u16string Text(const XString& s) { return std::u16string(s.CStr(), size_t(s.Length())); }
+inline std::u16string Text(const XString& s) {
+  return std::u16string(s.CStr(), size_t(s.Length()));
+}
 inline XString Str(const std::u16string& s) { return XString(s.c_str()); }
 
 // UTF-8 form for system calls, and back.

@@ -119,6 +119,7 @@ std::u16string FromStoreText(const unsigned char* text, int length) {
     if (i + extra >= length) extra = length - i - 1;  // a cut sequence: take what is there
     for (int k = 1; k <= extra; ++k) c = (c << 6) | (text[i + k] & 0x3F);
     i += extra + 1;
+    if (c > 0x10FFFF) c = 0xFFFD;
     if (c >= 0x10000) {
       c -= 0x10000;
       out += char16_t(0xD800 + (c >> 10));
@@ -210,20 +211,16 @@ long SetUpSchema(sqlite3* db) {
   });
 }
 
-long OpenDatabase(const std::string& file, bool readOnly, sqlite3** out) {
-  *out = nullptr;
-  int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+long OpenWritable(const std::string& file, sqlite3** out) {
   sqlite3* db = nullptr;
-  int rc = sqlite3_open_v2(file.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-  long result = FromSqlite(rc);
+  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+  long result = FromSqlite(sqlite3_open_v2(file.c_str(), &db, flags, nullptr));
   if (result == Ok) {
     sqlite3_busy_timeout(db, BusyTimeoutMs);
-    if (!readOnly) {
-      // Commits wait for no disk sync: a power cut may lose the last changes, never the
-      // database.
-      result = Exec(db, "PRAGMA synchronous = NORMAL; PRAGMA journal_size_limit = 4194304");
-      if (result == Ok) result = SetUpSchema(db);
-    }
+    // Commits wait for no disk sync: a power cut may lose the last changes, never the
+    // database.
+    result = Exec(db, "PRAGMA synchronous = NORMAL; PRAGMA journal_size_limit = 4194304");
+    if (result == Ok) result = SetUpSchema(db);
   }
   if (result != Ok) {
     sqlite3_close_v2(db);
@@ -231,6 +228,25 @@ long OpenDatabase(const std::string& file, bool readOnly, sqlite3** out) {
   }
   *out = db;
   return Ok;
+}
+
+// The system-wide store is only read; a reader needs no right to write beside it.
+long OpenReadOnly(const std::string& file, sqlite3** out) {
+  sqlite3* db = nullptr;
+  int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX;
+  long result = FromSqlite(sqlite3_open_v2(file.c_str(), &db, flags, nullptr));
+  if (result != Ok) {
+    sqlite3_close_v2(db);
+    return result;
+  }
+  sqlite3_busy_timeout(db, BusyTimeoutMs);
+  *out = db;
+  return Ok;
+}
+
+long OpenDatabase(const std::string& file, bool readOnly, sqlite3** out) {
+  *out = nullptr;
+  return readOnly ? OpenReadOnly(file, out) : OpenWritable(file, out);
 }
 
 thread_local std::shared_ptr<Connection> cachedConnections[2];
@@ -305,10 +321,12 @@ std::vector<std::string> SplitPath(std::u16string_view path) {
   return parts;
 }
 
-// Follows `parts` from the root; with `create`, adds the keys that are missing.
-long Walk(sqlite3* db, const std::vector<std::string>& parts, bool create, int64_t* id) {
-  int64_t current = 0;
+// Follows `parts` down from `*id`; with `create`, adds the keys that are missing.
+long Walk(sqlite3* db, const std::vector<std::string>& parts, bool create, int64_t* id,
+          size_t count = std::string::npos) {
+  int64_t current = *id;
   for (const std::string& part : parts) {
+    if (count-- == 0) break;
     Statement find(db, "SELECT id FROM keys WHERE parent = ?1 AND name = ?2");
     find.Bind(1, current);
     find.Bind(2, part);
@@ -331,9 +349,15 @@ long Walk(sqlite3* db, const std::vector<std::string>& parts, bool create, int64
 }
 
 long Resolve(sqlite3* db, const std::vector<std::string>& parts, bool create, int64_t* id) {
-  long result = Retrying(db, [&] { return Walk(db, parts, false, id); });
+  long result = Retrying(db, [&] {
+    *id = 0;
+    return Walk(db, parts, false, id);
+  });
   if (result != NotFound || !create) return result;
-  return InWriteTransaction(db, [&] { return Walk(db, parts, true, id); });
+  return InWriteTransaction(db, [&] {
+    *id = 0;
+    return Walk(db, parts, true, id);
+  });
 }
 
 // Finds a subkey's id below `parent`.
@@ -482,9 +506,13 @@ long DeleteValue(XRegKey* key, std::u16string_view name) {
 
 long DeleteSubKey(XRegKey* key, std::u16string_view name) {
   if (!key->writable) return AccessDenied;
-  std::string storeName = ToStoreText(name);
+  // The name may be a path below the key; its last part is the key to remove.
+  std::vector<std::string> parts = SplitPath(name);
+  if (parts.empty()) return NotFound;
   return Checked(key, InWriteTransaction(key->db, [&] {
-    return RemoveLeafKey(key->db, key->id, storeName);
+    int64_t parent = key->id;
+    long result = Walk(key->db, parts, false, &parent, parts.size() - 1);
+    return result == Ok ? RemoveLeafKey(key->db, parent, parts.back()) : result;
   }));
 }
 

@@ -1,5 +1,5 @@
-// The settings store: type rules, create-on-read, subtrees, listings, damaged stores, and
-// many processes writing at once.
+// The settings store: type rules, create-on-read, subtrees, damaged stores, and many
+// threads and processes writing at once.
 #include "XRegistry.h"
 #include "XRegistryStore.h"
 #include "XSettingsSandbox.h"
@@ -7,12 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <fstream>
 #include <spawn.h>
 #include <string>
-#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <vector>
 
 extern char** environ;
@@ -357,4 +358,40 @@ TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
   uint32_t last = XRegistry::ReadDWORD(u"Shared", HKEY_CURRENT_USER, shared);
   EXPECT_EQ(last % 1000, uint32_t(writes - 1));
   EXPECT_LT(last / 1000, uint32_t(processes));
+}
+
+TEST_F(XRegistryTest, AStoreRemovedBetweenCallsIsMadeAgain) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Before"));
+  std::filesystem::remove_all(folder + "/Morlane");
+  EXPECT_FALSE(XRegistry::ValueExists(u"Before"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"After"));
+  EXPECT_TRUE(std::filesystem::exists(StoreFile()));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"After"), 2u);
+}
+
+TEST_F(XRegistryTest, ThreadsWritingAtOnceLoseNothing) {
+  constexpr int threads = 8;
+  constexpr int writes = 25;
+  std::vector<std::thread> workers;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < threads; ++t) {
+    workers.emplace_back([t, &failures] {
+      for (int i = 0; i < writes; ++i) {
+        std::u16string name = u"T" + std::u16string(1, char16_t(u'a' + t)) +
+                              std::u16string(1, char16_t(u'a' + i));
+        if (!XRegistry::WriteDWORD(uint32_t(t * 100 + i), name.c_str())) ++failures;
+      }
+    });
+  }
+  for (std::thread& worker : workers) worker.join();
+  EXPECT_EQ(failures.load(), 0);
+  EXPECT_EQ(ValueNames(0, nullptr).size(), size_t(threads * writes));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Thy"), 724u);
+}
+
+TEST_F(XRegistryTest, DeleteKeyTakesASubkeyPath) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\A\\B\\C"));
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test", u"a\\b");
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A\\B"));
+  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A"));
 }

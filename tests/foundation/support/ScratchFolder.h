@@ -11,8 +11,14 @@
 class ScratchFolder {
  public:
   ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tvtest-XXXXXX").string();
-    if (mkdtemp(pattern.data())) path = pattern + "/";
+    std::error_code error;
+    std::filesystem::path base = std::filesystem::temp_directory_path(error);
+    std::string pattern = ((error ? "/tmp" : base) / "tvtest-XXXXXX").string();
+    if (!mkdtemp(pattern.data())) {
+      pattern = "/tmp/tvtest-XXXXXX";  // TMPDIR names no usable folder
+      if (!mkdtemp(pattern.data())) std::abort();
+    }
+    path = pattern + "/";
   }
   ~ScratchFolder() {
     if (path.empty()) return;
