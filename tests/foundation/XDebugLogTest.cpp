@@ -14,6 +14,9 @@
 #include <thread>
 #include <vector>
 
+#include "XEvent.h"
+#include "XFile.h"
+#include "XRegistry.h"
 #include "XString.h"
 #include "XTextCodec.h"
 
@@ -206,4 +209,73 @@ TEST_F(XDebugLogTest, EnvironmentRequestNeedsAValue) {
   EXPECT_FALSE(IsDebugRequested());
   setenv("TONVERA_DEBUG", "0", 1);  // the value itself isn't looked at
   EXPECT_TRUE(IsDebugRequested());
+}
+
+TEST_F(XDebugLogTest, DebugFileNamesCountUpInTheDocumentsFolder) {
+  std::string pid = std::to_string(getpid());
+  std::string folder = dir + "/home/Documents/";
+  std::string first = DebugFileName().ToUtf8String();
+  std::string second = DebugFileName().ToUtf8String();
+  ASSERT_EQ(first.rfind(folder + "TVDebug-" + pid, 0), 0u) << first;
+  ASSERT_EQ(second.rfind(folder + "TVDebug-" + pid + "+", 0), 0u) << second;
+  // The first name of a process has no counter; every later one the count before it.
+  std::string firstRest = first.substr(folder.size() + 8 + pid.size());
+  unsigned before = firstRest == ".txt" ? 0 : unsigned(std::stoul(firstRest.substr(1)));
+  EXPECT_EQ(second, folder + "TVDebug-" + pid + "+" + std::to_string(before + 1) + ".txt");
+}
+
+TEST_F(XDebugLogTest, EnvironmentStartWritesAUtf16FileAndLeavesTheSettingAlone) {
+  setenv("TONVERA_DEBUG", "1", 1);
+  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
+  XFile file;
+  XEvent watch;
+  ASSERT_TRUE(StartDebugLog(file, watch));
+  ASSERT_TRUE(file.IsOpen());
+  EXPECT_EQ(XLogContext().logHandle, file.Handle());
+  std::string path = file.path.ToUtf8String();
+  EXPECT_EQ(path.rfind(dir + "/home/Documents/TVDebug-", 0), 0u) << path;
+
+  Log(u"->->", "Main");
+  Log(u"Gr\u00fc\u00dfe \U0001F3B5");
+  Log(u"<-<-", "Main");
+  file.Close();
+  XSetLogContext({2, -1, -1});
+  EXPECT_EQ(ReadUtf16File(path),
+            "->->  [Main]\r\n  Gr\xC3\xBC\xC3\x9F" "e \xF0\x9F\x8E\xB5\r\n<-<-  [Main]\r\n");
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 1u);
+}
+
+TEST_F(XDebugLogTest, SettingStartIsOneShotAndUsesATemporaryFile) {
+  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
+  {
+    XFile file;
+    XEvent watch;
+    ASSERT_TRUE(StartDebugLog(file, watch));
+    EXPECT_TRUE(watch.IsOpen());
+    std::string path = file.path.ToUtf8String();
+    std::string name = std::filesystem::path(path).filename().string();
+    EXPECT_EQ(std::filesystem::path(path).parent_path(), std::filesystem::path(dir + "/tmp"));
+    EXPECT_EQ(name.rfind("DBG", 0), 0u) << name;
+    EXPECT_TRUE(name.ends_with(".TXT")) << name;
+    XSetLogContext({2, -1, -1});
+  }
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 0u);
+  XFile none;
+  XEvent noWatch;
+  EXPECT_FALSE(StartDebugLog(none, noWatch));
+  EXPECT_FALSE(none.IsOpen());
+  EXPECT_EQ(XLogContext().logHandle, -1);
+}
+
+TEST_F(XDebugLogTest, LogFileThatCannotBeCreatedLeavesNoLog) {
+  setenv("TONVERA_DEBUG", "1", 1);
+  std::filesystem::remove_all(dir + "/home/Documents");
+  std::ofstream(dir + "/home/Documents") << "a file where the folder should be";
+  XFile file;
+  XEvent watch;
+  EXPECT_FALSE(StartDebugLog(file, watch));
+  EXPECT_FALSE(file.IsOpen());
+  Log(u"goes nowhere");
+  LogError(u"still reported", context);
+  EXPECT_EQ(ReadPipe(errorPipe[0]), "still reported\r\n");
 }
