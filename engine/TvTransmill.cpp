@@ -10,10 +10,6 @@
 
 uint8_t tvExitFlag = 0;
 
-namespace {
-const char* const kRunFunction = "TvTransmill::TvTransmill";
-}
-
 TvTransmill::TvTransmill(NoRun) : XArgList(static_cast<const char16_t*>(nullptr)) { InitFields(); }
 
 TvTransmill::TvTransmill(int argc, const char* const* argv)
@@ -21,8 +17,6 @@ TvTransmill::TvTransmill(int argc, const char* const* argv)
   InitFields();
   Run(argc, argv);
 }
-
-TvTransmill::~TvTransmill() = default;
 
 void TvTransmill::InitFields() {
   XRegistry::SetDefaultKey(HKEY_CURRENT_USER, TvProductKey);
@@ -54,7 +48,7 @@ void TvTransmill::Run(int argc, const char* const* argv) {
     return;
   }
   if (!silent) PrintBanner();
-  FinishWithoutPlugins();
+  RunConversion();
 }
 
 // Standard error stands in for the error pipe until the output relay exists.
@@ -64,29 +58,6 @@ void TvTransmill::TakeStandardHandles() {
   logHandles.errorHandle = 2;
   logHandles.infoHandle = 1;
   logHandles.logHandle = debugFile.IsOpen() ? debugFile.Handle() : 0;
-}
-
-// No plug-in can be loaded yet, so the run ends as a failed decoder load (or, for standard
-// input, encoder load) does: its message, then the closing of a failed run.
-void TvTransmill::FinishWithoutPlugins() {
-  if (!silent) PrintHeader();
-  XString text;
-  if (!inputIsStdin) {
-    text = u"Error: Unable to load decoder for file type '";
-    text += ExtensionOf(inputFile).CStr();
-    text += u"', codec not installed? visit 'Codec Shelf'.";
-  } else {
-    text = u"Error: Unable to load encoder '";
-    text += encoderName.CStr();
-    text += u"'.";
-  }
-  ReportError(text, kRunFunction);
-  tvExitFlag = 1;
-
-  const XString closingLine;
-  Log(closingLine.CStr(), logHandles);
-  if (failed) tvExitFlag = 1;
-  if (!silent) Print(failed ? XString(u"Conversion Failed.") : closingLine, true);
 }
 
 void TvTransmill::Print(const XString& text, bool lineEnd) {

@@ -4,13 +4,19 @@
 #include "XArgList.h"
 #include "XEvent.h"
 #include "XFile.h"
+#include "XPipe.h"
 #include "XString.h"
+#include "XTempFile.h"
+#include "XWaveFormat.h"
+#include "clTvDecoder.h"
+#include "clTvEncoder.h"
+#include "tv_plugin.h"
 
 #include <cstdint>
 #include <memory>
 #include <vector>
 
-// The plug-in binding of one DSP effect; defined where the chain is loaded.
+// The plug-in binding of one DSP effect.
 class clTvDSP;
 
 // One member of the DSP chain, made at option intake with no binding yet.
@@ -65,8 +71,54 @@ class TvTransmill : public XArgList {
   void PrintUsage();
   void PrintHeader();
 
-  // The end of a run that reached no plug-in.
-  void FinishWithoutPlugins();
+  // The conversion run behind the banner: plug-ins, source, pump, finish, closing.
+  void RunConversion();
+  bool LoadDecoder();
+  bool LoadEncoderPlugin();
+  void ConvertThroughPump();
+  bool OpenSource();
+  void StartEncoding();
+  bool AsksForRawSource();
+  void RawPass();
+  void AskReplayGainTags();
+  void FillConversionRecord(const XString& output);
+  void UnloadEncoder();
+  void CloseRun();
+
+  // Output names.
+  void ApplyOutputNameRules();
+  const XString& NameWrittenTo() const;
+
+  // The source: decoder, standard input, read-back file.
+  bool OpenDecoder(clTvDecoder& dec, TvOpenInfo* info);
+  bool CloseDecoder(clTvDecoder& dec);
+  void SettleDecodeQuality(clTvDecoder& dec, clTvEncoder& enc, const XString& settings);
+  void SendDecoderSetOptions(clTvDecoder& dec);
+  bool OpenStandardInput(TvOpenInfo* info);
+  bool ReadStdinOptions(uint32_t& rate, uint32_t& channels, uint32_t& bits, uint32_t& length);
+  void ReadStdinTags(TvOpenInfo* info);
+  bool CloseStandardInput();
+  bool DecodeAudioBlock(clTvDecoder& dec, TvAudioBlock* block);
+  bool ReadBackBlock(TvAudioBlock* block);
+  bool ReadStdinBlock(TvAudioBlock* block);
+
+  // The pump and the finish.
+  void Pump();
+  bool PassBlockOn(TvAudioBlock& block);
+  bool PassAudioBlockToDSPs(TvAudioBlock* block);
+  void Finish();
+  void OverwriteOutput(int32_t& tagWord);
+  void CheckOutputSize();
+  void LogFileSizeCheck(const char16_t* label, const XString& name);
+
+  // The DSP chain's steps of the run.
+  bool LoadDSPEffects();
+  bool HandleNonLiveDSPs();
+  bool BeginLiveDSPs();
+  bool EndLiveDSPs();
+  bool AfterConversionDSPs();
+  void SetEventQuitOnDSPs();
+  void UnloadDSPEffects();
 
  public:
   // The run's fields; they are released in reverse order.
@@ -91,7 +143,6 @@ class TvTransmill : public XArgList {
   uint8_t errorFileGiven = 0;
   uint8_t hostMode = 0;
   uint32_t inputIsStdin = 0;
-  uint32_t failed = 0;
   XString tempOutputName;
   uint64_t bytesEncoded = 0;
   uint32_t batchId = 0;
@@ -99,4 +150,26 @@ class TvTransmill : public XArgList {
   XString batchCommand;
   XFile debugFile;
   XEvent debugWatchEvent;
+
+  // ---- The conversion: plug-ins, source, records, output ----
+  std::unique_ptr<clTvDecoder> decoder;  // made at the header, destroyed at the closing
+  std::unique_ptr<clTvEncoder> encoder;
+  XString encoderSettings;               // the encoder's command line
+  TvOpenInfo openInfo = {};              // the live open record of the source
+  XTempFile tempDspFileName;
+  XFile tempDspFile;
+  uint64_t tempDspLength = 0;
+  XWaveFormat tempDspFormat;
+  XBuffer blockBytes;
+  XPipe stdinPipe;
+  XWaveFormat stdinFormat;
+  XBuffer stdinTagBytes;
+  XBuffer stdinBlock;                    // bytes from standard input; a partial frame waits here
+  uint32_t stdinHeld = 0;                // bytes of stdinBlock carried to the next read
+  uint32_t keepReplayGainTags = 0;
+  uint32_t pumpStartTicks = 0;
+  uint64_t pumpElapsedMs = 0;
+  double realtimeFactor = 0.0;
+  TvConversionInfo conversionRecord = {};
+  uint32_t failed = 0;                   // the failed flag: directly behind conversionRecord
 };

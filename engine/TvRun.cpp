@@ -1,0 +1,160 @@
+// The conversion run behind the banner: loading the plug-ins, the normal and the raw pass, teardown.
+#include "TvRunRules.h"
+#include "TvTransmill.h"
+#include "XDebugLog.h"
+#include "XPath.h"
+#include "XRegistry.h"
+#include "clTvCodecHandler.h"
+#include "clTvDSP.h"
+#include "clTvDecoder.h"
+#include "clTvEncoder.h"
+
+#include <cstring>
+
+namespace {
+const char* const kRunFunction = "TvTransmill::TvTransmill";
+
+// The extension as the decoder lookup takes it: empty when the file name has no dot.
+XString LookupExtension(const XString& path) {
+  if (FileNameOf(path).FindChar(u'.') == 0) return XString();
+  return ExtensionOf(path);
+}
+}  // namespace
+
+TvTransmill::~TvTransmill() = default;
+
+void TvTransmill::RunConversion() {
+  decoder = std::make_unique<clTvDecoder>();
+  if (!silent) PrintHeader();
+  if (LoadDecoder()) {
+    encoder = std::make_unique<clTvEncoder>();
+    if (LoadEncoderPlugin()) {
+      encoderSettings = StripTransmillCmds();
+      if (AsksForRawSource())
+        RawPass();
+      else
+        ConvertThroughPump();
+    }
+    UnloadEncoder();
+  }
+  tempDspFile.Close();
+  CloseRun();
+}
+
+bool TvTransmill::LoadDecoder() {
+  if (!inputIsStdin) {
+    clTvCodecHandler handler;
+    if (!handler.FindDecoder(inputFile, *decoder, &logHandles, nullptr, false, nullptr)) {
+      XString text(u"Error: Unable to load decoder for file type '");
+      text += LookupExtension(inputFile);
+      text += u"', codec not installed? visit 'Codec Shelf'.";
+      ReportError(text, kRunFunction);
+      tvExitFlag = 1;
+      return false;
+    }
+  }
+  if (batchId != 0) decoder->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(batchId));
+  return true;
+}
+
+bool TvTransmill::LoadEncoderPlugin() {
+  clTvCodecHandler handler;
+  if (!handler.LoadEncoder(encoderName, *encoder, &logHandles, nullptr)) {
+    XString text(u"Error: Unable to load encoder '");
+    text += encoderName;
+    text += u"'.";
+    ReportError(text, kRunFunction);
+    tvExitFlag = 1;
+    return false;
+  }
+  if (quitEventName.Length() != 0) encoder->SetText(TV_KEY_EVENT_QUIT, quitEventName.CStr());
+  if (batchId != 0) encoder->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(batchId));
+  return true;
+}
+
+// Steps from the DSP chain to the unloading of the DSPs; the encoder is unloaded by the caller.
+void TvTransmill::ConvertThroughPump() {
+  if (!LoadDSPEffects()) {
+    tvExitFlag = 1;
+    return;
+  }
+  SetEventQuitOnDSPs();
+  if (OpenSource()) {
+    ApplyOutputNameRules();
+    AskReplayGainTags();
+    FillConversionRecord(NameWrittenTo());
+    if (!HandleNonLiveDSPs()) failed = 1;
+    StartEncoding();
+  }
+  UnloadDSPEffects();
+}
+
+// From the quality question to the open decoder; false when the source can't be opened.
+bool TvTransmill::OpenSource() {
+  SettleDecodeQuality(*decoder, *encoder, encoderSettings);
+  std::memset(&openInfo, 0, sizeof(openInfo));
+  openInfo.fileName = inputFile.CStr();
+  openInfo.interfaceLevel = TV_INTERFACE_LEVEL;
+  if (!OpenDecoder(*decoder, &openInfo)) {
+    tvExitFlag = 1;
+    return false;
+  }
+  return true;
+}
+
+void TvTransmill::StartEncoding() {
+  if (!BeginLiveDSPs()) failed = 1;
+  if (!encoder->BeginConversion(&conversionRecord)) {
+    failed = 1;
+    return;
+  }
+  Pump();
+  Finish();
+}
+
+bool TvTransmill::AsksForRawSource() {
+  TvPluginValue value = {};
+  value.text1 = inputFile.CStr();
+  value.text2 = encoderSettings.CStr();
+  value.text3 = outputFile.CStr();
+  return encoder->Get(TV_KEY_SEND_RAW_UNCOMPRESSED, &value) != 0;
+}
+
+// The encoder reads the source itself: the decoder is only opened for its description.
+void TvTransmill::RawPass() {
+  std::memset(&openInfo, 0, sizeof(openInfo));
+  openInfo.fileName = inputFile.CStr();
+  openInfo.interfaceLevel = TV_INTERFACE_LEVEL_RAW;
+  if (!OpenDecoder(*decoder, &openInfo)) return;
+  AskReplayGainTags();
+  if (!CloseDecoder(*decoder)) failed = 1;
+  FillConversionRecord(outputFile);
+  if (!encoder->BeginConversion(&conversionRecord)) failed = 1;
+}
+
+void TvTransmill::AskReplayGainTags() {
+  if (encoder->GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, nullptr) != 0) keepReplayGainTags = 1;
+}
+
+// The encoder gets no prepared tags yet; the extra information is the decoder's properties.
+void TvTransmill::FillConversionRecord(const XString& output) {
+  std::memset(&conversionRecord, 0, sizeof(conversionRecord));
+  conversionRecord.sourceFile = openInfo.fileName;
+  conversionRecord.outputFile = output.CStr();
+  conversionRecord.encoderSettings = encoderSettings.CStr();
+  conversionRecord.format = &openInfo.format;
+  conversionRecord.extraInfo = openInfo.properties;
+  conversionRecord.extraInfoSize = openInfo.propertiesSize;
+}
+
+void TvTransmill::UnloadEncoder() { encoder.reset(); }
+
+void TvTransmill::CloseRun() {
+  XString line;
+  if (pumpElapsedMs != 0) line = TvClosingLine(pumpElapsedMs, realtimeFactor);
+  Log(line, logHandles);
+  LogFileSizeCheck(u"(trans mill exit)", outputFile);
+  if (failed) tvExitFlag = 1;
+  if (!silent) Print(failed ? XString(u"Conversion Failed.") : line, true);
+  decoder.reset();
+}
