@@ -37,7 +37,9 @@ TEST(TvRunRulesTest, TempNameIsCutToStayWithin259Characters) {
     const std::string kept = name.substr(0, std::min(length, limit));
     EXPECT_EQ(temp, kept + ".tmp" + ext) << length;
     EXPECT_LE(temp.size(), 259u);
-    if (length >= limit) EXPECT_EQ(temp.size(), 259u) << length;
+    if (length >= limit) {
+      EXPECT_EQ(temp.size(), 259u) << length;
+    }
   }
 }
 
