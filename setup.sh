@@ -7,6 +7,8 @@ packages=(
   cmake ninja-build pkg-config g++ googletest libgtest-dev libbenchmark-dev
   # engine and foundation
   libsqlite3-dev zlib1g-dev libssl-dev
+  # plug-in records: 32-bit compile-only layout check; wave headers read back by soxi
+  gcc-multilib g++-multilib sox
 )
 
 missing=()

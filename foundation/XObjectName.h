@@ -14,8 +14,6 @@ void XSetCreateResult(bool created, bool existed);
 
 // Prefix plus the tick count plus retry in decimal, masked.
 XString XTickName(const char16_t* prefix, uint32_t retry, uint32_t mask);
-// 32 upper-case hexadecimal digits of a new random (version 4) GUID, bytes in memory order.
-XString XGuidText();
 // Prefix plus a new GUID text.
 XString XGuidName(const char16_t* prefix);
 

@@ -2,6 +2,9 @@
 #include "XDebugLog.h"
 
 #include <gtest/gtest.h>
+
+#include <list>
+#include "ScratchFolder.h"
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -14,6 +17,9 @@
 #include <thread>
 #include <vector>
 
+#include "XEvent.h"
+#include "XFile.h"
+#include "XRegistry.h"
 #include "XString.h"
 #include "XTextCodec.h"
 
@@ -48,14 +54,8 @@ constexpr const char* RedirectedVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_D
 class XDebugLogTest : public testing::Test {
  protected:
   void SetUp() override {
-    for (const char* name : RedirectedVariables) {
-      const char* value = getenv(name);
-      saved.emplace_back(value != nullptr, value != nullptr ? value : "");
-    }
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/tv-log-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
+    for (const char* name : RedirectedVariables) saved.emplace_back(name, getenv(name));
+    dir = scratch.Folder();
     for (const char* sub : {"/home", "/config", "/data", "/tmp", "/home/Documents"}) {
       std::filesystem::create_directories(dir + sub);
     }
@@ -74,19 +74,13 @@ class XDebugLogTest : public testing::Test {
   void TearDown() override {
     XSetLogContext({2, -1, -1});
     for (int fd : {logFd, errorPipe[0], errorPipe[1], infoPipe[0], infoPipe[1]}) close(fd);
-    for (size_t i = 0; i < saved.size(); ++i) {
-      if (saved[i].first) {
-        setenv(RedirectedVariables[i], saved[i].second.c_str(), 1);
-      } else {
-        unsetenv(RedirectedVariables[i]);
-      }
-    }
-    std::filesystem::remove_all(dir);
+    saved.clear();
   }
 
   std::string Logged() { return ReadUtf16File(logPath); }
 
-  std::vector<std::pair<bool, std::string>> saved;
+  ScratchFolder scratch;
+  std::list<ScopedEnv> saved;
   std::string dir, logPath;
   int logFd = -1;
   int errorPipe[2] = {-1, -1};
@@ -206,4 +200,73 @@ TEST_F(XDebugLogTest, EnvironmentRequestNeedsAValue) {
   EXPECT_FALSE(IsDebugRequested());
   setenv("TONVERA_DEBUG", "0", 1);  // the value itself isn't looked at
   EXPECT_TRUE(IsDebugRequested());
+}
+
+TEST_F(XDebugLogTest, DebugFileNamesCountUpInTheDocumentsFolder) {
+  std::string pid = std::to_string(getpid());
+  std::string folder = dir + "/home/Documents/";
+  std::string first = DebugFileName().ToUtf8String();
+  std::string second = DebugFileName().ToUtf8String();
+  ASSERT_EQ(first.rfind(folder + "TVDebug-" + pid, 0), 0u) << first;
+  ASSERT_EQ(second.rfind(folder + "TVDebug-" + pid + "+", 0), 0u) << second;
+  // The first name of a process has no counter; every later one the count before it.
+  std::string firstRest = first.substr(folder.size() + 8 + pid.size());
+  unsigned before = firstRest == ".txt" ? 0 : unsigned(std::stoul(firstRest.substr(1)));
+  EXPECT_EQ(second, folder + "TVDebug-" + pid + "+" + std::to_string(before + 1) + ".txt");
+}
+
+TEST_F(XDebugLogTest, EnvironmentStartWritesAUtf16FileAndLeavesTheSettingAlone) {
+  setenv("TONVERA_DEBUG", "1", 1);
+  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
+  XFile file;
+  XEvent watch;
+  ASSERT_TRUE(StartDebugLog(file, watch));
+  ASSERT_TRUE(file.IsOpen());
+  EXPECT_EQ(XLogContext().logHandle, file.Handle());
+  std::string path = file.path.ToUtf8String();
+  EXPECT_EQ(path.rfind(dir + "/home/Documents/TVDebug-", 0), 0u) << path;
+
+  Log(u"->->", "Main");
+  Log(u"Gr\u00fc\u00dfe \U0001F3B5");
+  Log(u"<-<-", "Main");
+  file.Close();
+  XSetLogContext({2, -1, -1});
+  EXPECT_EQ(ReadUtf16File(path),
+            "->->  [Main]\r\n  Gr\xC3\xBC\xC3\x9F" "e \xF0\x9F\x8E\xB5\r\n<-<-  [Main]\r\n");
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 1u);
+}
+
+TEST_F(XDebugLogTest, SettingStartIsOneShotAndUsesATemporaryFile) {
+  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
+  {
+    XFile file;
+    XEvent watch;
+    ASSERT_TRUE(StartDebugLog(file, watch));
+    EXPECT_TRUE(watch.IsOpen());
+    std::string path = file.path.ToUtf8String();
+    std::string name = std::filesystem::path(path).filename().string();
+    EXPECT_EQ(std::filesystem::path(path).parent_path(), std::filesystem::path(dir + "/tmp"));
+    EXPECT_EQ(name.rfind("DBG", 0), 0u) << name;
+    EXPECT_TRUE(name.ends_with(".TXT")) << name;
+    XSetLogContext({2, -1, -1});
+  }
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 0u);
+  XFile none;
+  XEvent noWatch;
+  EXPECT_FALSE(StartDebugLog(none, noWatch));
+  EXPECT_FALSE(none.IsOpen());
+  EXPECT_EQ(XLogContext().logHandle, -1);
+}
+
+TEST_F(XDebugLogTest, LogFileThatCannotBeCreatedLeavesNoLog) {
+  setenv("TONVERA_DEBUG", "1", 1);
+  std::filesystem::remove_all(dir + "/home/Documents");
+  std::ofstream(dir + "/home/Documents") << "a file where the folder should be";
+  XFile file;
+  XEvent watch;
+  EXPECT_FALSE(StartDebugLog(file, watch));
+  EXPECT_FALSE(file.IsOpen());
+  Log(u"goes nowhere");
+  LogError(u"still reported", context);
+  EXPECT_EQ(ReadPipe(errorPipe[0]), "still reported\r\n");
 }
