@@ -15,6 +15,8 @@
 
 using xpath::Str;
 using xpath::Text;
+using xpath::Ensure;
+using xpath::Trim;
 
 namespace {
 
@@ -36,15 +38,6 @@ void ReplaceAll(std::u16string& s, const std::u16string& find, const std::u16str
     s.replace(at, find.size(), with);
 }
 
-std::u16string Ensure(std::u16string s) {
-  if (s.empty() || s.back() != Sep) s += Sep;
-  return s;
-}
-
-std::u16string Trim(std::u16string s) {
-  while (!s.empty() && s.back() == Sep) s.pop_back();
-  return s;
-}
 
 // 0-based index of the first character behind the root.
 size_t RootIndex(const std::u16string& s) { return (!s.empty() && s[0] == Sep) ? 1 : 0; }

@@ -1,5 +1,6 @@
 // Platform primitives under the path functions; the Posix source holds their system calls.
 #pragma once
+#include "XPath.h"
 #include "XString.h"
 
 #include <cstddef>
@@ -11,6 +12,16 @@ inline std::u16string Text(const XString& s) {
   return std::u16string(s.CStr(), size_t(s.Length()));
 }
 inline XString Str(const std::u16string& s) { return XString(s.c_str()); }
+
+// The path with exactly one trailing separator added when missing, and with all removed.
+inline std::u16string Ensure(std::u16string s) {
+  if (s.empty() || s.back() != XPathSeparator) s += XPathSeparator;
+  return s;
+}
+inline std::u16string Trim(std::u16string s) {
+  while (!s.empty() && s.back() == XPathSeparator) s.pop_back();
+  return s;
+}
 
 // UTF-8 form for system calls, and back.
 std::string ToSystem(const XString& path);

@@ -8,6 +8,8 @@
 
 using xpath::Str;
 using xpath::Text;
+using xpath::Ensure;
+using xpath::Trim;
 
 namespace {
 
@@ -22,15 +24,6 @@ bool StartsNoCase(const std::u16string& text, const std::u16string& head) {
   return true;
 }
 
-std::u16string Ensure(std::u16string s) {
-  if (s.empty() || s.back() != Sep) s += Sep;
-  return s;
-}
-
-std::u16string Trim(std::u16string s) {
-  while (!s.empty() && s.back() == Sep) s.pop_back();
-  return s;
-}
 
 }  // namespace
 

@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
+#include "ScratchFolder.h"
 #include <string>
 
 namespace {
@@ -16,25 +16,8 @@ constexpr char16_t Profile[] = u"Software\\Morlane\\Tonvera\\DiscLifter\\Profile
 
 class TvFirstRunTest : public ::testing::Test {
 protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tvfirstrun-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder = pattern;
-    if (const char* value = getenv("XDG_CONFIG_HOME")) saved = value;
-    setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
-  }
-  void TearDown() override {
-    if (saved) {
-      setenv("XDG_CONFIG_HOME", saved->c_str(), 1);
-    } else {
-      unsetenv("XDG_CONFIG_HOME");
-    }
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-
-  std::string folder;
-  std::optional<std::string> saved;
+  ScratchFolder scratch;
+  ScopedEnv configHome{"XDG_CONFIG_HOME", scratch.Folder().c_str()};
 };
 
 uint32_t Read(const char16_t* name, const char16_t* key, uint8_t* failed = nullptr) {
@@ -79,7 +62,7 @@ TEST_F(TvFirstRunTest, MarkerOfAnyTypeCountsAsPresent) {
 }
 
 TEST_F(TvFirstRunTest, AStoreThatCannotBeOpenedIsPassedOver) {
-  std::filesystem::create_directories(folder + "/Morlane/Tonvera/settings.db");
+  std::filesystem::create_directories(scratch.Folder() + "/Morlane/Tonvera/settings.db");
   TvSeedFirstRunDefaults();
   uint8_t failed = 0;
   EXPECT_EQ(Read(u"Mp3TagDefault", Tagging, &failed), 0u);

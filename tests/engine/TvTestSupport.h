@@ -1,5 +1,6 @@
 // Shared test support for the engine: a temporary folder per test, file helpers, phase access.
 #pragma once
+#include "ScratchFolder.h"
 #include "TvTransmill.h"
 
 #include <gtest/gtest.h>
@@ -36,16 +37,8 @@ inline std::string Utf8(const std::u16string& text) { return Utf8(XString(text.c
 // A unique folder below the system's temporary folder, removed with everything in it.
 class TvTempFolderTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/tvengine-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder = pattern;
-  }
-  void TearDown() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
+  void SetUp() override { folder = scratch.Folder(); }
+  ScratchFolder scratch;
 
   std::string PathOf(const std::string& name) const { return folder + "/" + name; }
 

@@ -2,6 +2,9 @@
 #include "XDebugLog.h"
 
 #include <gtest/gtest.h>
+
+#include <list>
+#include "ScratchFolder.h"
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -51,14 +54,8 @@ constexpr const char* RedirectedVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_D
 class XDebugLogTest : public testing::Test {
  protected:
   void SetUp() override {
-    for (const char* name : RedirectedVariables) {
-      const char* value = getenv(name);
-      saved.emplace_back(value != nullptr, value != nullptr ? value : "");
-    }
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/tv-log-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
+    for (const char* name : RedirectedVariables) saved.emplace_back(name, getenv(name));
+    dir = scratch.Folder();
     for (const char* sub : {"/home", "/config", "/data", "/tmp", "/home/Documents"}) {
       std::filesystem::create_directories(dir + sub);
     }
@@ -77,19 +74,13 @@ class XDebugLogTest : public testing::Test {
   void TearDown() override {
     XSetLogContext({2, -1, -1});
     for (int fd : {logFd, errorPipe[0], errorPipe[1], infoPipe[0], infoPipe[1]}) close(fd);
-    for (size_t i = 0; i < saved.size(); ++i) {
-      if (saved[i].first) {
-        setenv(RedirectedVariables[i], saved[i].second.c_str(), 1);
-      } else {
-        unsetenv(RedirectedVariables[i]);
-      }
-    }
-    std::filesystem::remove_all(dir);
+    saved.clear();
   }
 
   std::string Logged() { return ReadUtf16File(logPath); }
 
-  std::vector<std::pair<bool, std::string>> saved;
+  ScratchFolder scratch;
+  std::list<ScopedEnv> saved;
   std::string dir, logPath;
   int logFd = -1;
   int errorPipe[2] = {-1, -1};

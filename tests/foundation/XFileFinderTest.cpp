@@ -3,7 +3,7 @@
 
 #include "XLastError.h"
 #include "XPath.h"
-#include "support/ScratchFolder.h"
+#include "ScratchFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -8,16 +8,14 @@
 #include <fstream>
 #include <string>
 
+#include "ScratchFolder.h"
 #include "XString.h"
 
 class XFileTestFolder : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "xfiletest-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder = pattern;
+    folder = scratch.Folder();
   }
-  void TearDown() override { std::filesystem::remove_all(folder); }
 
   std::string Native(const char* name) const { return folder + "/" + name; }
   XString Path(const char* name) const { return XString::FromUtf8(Native(name)); }
@@ -31,5 +29,6 @@ class XFileTestFolder : public ::testing::Test {
   }
   bool Exists(const char* name) const { return std::filesystem::exists(Native(name)); }
 
+  ScratchFolder scratch;
   std::string folder;
 };

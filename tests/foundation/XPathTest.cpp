@@ -5,7 +5,7 @@
 #include "XFile.h"
 #include "XLastError.h"
 #include "XStringList.h"
-#include "support/ScratchFolder.h"
+#include "ScratchFolder.h"
 
 #include <gtest/gtest.h>
 

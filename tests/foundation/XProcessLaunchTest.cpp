@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "ScratchFolder.h"
 #include "XLastError.h"
 #include "XTextCodec.h"
 
@@ -21,12 +22,8 @@ namespace {
 
 class XProcessLaunchTest : public testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tv-launch-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override { std::filesystem::remove_all(dir); }
+  void SetUp() override { dir = scratch.Folder(); }
+  ScratchFolder scratch;
 
   static XString Wide(const std::string& utf8) { return XString(utf8.c_str(), true); }
 

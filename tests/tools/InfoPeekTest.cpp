@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+
+#include "ScratchFolder.h"
 #include <string>
 #include <vector>
 
@@ -99,10 +101,7 @@ class Watcher {
 class InfoPeekTest : public testing::Test {
  protected:
   void SetUp() override {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/tv-peek-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
+    dir = scratch.Folder();
     logPath = dir + "/DBG-test.TXT";
     log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     ASSERT_GE(log, 0);
@@ -110,8 +109,8 @@ class InfoPeekTest : public testing::Test {
   }
   void TearDown() override {
     close(log);
-    std::filesystem::remove_all(dir);
   }
+  ScratchFolder scratch;
 
   void Append(const std::string& bytes) {
     ASSERT_EQ(write(log, bytes.data(), bytes.size()), ssize_t(bytes.size()));

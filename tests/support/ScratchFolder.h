@@ -31,8 +31,9 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-  // The folder with a trailing "/", as UTF-8 and as XString.
+  // The folder with a trailing "/", as UTF-8 and as XString; Folder() is without it.
   const std::string& Utf8() const { return path; }
+  std::string Folder() const { return path.substr(0, path.size() - 1); }
   XString Path() const { return XString::FromUtf8(path.c_str()); }
   std::string operator/(const std::string& name) const { return path + name; }
 
