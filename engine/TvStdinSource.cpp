@@ -1,5 +1,4 @@
 // Raw audio on standard input: its format from the "source..." options, its tags from a file.
-#include "TvStdHandles.h"
 #include "TvTransmill.h"
 #include "XDebugLog.h"
 
@@ -13,7 +12,7 @@ constexpr uint32_t kNoRate = 0xFFFFFFFFu;
 
 bool TvTransmill::OpenStandardInput(TvOpenInfo* info) {
   Log(u"->->", logHandles, kOpenFunction);
-  if (!TvIsOpenDescriptor(0)) {
+  if (!stdinWasOpen) {
     ReportError(XString(u"Error: Cannot open StdInput for audio reading."), kOpenFunction);
     tvExitFlag = 1;
     return false;

@@ -29,6 +29,7 @@ void TvTransmill::InitFields() {
 void TvTransmill::Run(int argc, const char* const* argv) {
   // Asked before anything is opened, which could take the free descriptor's number.
   const bool haveStdOut = TvIsOpenDescriptor(1);
+  stdinWasOpen = TvIsOpenDescriptor(0) ? 1 : 0;
   TvSeedFirstRunDefaults();
   StartDebugLog(debugFile, debugWatchEvent);
   if (!haveStdOut) {

@@ -237,6 +237,7 @@ class TvTransmill : public XArgList {
   uint64_t tempDspLength = 0;
   XWaveFormat tempDspFormat;
   XBuffer blockBytes;
+  uint8_t stdinWasOpen = 0;               // descriptor 0 was open at start, before any file took it
   XPipe stdinPipe;
   XWaveFormat stdinFormat;
   XBuffer stdinTagBytes;
