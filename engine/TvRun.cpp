@@ -4,6 +4,7 @@
 #include "XDebugLog.h"
 #include "XPath.h"
 #include "XRegistry.h"
+#include "XTagList.h"
 #include "clTvCodecHandler.h"
 #include "clTvDSP.h"
 #include "clTvDecoder.h"
@@ -82,7 +83,8 @@ void TvTransmill::ConvertThroughPump() {
   if (OpenSource()) {
     ApplyOutputNameRules();
     AskReplayGainTags();
-    FillConversionRecord(NameWrittenTo());
+    BuildEncoderInfo();
+    FillConversionRecord(NameWrittenTo(), false);
     if (!HandleNonLiveDSPs()) failed = 1;
     StartEncoding();
   }
@@ -128,7 +130,7 @@ void TvTransmill::RawPass() {
   if (!OpenDecoder(*decoder, &openInfo)) return;
   AskReplayGainTags();
   if (!CloseDecoder(*decoder)) failed = 1;
-  FillConversionRecord(outputFile);
+  FillConversionRecord(outputFile, true);
   if (!encoder->BeginConversion(&conversionRecord)) failed = 1;
 }
 
@@ -136,15 +138,25 @@ void TvTransmill::AskReplayGainTags() {
   if (encoder->GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, nullptr) != 0) keepReplayGainTags = 1;
 }
 
-// The encoder gets no prepared tags yet; the extra information is the decoder's properties.
-void TvTransmill::FillConversionRecord(const XString& output) {
+// The decoder's audio properties with the encoder's name added, as the encoder's extra block.
+void TvTransmill::BuildEncoderInfo() {
+  XTagList info;
+  if (openInfo.properties != nullptr && openInfo.propertiesSize != 0)
+    info.FromBlock(openInfo.properties, openInfo.propertiesSize);
+  info.Set(XString(TV_TAG_ENCODER), encoderName);
+  info.ToBlock(encoderInfoBytes);
+}
+
+// The encoder gets no prepared ID tags yet. The raw pass hands on the decoder's properties as
+// they are; the normal path the block made from them.
+void TvTransmill::FillConversionRecord(const XString& output, bool raw) {
   std::memset(&conversionRecord, 0, sizeof(conversionRecord));
   conversionRecord.sourceFile = openInfo.fileName;
   conversionRecord.outputFile = output.CStr();
   conversionRecord.encoderSettings = encoderSettings.CStr();
   conversionRecord.format = &openInfo.format;
-  conversionRecord.extraInfo = openInfo.properties;
-  conversionRecord.extraInfoSize = openInfo.propertiesSize;
+  conversionRecord.extraInfo = raw ? openInfo.properties : encoderInfoBytes.data;
+  conversionRecord.extraInfoSize = raw ? openInfo.propertiesSize : encoderInfoBytes.size;
 }
 
 void TvTransmill::UnloadEncoder() { encoder.reset(); }

@@ -145,7 +145,8 @@ class TvTransmill : public XArgList {
   bool AsksForRawSource();
   void RawPass();
   void AskReplayGainTags();
-  void FillConversionRecord(const XString& output);
+  void BuildEncoderInfo();
+  void FillConversionRecord(const XString& output, bool raw);
   void UnloadEncoder();
   void CloseRun();
 
@@ -244,6 +245,7 @@ class TvTransmill : public XArgList {
   XBuffer stdinBlock;                    // bytes from standard input; a partial frame waits here
   uint32_t stdinHeld = 0;                // bytes of stdinBlock carried to the next read
   uint32_t keepReplayGainTags = 0;
+  XBuffer encoderInfoBytes;              // the encoder's extra block: properties and "_encoder"
   uint32_t pumpStartTicks = 0;
   uint64_t pumpElapsedMs = 0;
   double realtimeFactor = 0.0;

@@ -5,6 +5,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +24,7 @@ struct TvChildInput {
   std::string path;   // kFile
   std::string bytes;  // kPipe: written in pieces of chunk bytes, then the pipe is closed
   size_t chunk = 4096;
+  int pauseMs = 0;  // kPipe: a wait between two pieces
 };
 
 class TvChildRunTest : public TvTempFolderTest {
@@ -86,6 +88,8 @@ class TvChildRunTest : public TvTempFolderTest {
       writer = std::thread([&input, fd = ends[1]] {
         for (size_t at = 0; at < input.bytes.size(); at += input.chunk) {
           const size_t n = std::min(input.chunk, input.bytes.size() - at);
+          if (at != 0 && input.pauseMs != 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(input.pauseMs));
           if (write(fd, input.bytes.data() + at, n) != static_cast<ssize_t>(n)) break;
         }
         close(fd);

@@ -51,6 +51,21 @@ TV_PLUGIN_EXPORT int32_t ENC_Set(TvInstance instance, const char16_t* key, TvPlu
 TV_PLUGIN_EXPORT int32_t ENC_ShowConfigBit(TvInstance i, uint32_t a, uint32_t b, uint32_t c, uint32_t d) { return 0; }
 TV_PLUGIN_EXPORT int32_t ENC_RemoveConfigBit(TvInstance i, uint32_t a) { return 0; }
 
+/* The "_encoder" item of the extra block: its key in UTF-16LE, then its value. */
+static const char16_t* FindEncoderItem(const TvConversionInfo* info) {
+  static const char16_t kKey[] = u"_encoder";
+  const unsigned char* bytes = info->extraInfo;
+  for (uint32_t at = 0; bytes && at + sizeof kKey <= info->extraInfoSize; at += 2)
+    if (memcmp(bytes + at, kKey, sizeof kKey) == 0) return (const char16_t*)(bytes + at + sizeof kKey);
+  return NULL;
+}
+static int ExtraHasEncoderName(const TvConversionInfo* info) { return FindEncoderItem(info) != NULL; }
+static const char* ScriptEncoderName(const TvConversionInfo* info) {
+  static char name[128];
+  ScriptNarrow(FindEncoderItem(info), name, sizeof name);
+  return name;
+}
+
 TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   Encoder* e = instance;
   char source[512], output[512];
@@ -58,6 +73,7 @@ TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance instance, TvConversionIn
   ScriptNarrow(info->outputFile, output, sizeof output);
   ScriptLog("ENC_BeginConversion %s", output, 0);
   ScriptLog("Source %s", source, 0);
+  if (ExtraHasEncoderName(info)) ScriptLog("ExtraInfo _encoder=%s", ScriptEncoderName(info), 0);
   if (ScriptNumber("TVTEST_ENCODER_CREATES", 1)) e->output = fopen(output, "wb");
   if (ScriptNumber("TVTEST_ENCODER_BEGIN", 1) == 0) {
     ScriptReport(e->context.errorHandle, "Test encoder cannot begin.\r\n");
