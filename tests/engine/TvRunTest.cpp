@@ -300,3 +300,63 @@ TEST_F(TvStdinRunTest, IncompleteSampleAtTheEndOfThePipeIsDropped) {
 }
 
 }  // namespace
+
+namespace {
+
+// A whole conversion through the real wave decoder and encoder.
+class TvWaveRunTest : public TvChildRunTest {
+ protected:
+  static void Put(std::string& out, uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; i++) out.push_back(static_cast<char>(value >> (8 * i)));
+  }
+  // A 16-bit stereo RIFF WAVE file with the given samples.
+  static std::string WaveFile(const std::string& samples, uint32_t rate) {
+    std::string file = "RIFF";
+    Put(file, static_cast<uint32_t>(36 + samples.size()), 4);
+    file += "WAVEfmt ";
+    Put(file, 16, 4);
+    Put(file, 1, 2);
+    Put(file, 2, 2);
+    Put(file, rate, 4);
+    Put(file, rate * 4, 4);
+    Put(file, 4, 2);
+    Put(file, 16, 2);
+    file += "data";
+    Put(file, static_cast<uint32_t>(samples.size()), 4);
+    return file + samples;
+  }
+  // The bytes of the "data" chunk of a RIFF file; empty when there is none.
+  static std::string DataChunk(const std::string& file) {
+    for (size_t at = 12; at + 8 <= file.size();) {
+      const uint32_t size = static_cast<uint8_t>(file[at + 4]) | static_cast<uint8_t>(file[at + 5]) << 8 |
+                            static_cast<uint8_t>(file[at + 6]) << 16 |
+                            static_cast<uint32_t>(static_cast<uint8_t>(file[at + 7])) << 24;
+      if (file.compare(at, 4, "data") == 0) return file.substr(at + 8, size);
+      at += 8 + size + (size & 1);
+    }
+    return std::string();
+  }
+};
+
+TEST_F(TvWaveRunTest, WaveToWaveKeepsEverySample) {
+  if (!std::filesystem::exists(TV_BIN_DIR "/decoder/pcm.so") ||
+      !std::filesystem::exists(TV_BIN_DIR "/encoder/wav.so"))
+    GTEST_SKIP() << "the wave plug-ins are not built";
+  InstallPlugin(TV_BIN_DIR "/decoder/pcm.so", "decoder", "pcm.so");
+  InstallPlugin(TV_BIN_DIR "/encoder/wav.so", "encoder", "wav.so");
+  std::string samples;
+  for (uint32_t frame = 0; frame < 44100 * 3 / 2; frame++) {
+    Put(samples, (frame * 37) & 0xFFFF, 2);
+    Put(samples, (0x8000 + frame * 11) & 0xFFFF, 2);
+  }
+  WriteBytes(PathOf("in.wav"), WaveFile(samples, 44100));
+  const TvChildResult r = Run({"-infile=" + PathOf("in.wav"), "-outfile=" + PathOf("out/o.wav"),
+                               "-convert_to=wav"});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  const std::string output = ReadBytes(PathOf("out/o.wav"));
+  EXPECT_EQ(output.compare(0, 4, "RIFF"), 0);
+  EXPECT_TRUE(DataChunk(output) == samples) << DataChunk(output).size() << " bytes of " << samples.size();
+}
+
+}  // namespace

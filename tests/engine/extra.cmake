@@ -12,3 +12,9 @@ if(TARGET transmill)
 endif()
 target_compile_definitions(${name}_tests PRIVATE
   TV_TEST_PLUGIN_DIR="${TV_TEST_BIN_DIR}/engine-plugins")
+# The real wave plug-ins, for the end-to-end conversion.
+foreach(codec pcm_decoder wav_encoder)
+  if(TARGET ${codec})
+    add_dependencies(${name}_tests ${codec})
+  endif()
+endforeach()
