@@ -163,8 +163,10 @@ void TvTransmill::UnloadEncoder() { encoder.reset(); }
 
 void TvTransmill::CloseRun() {
   XString line;
-  if (pumpElapsedMs != 0) line = TvClosingLine(pumpElapsedMs, realtimeFactor);
-  Log(line, logHandles);
+  if (pumpElapsedMs != 0) {
+    line = TvClosingLine(pumpElapsedMs, realtimeFactor);
+    Log(line, logHandles);
+  }
   LogFileSizeCheck(u"(trans mill exit)", outputFile);
   if (failed) tvExitFlag = 1;
   if (!silent) Print(failed ? XString(u"Conversion Failed.") : line, true);

@@ -103,6 +103,8 @@ TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
   const long count = strtol(token, &end, 10);
   if (end != token) FillData(d, block, count);
   if (*end == 'E') block->endOfStream = 1;
+  const char* at = strchr(token, '@');
+  if (at && (!comma || at < comma)) block->msPosition = (uint64_t)strtol(at + 1, NULL, 10);
   if (end == token) block->msPosition = d->position * 1000 / d->format.nAvgBytesPerSec;
   return 1;
 }
