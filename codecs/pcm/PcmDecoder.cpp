@@ -100,6 +100,14 @@ uint32_t SourceBitRate(const Decoder& d, uint64_t ms, const TvWaveFormatExtensib
   return uint32_t(uint64_t(st.st_size) * 8000 / ms);  // a coded source: its average over the file
 }
 
+// libsndfile's reason, except for an empty file, which it calls an unknown format.
+std::string OpenFailure(const std::string& name) {
+  std::string reason = sf_strerror(nullptr);
+  struct stat st{};
+  if (stat(name.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size == 0) reason = "the file is empty.";
+  return reason;
+}
+
 bool Fail(Decoder& d, const std::string& text) {
   ReportError(d.host, FromUtf8(text));
   CloseFile(d);
@@ -149,7 +157,7 @@ int32_t Open(TvInstance instance, TvOpenInfo* info) {
   d.info = SF_INFO{};
   d.position = 0;
   d.file = sf_open(d.name.c_str(), SFM_READ, &d.info);
-  if (!d.file) return Fail(d, "Error: Unable to open file '" + d.name + "': " + sf_strerror(nullptr));
+  if (!d.file) return Fail(d, "Error: Unable to open file '" + d.name + "': " + OpenFailure(d.name));
   int container = d.info.format & SF_FORMAT_TYPEMASK;
   if (container != SF_FORMAT_WAV && container != SF_FORMAT_WAVEX && container != SF_FORMAT_AIFF &&
       container != SF_FORMAT_W64 && container != SF_FORMAT_RF64)
