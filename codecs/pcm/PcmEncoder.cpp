@@ -201,6 +201,8 @@ int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   sf_command(e.file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
   sf_command(e.file, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
   sf_command(e.file, SFC_SET_NORM_DOUBLE, nullptr, SF_TRUE);
+  // Integer samples going into a float file are scaled to -1..1, not stored as big numbers.
+  sf_command(e.file, SFC_SET_SCALE_INT_FLOAT_WRITE, nullptr, SF_TRUE);
   SetChannelMap(e, image);
   if (s.writeTags) WriteTags(e, *info);
   return 1;
