@@ -38,32 +38,37 @@ XString TvClosingLine(uint64_t elapsedMs, double factor) {
 void TvTransmill::Finish() {
   Log(u"============= CONVERSION END =============", logHandles);
   pumpElapsedMs = static_cast<uint32_t>(XTickCount() - pumpStartTicks);
+  Communicate(TV_PHASE_END_ENCODING, TvPeerOf(*decoder), TvPeerOf(*encoder));
   if (!silent) {
     Print(XString(), true);
     Print(XString(), true);
   }
   realtimeFactor = static_cast<double>(openInfo.msLength) /
                    static_cast<double>(pumpElapsedMs != 0 ? pumpElapsedMs : 1);
-  if (!CloseDecoder(*decoder)) failed = 1;
-  if (!EndLiveDSPs()) failed = 1;
+  if (!CloseDecoder(*decoder)) RaiseFailed();
+  // The only moment at which the after-conversion error event counts.
+  if (QuitRequested() || AfterConvErrorRequested()) RaiseFailed();
+  if (!EndLiveDSPs()) RaiseFailed();
   int32_t tagWord = 0;
-  if (!encoder->EndConversion(&conversionRecord, &tagWord)) failed = 1;
+  if (!encoder->EndConversion(&conversionRecord, &tagWord)) RaiseFailed();
   if (!writeTags) tagWord = 0;
   LogFileSizeCheck(tempOutputName.Length() != 0 ? u"(before overwrite final)" : u"", NameWrittenTo());
   if (tempOutputName.Length() != 0) OverwriteOutput(tagWord);
   tempDspFile.Close();
   tempDspFileName.Drop();
   CheckOutputSize();
-  if (!AfterConversionDSPs()) failed = 1;
+  Communicate(TV_PHASE_AFTER_CONVERSION, TvPeerOf(*decoder), TvPeerOf(*encoder));
+  if (!AfterConversionDSPs()) RaiseFailed();
 }
 
 // The old output is replaced only by a complete, successful, non-empty conversion.
 void TvTransmill::OverwriteOutput(int32_t& tagWord) {
-  if (OpenedSize(tempOutputName) <= 0 || failed) {
+  if (OpenedSize(tempOutputName) <= 0 || failed || QuitRequested()) {
     tagWord = 0;
   } else {
     DeleteFile(outputFile);
-    if (MoveWithRetry(tempOutputName, outputFile, true, kOverwriteTimeoutMs, nullptr)) {
+    const XEvent* cancel = quitEventName.Length() != 0 ? &quitEvent : nullptr;
+    if (MoveWithRetry(tempOutputName, outputFile, true, kOverwriteTimeoutMs, cancel)) {
       conversionRecord.outputFile = outputFile.CStr();
     } else {
       const uint32_t error = XGetLastError();
@@ -73,7 +78,7 @@ void TvTransmill::OverwriteOutput(int32_t& tagWord) {
       text += outputFile;
       text += u"'";
       ReportError(text, kRunFunction);
-      failed = 1;
+      RaiseFailed();
       tagWord = 0;
     }
   }

@@ -35,17 +35,21 @@ uint32_t TvPercentDone(uint64_t positionMs, uint64_t lengthMs) {
 }
 
 void TvTransmill::Pump() {
+  ResetProgress();
   pumpStartTicks = XTickCount();
   Log(u"============= CONVERSION BEGIN =============", logHandles);
   if (failed) return;
   TvBackOff backOff;
   TvAudioBlock block;
   for (;;) {
+    if (QuitRequested()) break;
+    SignOfLife();
     std::memset(&block, 0, sizeof(block));
     if (!DecodeAudioBlock(*decoder, &block)) {
-      failed = 1;
+      RaiseFailed();
       break;
     }
+    if (hostMode) SendActionInput(block.statusText);
     const bool hasData = block.data != nullptr && block.byteCount != 0;
     const int32_t sleep = backOff.Next(hasData || block.endOfStream != 0);
     if (hasData || block.endOfStream != 0) {
@@ -64,25 +68,28 @@ bool TvTransmill::PassBlockOn(TvAudioBlock& block) {
     if (block.endOfStream != 0) {
       // The whole last block is dropped, complete samples and all.
       block.byteCount -= block.byteCount % align;
-      LogInfo(u"Information: Audio data contains incomplete samples at end.", logHandles, kRunFunction);
+      ReportInfo(XString(u"Information: Audio data contains incomplete samples at end."), kRunFunction);
       return false;
     }
     ReportError(XString(u"Error: Audio data contains incomplete samples mid-stream."), kRunFunction);
-    failed = 1;
+    RaiseFailed();
     return false;
   }
+  ShowProgress(TvPercentDone(block.msPosition, openInfo.msLength));
   const uint32_t sourceBytes = block.byteCount;
   block.statusText = nullptr;
   if (!PassAudioBlockToDSPs(&block)) {
-    failed = 1;
+    RaiseFailed();
     return false;
   }
   block.statusText = nullptr;
   if (!encoder->EncodeBlock(&block)) {
-    failed = 1;
+    RaiseFailed();
     return false;
   }
+  if (hostMode) SendActionOutput(block.statusText);
   bytesEncoded += sourceBytes;
+  PublishBytesEncoded(bytesEncoded);
   return true;
 }
 

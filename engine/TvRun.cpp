@@ -10,10 +10,14 @@
 #include "clTvDecoder.h"
 #include "clTvEncoder.h"
 
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 namespace {
 const char* const kRunFunction = "TvTransmill::TvTransmill";
+constexpr int kErrorRelayRounds = 20;
+constexpr int kErrorRelayWaitMs = 10;
 
 // The extension as the decoder lookup takes it: empty when the file name has no dot.
 XString LookupExtension(const XString& path) {
@@ -21,8 +25,6 @@ XString LookupExtension(const XString& path) {
   return ExtensionOf(path);
 }
 }  // namespace
-
-TvTransmill::~TvTransmill() = default;
 
 void TvTransmill::RunConversion() {
   decoder = std::make_unique<clTvDecoder>();
@@ -85,7 +87,7 @@ void TvTransmill::ConvertThroughPump() {
     AskReplayGainTags();
     BuildEncoderInfo();
     FillConversionRecord(NameWrittenTo(), false);
-    if (!HandleNonLiveDSPs()) failed = 1;
+    if (!HandleNonLiveDSPs()) RaiseFailed();
     StartEncoding();
   }
   UnloadDSPEffects();
@@ -93,7 +95,9 @@ void TvTransmill::ConvertThroughPump() {
 
 // From the quality question to the open decoder; false when the source can't be opened.
 bool TvTransmill::OpenSource() {
+  Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(*decoder), TvPeerOf(*encoder));
   SettleDecodeQuality(*decoder, *encoder, encoderSettings);
+  PreCacheRead();
   std::memset(&openInfo, 0, sizeof(openInfo));
   openInfo.fileName = inputFile.CStr();
   openInfo.interfaceLevel = TV_INTERFACE_LEVEL;
@@ -101,15 +105,24 @@ bool TvTransmill::OpenSource() {
     tvExitFlag = 1;
     return false;
   }
+  if (hostMode) SendMsLen(openInfo.msLength);
+  SetConversionPriority(EncoderSet());
   return true;
 }
 
+TvKeyCall TvTransmill::EncoderSet() {
+  return [this](const char16_t* key, TvPluginValue* value) { return encoder->Set(key, value); };
+}
+
 void TvTransmill::StartEncoding() {
-  if (!BeginLiveDSPs()) failed = 1;
+  if (hostMode) SendEncodingAction(outputFile);
+  if (!BeginLiveDSPs()) RaiseFailed();
   if (!encoder->BeginConversion(&conversionRecord)) {
-    failed = 1;
+    RaiseFailed();
     return;
   }
+  Communicate(TV_PHASE_BEFORE_ENCODING, TvPeerOf(*decoder), TvPeerOf(*encoder));
+  LogEncodingDetails(encoderSettings);
   Pump();
   Finish();
 }
@@ -128,10 +141,11 @@ void TvTransmill::RawPass() {
   openInfo.fileName = inputFile.CStr();
   openInfo.interfaceLevel = TV_INTERFACE_LEVEL_RAW;
   if (!OpenDecoder(*decoder, &openInfo)) return;
+  SetConversionPriority(EncoderSet());
   AskReplayGainTags();
-  if (!CloseDecoder(*decoder)) failed = 1;
+  if (!CloseDecoder(*decoder)) RaiseFailed();
   FillConversionRecord(outputFile, true);
-  if (!encoder->BeginConversion(&conversionRecord)) failed = 1;
+  if (!encoder->BeginConversion(&conversionRecord)) RaiseFailed();
 }
 
 void TvTransmill::AskReplayGainTags() {
@@ -168,7 +182,17 @@ void TvTransmill::CloseRun() {
     Log(line, logHandles);
   }
   LogFileSizeCheck(u"(trans mill exit)", outputFile);
+  AwaitErrorRelay();
   if (failed) tvExitFlag = 1;
   if (!silent) Print(failed ? XString(u"Conversion Failed.") : line, true);
   decoder.reset();
+}
+
+// Error text written just before the end still fails the run: the relay is given a moment to
+// take what waits in the error pipe before the exit code is decided.
+void TvTransmill::AwaitErrorRelay() {
+  if (!relayThread.IsRunning()) return;
+  for (int round = 0; round < kErrorRelayRounds && errorPipe.Available(nullptr) != 0; round++)
+    std::this_thread::sleep_for(std::chrono::milliseconds(kErrorRelayWaitMs));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }

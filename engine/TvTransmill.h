@@ -112,8 +112,8 @@ class TvTransmill : public XArgList {
   void StopOutputRelay();     // stops the thread after draining both pipes
 
   // Communicate at a phase: decoder first (not for standard input), then encoder.
-  void Communicate(const char16_t* phase, const TvDialoguePeer& decoder,
-                   const TvDialoguePeer& encoder);
+  void Communicate(const char16_t* phase, const TvDialoguePeer& decoderPeer,
+                   const TvDialoguePeer& encoderPeer);
 
   // ---- Quit, watchdog and priority (TvWatchdog.cpp, TvPriority.cpp, TvPreCache.cpp) ----
 
@@ -149,6 +149,8 @@ class TvTransmill : public XArgList {
   void FillConversionRecord(const XString& output, bool raw);
   void UnloadEncoder();
   void CloseRun();
+  void AwaitErrorRelay();
+  TvKeyCall EncoderSet();
 
   // Output names.
   void ApplyOutputNameRules();
