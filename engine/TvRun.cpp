@@ -46,8 +46,7 @@ void TvTransmill::RunConversion() {
 
 bool TvTransmill::LoadDecoder() {
   if (!inputIsStdin) {
-    clTvCodecHandler handler;
-    if (!handler.FindDecoder(inputFile, *decoder, &logHandles, nullptr, false, nullptr)) {
+    if (!clTvCodecHandler::FindDecoder(inputFile, *decoder, &logHandles)) {
       XString text(u"Error: Unable to load decoder for file type '");
       text += LookupExtension(inputFile);
       text += u"', codec not installed? visit 'Codec Shelf'.";
@@ -61,8 +60,7 @@ bool TvTransmill::LoadDecoder() {
 }
 
 bool TvTransmill::LoadEncoderPlugin() {
-  clTvCodecHandler handler;
-  if (!handler.LoadEncoder(encoderName, *encoder, &logHandles, nullptr)) {
+  if (!clTvCodecHandler::LoadEncoder(encoderName, *encoder, &logHandles)) {
     XString text(u"Error: Unable to load encoder '");
     text += encoderName;
     text += u"'.";

@@ -1,6 +1,7 @@
 // Tests of whole conversion runs: the transmill program with scripted plug-ins as a child process.
 #include "TvChildRun.h"
 
+#include <algorithm>
 #include <csignal>
 #include <sstream>
 
@@ -357,6 +358,82 @@ TEST_F(TvWaveRunTest, WaveToWaveKeepsEverySample) {
   const std::string output = ReadBytes(PathOf("out/o.wav"));
   EXPECT_EQ(output.compare(0, 4, "RIFF"), 0);
   EXPECT_TRUE(DataChunk(output) == samples) << DataChunk(output).size() << " bytes of " << samples.size();
+}
+
+}  // namespace
+
+namespace {
+
+// Runs in host mode, with a command file, and runs that a host stops or marks failed.
+class TvHostRunTest : public TvRunTest {
+ protected:
+  TvChildResult HostConvert(const std::string& output, const std::vector<std::string>& env,
+                            const std::string& moreOptions = "") {
+    WriteBytes(PathOf("c.tvcmd8"), "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + output +
+                                       "\" -convert_to=testenc " + moreOptions);
+    std::vector<std::string> fullEnv = {"TVTEST_CALLS=" + PathOf("calls.txt")};
+    fullEnv.insert(fullEnv.end(), env.begin(), env.end());
+    return Run({"-tvcmd8=" + PathOf("c.tvcmd8")}, input, fullEnv);
+  }
+  // A name no other test uses at the same time.
+  std::string UniqueName(const std::string& what) const {
+    return "tvtest-" + what + "-" + std::filesystem::path(folder).filename().string();
+  }
+  static std::vector<int> PercentsSent(const std::string& out) {
+    std::vector<int> percents;
+    const std::string mark = "PCDone: ";
+    for (size_t at = out.find(mark); at != std::string::npos; at = out.find(mark, at + 1))
+      percents.push_back(std::atoi(out.c_str() + at + mark.size()));
+    return percents;
+  }
+};
+
+TEST_F(TvHostRunTest, PercentDoneNeverGoesDown) {
+  const TvChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_LENGTH_MS=1000",
+                                                        "TVTEST_BLOCKS=400@900,400@100,400@950,4@50,E"});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(PercentsSent(r.out), (std::vector<int>{90, 95})) << r.out;
+}
+
+TEST_F(TvHostRunTest, PositionPastTheLengthCountsAsAHundred) {
+  const TvChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_LENGTH_MS=0", "TVTEST_BLOCKS=400@0,400,E"});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(PercentsSent(r.out), (std::vector<int>{100})) << r.out;
+}
+
+TEST_F(TvHostRunTest, ConsoleBarNeverGoesBack) {
+  const TvChildResult r = Convert(PathOf("o.wav"), {"TVTEST_LENGTH_MS=1000",
+                                                    "TVTEST_BLOCKS=400@900,400@100,400@950,E"});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '*'), 57) << r.out;
+}
+
+TEST_F(TvHostRunTest, QuitDuringThePumpStillFinishesAndKeepsTheOldOutput) {
+  WriteBytes(PathOf("o.wav"), "old bytes");
+  const std::string quit = UniqueName("quit");
+  XEvent event;  // held open, so the name lives until the test has looked
+  ASSERT_TRUE(event.Create(XString(quit.c_str(), true).CStr()));
+  const TvChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_QUIT_AT=1", "TVTEST_BLOCKS=400,400,400,400E"},
+                                      "-evtquit=\"" + quit + "\"");
+  EXPECT_TRUE(event.IsSet());
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_EQ(CallsOf("ENC_EncodeBlock").size(), 1u);
+  EXPECT_TRUE(Called("Close"));
+  EXPECT_TRUE(Called("ENC_EndConversion"));
+  EXPECT_EQ(ReadBytes(PathOf("o.wav")), "old bytes");
+  EXPECT_FALSE(Has("o.wav.tmp.wav"));
+  EXPECT_EQ(CallsOf("Set EventQuit"), std::vector<std::string>{"Set EventQuit=" + quit + " 0"});
+}
+
+TEST_F(TvHostRunTest, AfterConversionErrorEventFailsAFinishedRun) {
+  const std::string name = UniqueName("afterconv");
+  XEvent event;
+  ASSERT_TRUE(event.Create(XString(name.c_str(), true).CStr()));
+  event.Set();
+  const TvChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_BLOCKS=400E"},
+                                      "-evtafterconvseterror=\"" + name + "\"");
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, 400));  // a new output is left as written
 }
 
 }  // namespace
