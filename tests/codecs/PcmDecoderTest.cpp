@@ -268,6 +268,43 @@ TEST_F(PcmDecoderDamageTest, TruncatedDataGivesTheFramesThatAreThere) {
   EXPECT_EQ(data, std::vector<uint8_t>(all.begin(), all.begin() + long(data.size())));
 }
 
+TEST_F(PcmDecoderDamageTest, DamagedHeadersFailCleanlyOrDecodeToTheEnd) {
+  struct Source {
+    const char* name;
+    int format;
+    int channels;
+  };
+  for (Source source : {Source{"w.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2}, {"x.wav", SF_FORMAT_WAVEX | SF_FORMAT_FLOAT, 6},
+                        {"a.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 1}, {"s.w64", SF_FORMAT_W64 | SF_FORMAT_PCM_32, 3}}) {
+    TestAudio audio;
+    audio.frames = 300;
+    audio.channels = source.channels;
+    audio.format = source.format;
+    ASSERT_TRUE(audio.Write(folder / source.name));
+    std::string whole = ReadBytes(folder / source.name, 1 << 20);
+    std::mt19937 random(7);
+    for (int round = 0; round < 150; ++round) {
+      std::string bytes = whole;
+      // One to four bytes of the first 120 (the headers) set to random values.
+      for (int n = 1 + int(random() % 4); n > 0; --n) bytes[random() % 120] = char(random());
+      folder.WriteFile(source.name, bytes);
+      Opened opened(folder / source.name);
+      if (!opened.ok) {
+        EXPECT_EQ(opened.decoder.errors.Text().rfind("Error: ", 0), 0u) << source.name << round;
+        continue;
+      }
+      std::vector<uint8_t> data;
+      opened.decoder.DecodeAll(data);  // success or a reported read error; never a crash
+      EXPECT_EQ(data.size() % opened.info.format.Format.nBlockAlign, 0u) << source.name << round;
+    }
+  }
+}
+
+TEST_F(PcmDecoderDamageTest, FolderNamedWavIsRefused) {
+  std::filesystem::create_directory(folder / "dir.wav");
+  ExpectRefused("dir.wav", "");
+}
+
 TEST_F(PcmDecoderDamageTest, MislabelledAiffNamedWavIsReadByItsContent) {
   TestAudio audio;
   audio.frames = 100;
