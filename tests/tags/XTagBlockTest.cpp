@@ -251,3 +251,12 @@ TEST(XTagBlockTest, Utf8InvalidSequencesBecomeReplacementCharacters) {
   EXPECT_EQ(read.At(0).key, XString(u"a\ufffd"));
   EXPECT_EQ(read.At(0).value, XString(u"\ufffd"));
 }
+
+TEST(XTagBlockTest, BlockInsideTheListsOwnPayloadIsReadBeforeTheOldItemsGo) {
+  XTagList inner = RichList();
+  std::vector<uint8_t> block = Write(inner, Form::Wide);
+  XTagList list;
+  XTagItem* holder = list.AddData(u"_block", block.data(), int64_t(block.size()));
+  list.FromBlock(holder->binary.data, holder->binary.size);
+  EXPECT_TRUE(SameItems(list, inner)) << Describe(list);
+}

@@ -164,3 +164,14 @@ TEST(XTagPictureTest, SummaryNamesInFixedOrder) {
   second.Add(u"replaygain_track_gain", u"1 dB");
   EXPECT_EQ(U8(second.SummaryNames().Join(u",")), "ReplayGain");
 }
+
+TEST(XTagPictureTest, LongTypesAndNegativeNumbersMakeWholeKeys) {
+  XString type(std::u16string(5000, u'\u00e9'));
+  XString key = PictureKey(-3, type, u"s");
+  EXPECT_EQ(key.Length(), 10 + 2 + 1 + 5000 + 9 + 1);
+  XString parsedType;
+  XString sub;
+  ParsePictureKey(key, parsedType, sub);
+  EXPECT_EQ(parsedType, type);
+  EXPECT_EQ(U8(sub), "s");
+}
