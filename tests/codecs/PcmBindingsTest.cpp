@@ -1,6 +1,8 @@
 // The PCM plug-ins as the engine sees them: through clTvDecoder, clTvEncoder and XWaveFormat.
 #include "CodecPlugins.h"
 #include "XWaveFormat.h"
+#include "XStringList.h"
+#include "clTvCodecHandler.h"
 #include "clTvDecoder.h"
 #include "clTvEncoder.h"
 
@@ -22,6 +24,27 @@ TEST(PcmBindingsTest, EveryExportBindsAndAnInstanceIsMade) {
     EXPECT_NE(encoder.GetWithText(TV_KEY_IS_LOSSLESS, u""), 0) << stem;
     EXPECT_EQ(encoder.GetWithText(TV_KEY_NEED_HQ_AUDIO, u""), 0) << stem;
   }
+}
+
+TEST(PcmBindingsTest, HandlerFindsTheDecoderByExtensionAndEncodersByName) {
+  ScratchFolder folder;
+  ScopedEnv config("XDG_CONFIG_HOME", folder.Folder().c_str());  // a decoder cache of our own
+  TvHostContext none{};
+  clTvDecoder decoder;
+  for (const char16_t* source : {u"/music/song.WAV", u"a.aif", u"b.aifc", u"c.w64", u"d.wave"}) {
+    ASSERT_TRUE(clTvCodecHandler::FindDecoder(XString(source), decoder, &none)) << Narrow(source);
+    EXPECT_EQ(Narrow(decoder.Path().CStr()), std::string(TV_BIN_DIR) + "/decoder/pcm.so");
+  }
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(XString(u"e.mp3"), decoder, &none));
+  clTvEncoder encoder;
+  EXPECT_TRUE(clTvCodecHandler::LoadEncoder(XString(u"AIFF"), encoder, &none));
+  EXPECT_EQ(Narrow(clTvCodecHandler::EncoderExtension(XString(u"w64")).CStr()), ".w64");
+  EXPECT_EQ(Narrow(clTvCodecHandler::EncoderExtension(XString(u"wav")).CStr()), ".wav");
+  XStringList names;
+  clTvCodecHandler::ListEncoders(names, XString());
+  std::string listed;
+  for (int32_t i = 0; i < names.Count(); ++i) listed += Narrow(names[i].CStr()) + ";";
+  EXPECT_NE(listed.find("aiff;w64;wav;"), std::string::npos) << listed;
 }
 
 TEST(PcmBindingsTest, DecoderImagesAreConsistentFormats) {
