@@ -9,6 +9,8 @@ packages=(
   libsqlite3-dev zlib1g-dev libssl-dev
   # plug-in records: 32-bit compile-only layout check; wave headers read back by soxi
   gcc-multilib g++-multilib sox
+  # plug-ins
+  libsndfile1-dev
 )
 
 missing=()

@@ -69,6 +69,7 @@ bool TvTransmill::ParseCommandLine() {
   if (Has(u"noidtag", true)) writeTags = 0;
   if (Has(u"silent", true) || hostMode) silent = 1;
   ReadOwnValues();
+  OpenNamedObjects();
   BuildDspList();
   return true;
 }
@@ -86,9 +87,12 @@ void TvTransmill::ReadOwnValues() {
       batchId = static_cast<uint32_t>(value.ToInt64());
   }
   if (Get(u"evtwatchdog", value, true) && value.Length() > 0) watchdogEventName = value;
-  if (Get(u"processor", value, true) && value.Length() > 0)
+  if (Get(u"processor", value, true) && value.Length() > 0) {
     processorNumber = static_cast<uint32_t>(value.ToInt64());
+    ApplyProcessor(value);
+  }
   if (Get(u"shrbytesencoded", value, true) && value.Length() > 0) bytesEncodedShareName = value;
+  if (Get(u"priority", value, true) && value.Length() > 0) priorityName = value;
   if (Get(u"tmpfolder", value, true) && value.Length() > 0) {
     tmpFolder = value;
     tmpFolder.AppendUnique(u'/');

@@ -6,8 +6,6 @@
 #include "XPath.h"
 #include "XRegistry.h"
 
-#include <ctime>
-
 uint8_t tvExitFlag = 0;
 
 namespace {
@@ -22,7 +20,11 @@ TvTransmill::TvTransmill(int argc, const char* const* argv)
   Run(argc, argv);
 }
 
-TvTransmill::~TvTransmill() = default;
+// The relay goes first, so that what is still in the pipes reaches its channel.
+TvTransmill::~TvTransmill() {
+  StopSignOfLife();
+  StopOutputRelay();
+}
 
 void TvTransmill::InitFields() {
   XRegistry::SetDefaultKey(HKEY_CURRENT_USER, TvProductKey);
@@ -43,6 +45,8 @@ void TvTransmill::Run(int argc, const char* const* argv) {
     return;
   }
   TakeStandardHandles();
+  CreateCapturePipes();
+  StartOutputRelay();
   SplitProcessCommandLine(argc, argv);
   if (!ReadCommandFileIfNamed()) {
     ShowMessageBox(u"Error reading Tv Command File.", u"Trans Mill");
@@ -54,16 +58,14 @@ void TvTransmill::Run(int argc, const char* const* argv) {
     return;
   }
   if (!silent) PrintBanner();
+  StartSignOfLife();
   FinishWithoutPlugins();
+  StopSignOfLife();
 }
 
-// Standard error stands in for the error pipe until the output relay exists.
 void TvTransmill::TakeStandardHandles() {
   stdOut.AttachHandle(1);
   stdErr.AttachHandle(2);
-  logHandles.errorHandle = 2;
-  logHandles.infoHandle = 1;
-  logHandles.logHandle = debugFile.IsOpen() ? debugFile.Handle() : 0;
 }
 
 // No plug-in can be loaded yet, so the run ends as a failed decoder load (or, for standard
@@ -81,24 +83,13 @@ void TvTransmill::FinishWithoutPlugins() {
     text += u"'.";
   }
   ReportError(text, kRunFunction);
+  RaiseFailed();  // the relay would raise it too, but only within its next 50 ms
   tvExitFlag = 1;
 
   const XString closingLine;
   Log(closingLine.CStr(), logHandles);
   if (failed) tvExitFlag = 1;
   if (!silent) Print(failed ? XString(u"Conversion Failed.") : closingLine, true);
-}
-
-void TvTransmill::Print(const XString& text, bool lineEnd) {
-  XWriteChannel(stdOut.Handle(), text.CStr(), static_cast<uint32_t>(text.Length()));
-  if (lineEnd) XWriteChannel(stdOut.Handle(), u"\r\n", 2);
-}
-
-// What arrives on the error channel fails the run, as the relay would decide.
-void TvTransmill::ReportError(const XString& text, const char* function) {
-  logHandles.errorHandle = stdErr.IsOpen() ? stdErr.Handle() : -1;
-  LogError(text.CStr(), logHandles, function);
-  failed = 1;
 }
 
 // There is no desktop to ask: the box is one line on standard error.
@@ -108,44 +99,4 @@ void TvTransmill::ShowMessageBox(const char16_t* text, const char16_t* title) {
   line += text;
   line += u"\r\n";
   XWriteChannel(2, line.CStr(), static_cast<uint32_t>(line.Length()));
-}
-
-void TvTransmill::PrintBanner() {
-  const std::time_t now = std::time(nullptr);
-  std::tm parts{};
-  localtime_r(&now, &parts);
-  XString line(u"Tonvera Transmill (c) ");
-  line += XString(parts.tm_year + 1900).CStr();
-  Print(XString(), true);
-  Print(line, true);
-  Print(XString(), true);
-}
-
-void TvTransmill::PrintUsage() {
-  Print(XString(u"Usage: Transmill.exe -infile=\"filename\" -outfile=\"filename\" "
-                u"-convert_to=\"codec\" [codec compression CLI]"),
-        true);
-}
-
-void TvTransmill::PrintHeader() {
-  XString line(u"Encoding: ");
-  line += encoderName.CStr();
-  Print(line, true);
-  line = u"Audio Source: ";
-  line += inputIsStdin ? u"Standard Input" : inputFile.CStr();
-  Print(line, true);
-  line = u"Audio Destination: ";
-  line += outputFile.CStr();
-  Print(line, true);
-  if (!dspEffects.empty()) {
-    line = u"DSP Effects: ";
-    for (size_t i = 0; i < dspEffects.size(); i++) {
-      if (i > 0) line += u", ";
-      line += dspEffects[i]->name.CStr();
-    }
-    Print(line, true);
-  }
-  Print(XString(), true);
-  Print(XString(u" 0%-----------25%-----------50%-----------75%-----------100%"), true);
-  Print(XString(u" "), false);
 }

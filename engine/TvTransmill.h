@@ -1,10 +1,14 @@
 // TvTransmill: one conversion run, from the options to the exit code; its constructor is the run.
 #pragma once
+#include "TvCommunicate.h"
 #include "TvHostContext.h"
 #include "XArgList.h"
 #include "XEvent.h"
 #include "XFile.h"
+#include "XPipe.h"
+#include "XSharedMem.h"
 #include "XString.h"
+#include "XThread.h"
 
 #include <cstdint>
 #include <memory>
@@ -57,14 +61,75 @@ class TvTransmill : public XArgList {
   bool IsOwnOption(const XString& key) const;
   XString StripTransmillCmds();
 
-  // Reporting until the output relay carries error text.
-  void Print(const XString& text, bool lineEnd);
-  void ReportError(const XString& text, const char* function);
   void ShowMessageBox(const char16_t* text, const char16_t* title);
+
+ public:
+  // ---- Reporting: console, host lines, output relay, Communicate (TvReporting.cpp,
+  // TvHostLines.cpp, TvRelay.cpp, TvCommunicate.cpp) ----
+
+  // The only writer of standard output: the text, then with lineEnd "\r\n" as a second write.
+  void Print(const XString& text, bool lineEnd);
+  // LogError / LogInfo through the run's channels; the relay turns the error into a failure.
+  void ReportError(const XString& text, const char* function);
+  void ReportInfo(const XString& text, const char* function);
+  // Raises the failed flag; safe from any thread.
+  void RaiseFailed();
+
+  // Console layout (callers test silent).
   void PrintBanner();
   void PrintUsage();
+  // Encoding, source, destination, DSP effects, an empty line, the scale and one blank.
   void PrintHeader();
+  // Clears the bar's marks and the last PCDone sent, before a pump.
+  void ResetProgress();
+  // The pump's percentage: PCDone in host mode, otherwise the bar unless silent.
+  void ShowProgress(uint32_t percent);
+  // Draws bar marks up to percent * 60 / 100; never takes any back.
+  void DrawBar(uint32_t percent);
 
+  // Host lines: "MSGTO: tVH: " and the rest, sent only in host mode.
+  void SendHostLine(const XString& rest);
+  void SendMsLen(uint64_t milliseconds);
+  void SendAction(const XString& text);             // "Action: " + text
+  void SendEncodingAction(const XString& output);   // "Action: Encoding '<bare name>'"
+  void SendTagWritingAction(const XString& output); // "Action: Writing ID Tags '<bare name>'"
+  void SendActionInput(const char16_t* text);       // when set and unlike the last one sent
+  void SendActionOutput(const char16_t* text);      // with a memory of its own
+  void SendPercentDone(uint32_t percent);           // only above the last sent
+  void SendFileName(const XString& path);
+  // The debug log's lines behind "BeforeEncoding".
+  void LogEncodingDetails(const XString& encoderCommandLine);
+
+  // Capture pipes and the output relay thread.
+  bool CreateCapturePipes();  // fills logHandles and makes them the process-wide log context
+  bool StartOutputRelay();    // 50 ms steps, stop time-out 60000 ms
+  bool RelayStep();           // one drain of both pipes; true when anything moved
+  void StopOutputRelay();     // stops the thread after draining both pipes
+
+  // Communicate at a phase: decoder first (not for standard input), then encoder.
+  void Communicate(const char16_t* phase, const TvDialoguePeer& decoder,
+                   const TvDialoguePeer& encoder);
+
+  // ---- Quit, watchdog and priority (TvWatchdog.cpp, TvPriority.cpp, TvPreCache.cpp) ----
+
+  // Opens the three events and the shared counter named in the options.
+  void OpenNamedObjects();
+  // Pins the calling (main) thread to the processor of the option's value, 1-based.
+  void ApplyProcessor(const XString& value);
+  // Sets the watchdog event every 50 ms until stopped.
+  void StartSignOfLife();
+  void StopSignOfLife();
+  bool QuitRequested() const { return quitEvent.IsSet(); }
+  bool AfterConvErrorRequested() const { return afterConvErrorEvent.IsSet(); }
+  void SignOfLife() const { watchdogEvent.Set(); }
+  // Writes the total to the shared counter when it is open.
+  void PublishBytesEncoded(uint64_t total);
+  // Applies `priority` to thread and process and tells the encoder through its Set.
+  void SetConversionPriority(const TvKeyCall& encoderSet);
+  // Reads the input once under "muttVHPrecacheread", unless standard input or tVHNoPreCache.
+  void PreCacheRead();
+
+ private:
   // The end of a run that reached no plug-in.
   void FinishWithoutPlugins();
 
@@ -90,6 +155,18 @@ class TvTransmill : public XArgList {
   uint8_t silent = 0;
   uint8_t errorFileGiven = 0;
   uint8_t hostMode = 0;
+  XEvent quitEvent;
+  XEvent afterConvErrorEvent;
+  XEvent watchdogEvent;
+  XSharedMem bytesEncodedShare;
+  XPipe errorPipe;
+  XPipe infoPipe;
+  XThread relayThread;
+  XThread signOfLifeThread;
+  uint32_t barMarks = 0;         // bar marks drawn in this pump
+  uint32_t lastPercentSent = 0;  // the last PCDone sent
+  XString lastActionInput;
+  XString lastActionOutput;
   uint32_t inputIsStdin = 0;
   uint32_t failed = 0;
   XString tempOutputName;

@@ -288,6 +288,8 @@ bool IsSingleValueKey(const std::u16string& key) {
 
 }  // namespace
 
+bool IsMultiLineTagKey(const XString& key) { return IsSingleValueKey(Text(key)); }
+
 XString EscapeTagValue(const XString& key, const XString& value, bool encode, bool keepBreaks) {
   std::u16string v = Text(value);
   bool single = IsSingleValueKey(Text(key));

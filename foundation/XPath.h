@@ -106,5 +106,8 @@ XString TempName(const XString& prefix);
 XString CleanPath(const XString& path, bool shorten = false, const char16_t* invalidMap = nullptr,
                   bool keepSeparators = true, bool skipRoot = true);
 
+// Whether line breaks in the value of this tag key are content (title, comment, lyrics...)
+// rather than separators of several values.
+bool IsMultiLineTagKey(const XString& key);
 // Escapes (encode) or restores line breaks of a tag value for single-line use.
 XString EscapeTagValue(const XString& key, const XString& value, bool encode, bool keepBreaks);

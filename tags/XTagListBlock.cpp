@@ -123,8 +123,7 @@ bool ReadNarrowRecord(Cursor& c, XTagItem& item) {
 // The walk both forms share: the count, then records until the count, the data or a record
 // that can't be read runs out. Every length is held against the bytes left before use.
 template <typename ReadRecord>
-void ReadBlock(XTagList& list, const void* data, int64_t size, ReadRecord readRecord) {
-  list.Clear();
+void ReadRecords(XTagList& list, const void* data, int64_t size, ReadRecord readRecord) {
   if (!data || size <= 4)
     return;
   const uint8_t* bytes = static_cast<const uint8_t*>(data);
@@ -144,6 +143,15 @@ void ReadBlock(XTagList& list, const void* data, int64_t size, ReadRecord readRe
       item->binary.AssignData(c.at, uint32_t(c.left));
     pos += recordSize;
   }
+}
+
+// The block may lie inside one of the list's own payloads, so the old items go only after
+// the read.
+template <typename ReadRecord>
+void ReadBlock(XTagList& list, const void* data, int64_t size, ReadRecord readRecord) {
+  XTagList read;
+  ReadRecords(read, data, size, readRecord);
+  list.AssignMove(read);
 }
 
 }  // namespace

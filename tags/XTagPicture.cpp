@@ -24,6 +24,12 @@ bool SameCase(const XString& a, const XString& b) {
   return a.Length() == b.Length() && XString::Compare(a.CStr(), b.CStr()) == 0;
 }
 
+XString PictureNumberPrefix(int32_t number) {
+  XString prefix = XPicturePrefix;
+  prefix.Append(XString::FromInt64(number));
+  return prefix;
+}
+
 }  // namespace
 
 XString PictureSuffix(int32_t index) {
@@ -40,7 +46,10 @@ int32_t PictureIndex(const XString& name) {
 }
 
 XString PictureKey(int32_t number, const XString& type, const XString& subDescription) {
-  XString key = XString::Formatted(u"_albumart_%i_%s", number, type.CStr());
+  // "_albumart_%i_%s", built directly: types are free text of any length.
+  XString key = PictureNumberPrefix(number);
+  key.AppendChar(u'_');
+  key.Append(type);
   if (!subDescription.IsEmpty()) {
     key.Append(XPictureSubDescWord);
     key.Append(subDescription);
@@ -76,7 +85,7 @@ bool IsPictureKey(const XString& key) {
 XTagItem* XTagList::GetPicture(int32_t number, XString& outType, XString& outSubDescription) {
   outType.Clear();
   outSubDescription.Clear();
-  XString prefix = XString::Formatted(u"_albumart_%i", number);
+  XString prefix = PictureNumberPrefix(number);
   for (int32_t i = 0; i < Count(); ++i) {
     XTagItem* item = ItemAt(i);
     if (XString::Compare(item->key.CStr(), prefix.CStr(), -1, true) == 0) {

@@ -63,6 +63,7 @@ TEST_F(TvOptionsTest, QuotedDashIsStandardInputUnquotedIsNoValue) {
   EXPECT_EQ(run->inputIsStdin, 1u);
   run = TvTransmillTestAccess::Make();
   run->stdErr.OpenCreate(XString(PathOf("err.txt").c_str(), true));
+  run->CreateCapturePipes();
   EXPECT_FALSE(ParseText(u"-infile=- -outfile=o -convert_to=c"));
   EXPECT_EQ(Err(), "Error no input file specified  [TvTransmill::ParseCommandLine]\r\n");
 }
@@ -164,6 +165,7 @@ TEST_F(TvOptionsTest, ErrorFileReceivesErrorsAsUtf16) {
   run->Parse(XString(u"-infile=a -outfile=b -errorfile=\"") + path + u"\"", 1);
   EXPECT_FALSE(TvTransmillTestAccess::Parse(*run));
   EXPECT_EQ(run->errorFileGiven, 1);
+  run->RelayStep();
   EXPECT_EQ(Utf8(ReadUtf16(PathOf("errors ü.txt"))),
             "Error no encoder specified.  [TvTransmill::ParseCommandLine]\r\n");
   EXPECT_EQ(Err(), "");

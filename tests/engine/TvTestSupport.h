@@ -86,6 +86,7 @@ class TvRunPhaseTest : public TvTempFolderTest {
     run = TvTransmillTestAccess::Make();
     run->stdOut.OpenCreate(XString(PathOf("out.txt").c_str(), true));
     run->stdErr.OpenCreate(XString(PathOf("err.txt").c_str(), true));
+    run->CreateCapturePipes();
     logFile.OpenCreate(XString(PathOf("log.txt").c_str(), true));
     run->logHandles.logHandle = logFile.Handle();
   }
@@ -101,8 +102,15 @@ class TvRunPhaseTest : public TvTempFolderTest {
     return TvTransmillTestAccess::Parse(*run);
   }
 
-  std::string Out() const { return Utf8(ReadUtf16(PathOf("out.txt"))); }
-  std::string Err() const { return Utf8(ReadUtf16(PathOf("err.txt"))); }
+  // Both read what the output relay has passed on, after one drain of the pipes.
+  std::string Out() const {
+    run->RelayStep();
+    return Utf8(ReadUtf16(PathOf("out.txt")));
+  }
+  std::string Err() const {
+    run->RelayStep();
+    return Utf8(ReadUtf16(PathOf("err.txt")));
+  }
   std::string LogText() const { return Utf8(ReadUtf16(PathOf("log.txt"))); }
 
   std::unique_ptr<TvTransmill> run;

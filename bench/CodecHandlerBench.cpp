@@ -1,0 +1,84 @@
+// Finding a decoder among twenty libraries: a cached hit against a full scan.
+#include "XPath.h"
+#include "XRegistry.h"
+#include "XString.h"
+#include "clTvCodecHandler.h"
+#include "clTvDecoder.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+// The settings store goes to a scratch folder, so the user's decoder cache stays untouched.
+class BenchSettings {
+ public:
+  BenchSettings() {
+    std::string pattern = (std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp");
+    pattern += "/tv-bench-XXXXXX";
+    folder = pattern;
+    if (mkdtemp(folder.data())) setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+    clTvCodecHandler::SetBaseFolder(XString::FromUtf8(TV_BENCH_PLUGIN_DIR));
+  }
+  ~BenchSettings() { DeleteFolderContents(XString::FromUtf8(folder.c_str()), true); }
+
+ private:
+  std::string folder;
+};
+
+BenchSettings settings;
+TvHostContext context{};
+
+// The cache names the library: exactly one is loaded per search.
+void CachedHit(benchmark::State& state) {
+  clTvDecoder warm;
+  if (!clTvCodecHandler::FindDecoder(u"song.b20", warm, &context)) state.SkipWithError("no decoder");
+  for (auto _ : state) {
+    clTvDecoder decoder;
+    benchmark::DoNotOptimize(clTvCodecHandler::FindDecoder(u"song.b20", decoder, &context));
+  }
+}
+
+// No cache entry: the folder is scanned until a library answers.
+void ScanHit(benchmark::State& state) {
+  for (auto _ : state) {
+    XRegistry::DeleteValue(u".b20", HKEY_CURRENT_USER, TvDecoderCacheKey);
+    clTvDecoder decoder;
+    benchmark::DoNotOptimize(clTvCodecHandler::FindDecoder(u"song.b20", decoder, &context));
+  }
+}
+
+// An extension nobody decodes: every one of the twenty libraries is loaded and asked.
+void FullScanMiss(benchmark::State& state) {
+  for (auto _ : state) {
+    clTvDecoder decoder;
+    benchmark::DoNotOptimize(clTvCodecHandler::FindDecoder(u"song.none", decoder, &context));
+  }
+}
+
+// The binding already holds the extension's decoder: no library is loaded at all.
+void SameBinding(benchmark::State& state) {
+  clTvDecoder decoder;
+  clTvCodecHandler::FindDecoder(u"song.b20", decoder, &context);
+  for (auto _ : state)
+    benchmark::DoNotOptimize(clTvCodecHandler::FindDecoder(u"song.b20", decoder, &context));
+}
+
+// One cache write per search: the store's own cost, for comparison.
+void CacheWriteOnly(benchmark::State& state) {
+  for (auto _ : state)
+    XRegistry::WriteString(u"/x/decoder/bench20.so", u".b20", HKEY_CURRENT_USER,
+                           TvDecoderCacheKey);
+}
+
+}  // namespace
+
+BENCHMARK(CachedHit)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ScanHit)->Unit(benchmark::kMicrosecond);
+BENCHMARK(FullScanMiss)->Unit(benchmark::kMicrosecond);
+BENCHMARK(SameBinding)->Unit(benchmark::kMicrosecond);
+BENCHMARK(CacheWriteOnly)->Unit(benchmark::kMicrosecond);
+
+BENCHMARK_MAIN();

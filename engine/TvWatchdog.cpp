@@ -1,0 +1,42 @@
+// The host's controls of a run: the quit and error events, the watchdog and the shared counter.
+#include "TvTransmill.h"
+
+namespace {
+constexpr uint32_t kSignOfLifePeriod = 50;
+constexpr uint32_t kCounterSize = 8;
+
+// An event whose name was not given stays without a handle: never set, and setting does nothing.
+void OpenIfNamed(XEvent& event, const XString& name) {
+  if (name.Length() > 0) event.Create(name.CStr());
+}
+}  // namespace
+
+void TvTransmill::OpenNamedObjects() {
+  OpenIfNamed(quitEvent, quitEventName);
+  OpenIfNamed(afterConvErrorEvent, afterConvErrorEventName);
+  OpenIfNamed(watchdogEvent, watchdogEventName);
+  if (bytesEncodedShareName.Length() > 0)
+    bytesEncodedShare.Create(bytesEncodedShareName.CStr(), kCounterSize);
+}
+
+void TvTransmill::StartSignOfLife() {
+  if (!watchdogEvent.IsOpen()) return;
+  signOfLifeThread.Start(
+      [this](XEvent& quit) {
+        XSetCurrentThreadName(u"tvSignOfLife");
+        // The host resets the event when it wants a heartbeat; the run only ever sets it.
+        while (!quit.Wait(kSignOfLifePeriod)) watchdogEvent.Set();
+      },
+      false, 0);
+}
+
+void TvTransmill::StopSignOfLife() {
+  if (signOfLifeThread.IsRunning()) signOfLifeThread.Close();
+}
+
+void TvTransmill::PublishBytesEncoded(uint64_t total) {
+  if (!bytesEncodedShare.IsOpen()) return;
+  uint8_t bytes[kCounterSize];
+  for (uint32_t i = 0; i < kCounterSize; i++) bytes[i] = static_cast<uint8_t>(total >> (8 * i));
+  bytesEncodedShare.Write(bytes);
+}

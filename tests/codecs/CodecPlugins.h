@@ -1,0 +1,238 @@
+// Test side of the codec plug-ins: loads the built libraries with dlopen through the sdk
+// types, catches their error channel, and makes and reads audio files with libsndfile.
+#pragma once
+#include "ScratchFolder.h"
+#include "tv_plugin.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sndfile.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+inline std::u16string U16(const std::string& text) { return std::u16string(text.begin(), text.end()); }
+inline std::string Narrow(const char16_t* text) {
+  std::string out;
+  for (; text && *text; ++text) out += char(*text < 128 ? *text : '?');
+  return out;
+}
+
+// One loaded plug-in library; symbols are looked up by name as the engine does.
+class PluginLibrary {
+ public:
+  explicit PluginLibrary(const std::string& path) : handle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
+  ~PluginLibrary() {
+    if (handle) dlclose(handle);
+  }
+  PluginLibrary(const PluginLibrary&) = delete;
+  PluginLibrary& operator=(const PluginLibrary&) = delete;
+  bool Loaded() const { return handle != nullptr; }
+  template <typename Fn>
+  Fn Symbol(const char* name) const {
+    return handle ? reinterpret_cast<Fn>(dlsym(handle, name)) : nullptr;
+  }
+
+ private:
+  void* handle;
+};
+
+// A pipe whose write end is the plug-in's error channel; Text() gives what arrived as ASCII.
+class ErrorChannel {
+ public:
+  ErrorChannel() {
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) ends[0] = ends[1] = -1;
+  }
+  ~ErrorChannel() {
+    for (int fd : ends)
+      if (fd >= 0) close(fd);
+  }
+  ErrorChannel(const ErrorChannel&) = delete;
+  ErrorChannel& operator=(const ErrorChannel&) = delete;
+  TvHostContext Context() const { return TvHostContext{ends[1], 0, 0}; }
+  // What arrived since the last call, UTF-16LE turned to ASCII ('?' for the rest).
+  std::string Text() {
+    std::string bytes;
+    char buffer[4096];
+    ssize_t n;
+    while ((n = read(ends[0], buffer, sizeof buffer)) > 0) bytes.append(buffer, size_t(n));
+    std::string text;
+    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
+      unsigned unit = uint8_t(bytes[i]) | (uint8_t(bytes[i + 1]) << 8);
+      text += char(unit < 128 ? unit : '?');
+    }
+    return text;
+  }
+
+ private:
+  int ends[2];
+};
+
+// The decoder plug-in with one instance.
+struct DecoderPlugin {
+  PluginLibrary library{std::string(TV_BIN_DIR) + "/decoder/pcm.so"};
+  ErrorChannel errors;
+  TvHostContext context = errors.Context();
+  TvDecoderCreateFn create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
+  TvDecoderDestroyFn destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
+  TvDecoderGetFn get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
+  TvDecoderSetFn set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
+  TvDecoderOpenFn open = library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN);
+  TvDecoderCloseFn closeFile = library.Symbol<TvDecoderCloseFn>(TV_DECODER_CLOSE);
+  TvDecoderDecodeBlockFn decodeBlock = library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
+  TvDecoderSetPositionFn setPosition = library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
+  TvDecoderDeleteATagFn deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
+  TvInstance instance = create ? create(&context) : nullptr;
+
+  ~DecoderPlugin() {
+    if (instance) destroy(instance);
+  }
+  bool Complete() const {
+    return instance && destroy && get && set && open && closeFile && decodeBlock && setPosition && deleteATag;
+  }
+  // Opens a file; name must outlive the open record.
+  bool Open(const std::u16string& name, TvOpenInfo& info) {
+    memset(&info, 0, sizeof info);
+    info.fileName = name.c_str();
+    info.interfaceLevel = TV_INTERFACE_LEVEL;
+    return open(instance, &info) != 0;
+  }
+  // Every block to the end; false if a call fails or no end flag comes.
+  bool DecodeAll(std::vector<uint8_t>& out, int* blocks = nullptr) {
+    for (int round = 0; round < 100000; ++round) {
+      TvAudioBlock block;
+      memset(&block, 0, sizeof block);
+      if (!decodeBlock(instance, &block)) return false;
+      if (block.byteCount) {
+        const uint8_t* p = static_cast<const uint8_t*>(block.data);
+        out.insert(out.end(), p, p + block.byteCount);
+      }
+      if (blocks) ++*blocks;
+      if (block.endOfStream) return true;
+    }
+    return false;
+  }
+};
+
+// One encoder plug-in (wav, aiff or w64) with one instance.
+struct EncoderPlugin {
+  explicit EncoderPlugin(const std::string& stem)
+      : library(std::string(TV_BIN_DIR) + "/encoder/" + stem + ".so") {
+    create = library.Symbol<TvEncoderCreateFn>(TV_ENCODER_CREATE);
+    destroy = library.Symbol<TvEncoderDestroyFn>(TV_ENCODER_DESTROY);
+    get = library.Symbol<TvEncoderGetFn>(TV_ENCODER_GET);
+    set = library.Symbol<TvEncoderSetFn>(TV_ENCODER_SET);
+    showConfigBit = library.Symbol<TvEncoderShowConfigBitFn>(TV_ENCODER_SHOW_CONFIG_BIT);
+    removeConfigBit = library.Symbol<TvEncoderRemoveConfigBitFn>(TV_ENCODER_REMOVE_CONFIG_BIT);
+    begin = library.Symbol<TvEncoderBeginConversionFn>(TV_ENCODER_BEGIN_CONVERSION);
+    end = library.Symbol<TvEncoderEndConversionFn>(TV_ENCODER_END_CONVERSION);
+    encodeBlock = library.Symbol<TvEncoderEncodeBlockFn>(TV_ENCODER_ENCODE_BLOCK);
+    instance = create ? create(&context) : nullptr;
+  }
+  ~EncoderPlugin() {
+    if (instance) destroy(instance);
+  }
+  bool Complete() const {
+    return instance && destroy && get && set && showConfigBit && removeConfigBit && begin && end && encodeBlock;
+  }
+
+  PluginLibrary library;
+  ErrorChannel errors;
+  TvHostContext context = errors.Context();
+  TvEncoderCreateFn create;
+  TvEncoderDestroyFn destroy;
+  TvEncoderGetFn get;
+  TvEncoderSetFn set;
+  TvEncoderShowConfigBitFn showConfigBit;
+  TvEncoderRemoveConfigBitFn removeConfigBit;
+  TvEncoderBeginConversionFn begin;
+  TvEncoderEndConversionFn end;
+  TvEncoderEncodeBlockFn encodeBlock;
+  TvInstance instance;
+};
+
+// Test audio: deterministic noise over the full range of the sample type.
+struct TestAudio {
+  int channels = 2;
+  int rate = 44100;
+  int frames = 20000;
+  int format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+  std::vector<int> channelMap;  // written when not empty
+  std::vector<int> ints;        // integer samples, left-aligned in 32 bits
+  std::vector<float> floats;    // float samples
+
+  bool IsFloat() const { return (format & SF_FORMAT_SUBMASK) == SF_FORMAT_FLOAT; }
+  int Bits() const {
+    switch (format & SF_FORMAT_SUBMASK) {
+      case SF_FORMAT_PCM_24: return 24;
+      case SF_FORMAT_PCM_32: case SF_FORMAT_FLOAT: return 32;
+      default: return 16;
+    }
+  }
+  void Generate() {
+    std::mt19937 random(uint32_t(channels * 7 + Bits()));
+    size_t count = size_t(frames) * size_t(channels);
+    ints.resize(count);
+    floats.resize(count);
+    uint32_t dropBits = 32 - uint32_t(Bits());
+    for (size_t i = 0; i < count; ++i) {
+      ints[i] = int(random() >> dropBits << dropBits);
+      floats[i] = float(int32_t(random()) / 2147483648.0);
+    }
+  }
+  bool Write(const std::string& path) {
+    if (ints.empty()) Generate();
+    SF_INFO info{};
+    info.channels = channels;
+    info.samplerate = rate;
+    info.format = format;
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    if (!file) return false;
+    if (!channelMap.empty())
+      sf_command(file, SFC_SET_CHANNEL_MAP_INFO, channelMap.data(), int(channelMap.size() * sizeof(int)));
+    sf_count_t done = IsFloat() ? sf_writef_float(file, floats.data(), frames) : sf_writef_int(file, ints.data(), frames);
+    return sf_close(file) == 0 && done == frames;
+  }
+  // The samples as the decoder lays them in a block.
+  std::vector<uint8_t> BlockBytes() const {
+    std::vector<uint8_t> out;
+    for (size_t i = 0; i < ints.size(); ++i) {
+      uint32_t v = IsFloat() ? 0 : uint32_t(ints[i]);
+      if (IsFloat()) memcpy(&v, &floats[i], 4);
+      int bytes = Bits() / 8;
+      if (!IsFloat()) v >>= 32 - Bits();
+      for (int b = 0; b < bytes; ++b) out.push_back(uint8_t(v >> (8 * b)));
+    }
+    return out;
+  }
+};
+
+// Runs a shell command and gives its standard output.
+inline std::string RunCommand(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return out;
+  char buffer[512];
+  size_t n;
+  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+  pclose(pipe);
+  while (!out.empty() && (out.back() == '\n' || out.back() == '\r')) out.pop_back();
+  return out;
+}
+
+// The first count bytes of a file.
+inline std::string ReadBytes(const std::string& path, size_t count) {
+  std::ifstream in(path, std::ios::binary);
+  std::string bytes(count, '\0');
+  in.read(bytes.data(), std::streamsize(count));
+  bytes.resize(size_t(in.gcount()));
+  return bytes;
+}
+
+inline bool HaveSox() { return RunCommand("command -v sox") != ""; }

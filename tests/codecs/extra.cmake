@@ -1,0 +1,5 @@
+# The codec tests load the real plug-ins and read their output back with libsndfile.
+if(TARGET pcm_decoder)
+  target_link_libraries(${name}_tests PRIVATE foundation pcm_common ${CMAKE_DL_LIBS})
+  add_dependencies(${name}_tests pcm_decoder wav_encoder aiff_encoder w64_encoder)
+endif()

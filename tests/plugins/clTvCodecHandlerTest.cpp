@@ -1,0 +1,493 @@
+// Finding plug-ins on disk: the decoder cache and scan, names in any case, files that are no
+// library, the listings and the two name tables.
+#include "ScratchFolder.h"
+#include "XPath.h"
+#include "XRegistry.h"
+#include "XStringList.h"
+#include "clTvCodecHandler.h"
+#include "clTvDSP.h"
+#include "clTvDecoder.h"
+#include "clTvEncoder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+#include <zlib.h>
+
+namespace {
+
+std::string U8(const XString& text) { return text.ToUtf8String(); }
+XString X(const std::string& text) { return XString::FromUtf8(text.c_str()); }
+
+std::vector<std::string> Items(const XStringList& list) {
+  std::vector<std::string> items;
+  for (int32_t i = 0; i < list.Count(); ++i) items.push_back(U8(list[i]));
+  return items;
+}
+
+// A private settings store and a private program folder with empty plug-in folders.
+class clTvCodecHandlerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    configHome.emplace("XDG_CONFIG_HOME", (scratch / "config").c_str());
+    callRecord.emplace("TV_TEST_CALL_RECORD", (scratch / "calls.txt").c_str());
+    base = scratch / "app/";
+    for (const char* folder : {"decoder", "encoder", "DSPs"})
+      std::filesystem::create_directories(base + folder);
+    clTvCodecHandler::SetBaseFolder(X(base));
+  }
+  void TearDown() override {
+    clTvCodecHandler::SetBaseFolder(XString());
+    callRecord.reset();
+    configHome.reset();
+  }
+
+  // A copy (a file of its own, so the loader can't take it for another) of a test plug-in.
+  void Install(const std::string& folder, const std::string& name, const std::string& plugin) {
+    std::filesystem::copy_file(std::string(TV_HANDLER_PLUGIN_DIR "/") + plugin + ".so",
+                               base + folder + "/" + name);
+  }
+  // The plug-ins' calls since the last look, as "<library file> <call>".
+  std::vector<std::string> TakeCalls() {
+    std::vector<std::string> calls;
+    std::ifstream file(scratch / "calls.txt");
+    for (std::string line; std::getline(file, line);) calls.push_back(line);
+    std::filesystem::remove(scratch / "calls.txt");
+    return calls;
+  }
+  void SetCached(const char16_t* ext, const std::string& path) {
+    ASSERT_TRUE(XRegistry::WriteString(X(path).CStr(), ext, HKEY_CURRENT_USER, TvDecoderCacheKey));
+  }
+
+  // A link named `name` in `folder` to a library file.
+  void Link(const std::string& folder, const std::string& name, const std::string& target) {
+    std::filesystem::create_symlink(target, base + folder + "/" + name);
+  }
+  void Write(const std::string& relative, const std::string& content = "x") {
+    scratch.WriteFile("app/" + relative, content);
+  }
+  std::string Cached(const char16_t* ext) {
+    return U8(XRegistry::ReadString(ext, HKEY_CURRENT_USER, TvDecoderCacheKey));
+  }
+  bool HasCacheEntry(const char16_t* ext) {
+    return XRegistry::ValueExists(ext, HKEY_CURRENT_USER, TvDecoderCacheKey);
+  }
+
+  ScratchFolder scratch;
+  std::string base;
+  TvHostContext context{};
+
+ private:
+  std::optional<ScopedEnv> configHome;
+  std::optional<ScopedEnv> callRecord;
+};
+
+// A shared library that is no plug-in: the compression library this program links.
+std::string ForeignLibrary() {
+  Dl_info info{};
+  if (!dladdr(reinterpret_cast<void*>(&zlibVersion), &info) || !info.dli_fname) return {};
+  return info.dli_fname;
+}
+
+}  // namespace
+
+// ---- Finding a decoder ----
+
+TEST_F(clTvCodecHandlerTest, AScanFindsTheDecoderAndCachesItsPath) {
+  Install("decoder", "mpeg.so", "decoder_mpeg");
+  Install("decoder", "flac.so", "decoder_flac");
+  Install("decoder", "wave.so", "decoder_unlisted");
+  clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/song.fla", decoder, &context));
+  EXPECT_TRUE(decoder.HasInstance());
+  EXPECT_EQ(U8(decoder.Extension()), ".fla");
+  EXPECT_EQ(Cached(u".fla"), base + "decoder/flac.so");
+  // Libraries tried on the way were let go again: only the one that answered is held.
+  std::vector<std::string> calls = TakeCalls();
+  EXPECT_NE(std::find(calls.begin(), calls.end(), "flac.so Create"), calls.end());
+  EXPECT_LE(calls.size(), 3u);
+}
+
+TEST_F(clTvCodecHandlerTest, ACacheHitLoadsExactlyOneLibrary) {
+  for (const char* name : {"a.so", "b.so", "c.so"}) Install("decoder", name, "decoder_mpeg");
+  Install("decoder", "flac.so", "decoder_flac");
+  clTvDecoder first;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", first, &context));
+  TakeCalls();
+  clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"other.flac", decoder, &context));
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_EQ(U8(decoder.Path()), base + "decoder/flac.so");
+}
+
+TEST_F(clTvCodecHandlerTest, ACachedPathCountsOnlyByItsFileName) {
+  for (const char* name : {"a.so", "b.so"}) Install("decoder", name, "decoder_mpeg");
+  Install("decoder", "flac.so", "decoder_flac");
+  // Written by an installation elsewhere: the same library here is taken, and the entry
+  // then names this installation's copy.
+  SetCached(u".flac", "/opt/elsewhere/decoder/flac.so");
+  clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_EQ(Cached(u".flac"), base + "decoder/flac.so");
+}
+
+TEST_F(clTvCodecHandlerTest, TheSameExtensionOnTheBindingLoadsNothing) {
+  Install("decoder", "flac.so", "decoder_flac");
+  clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
+  TakeCalls();
+  // Neither cache nor folder could give it now: the held library is used again.
+  XRegistry::DeleteValue(u".flac", HKEY_CURRENT_USER, TvDecoderCacheKey);
+  std::filesystem::remove(base + "decoder/flac.so");
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"SONG.FLAC", decoder, &context));
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_TRUE(decoder.HasInstance());
+  // Another extension on the same binding searches again, and finds nothing left; the
+  // instance is ended either way.
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.fla", decoder, &context));
+  EXPECT_FALSE(decoder.HasInstance());
+}
+
+TEST_F(clTvCodecHandlerTest, AnEntryForAGoneLibraryIsMendedByTheScan) {
+  Install("decoder", "flac2.so", "decoder_flac");
+  SetCached(u".flac", base + "decoder/flac.so");
+  clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
+  EXPECT_EQ(Cached(u".flac"), base + "decoder/flac2.so");
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac2.so Create"});
+}
+
+TEST_F(clTvCodecHandlerTest, AnEntryForALibraryThatNoLongerAnswersIsMendedByTheScan) {
+  Install("decoder", "flac.so", "decoder_flac");
+  Install("decoder", "mpeg.so", "decoder_mpeg");
+  Install("decoder", "broken.so", "decoder_incomplete");
+  SetCached(u".mp3", base + "decoder/flac.so");
+  SetCached(u".flac", base + "decoder/broken.so");
+  clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.mp3", decoder, &context));
+  EXPECT_EQ(Cached(u".mp3"), base + "decoder/mpeg.so");
+  std::vector<std::string> calls = TakeCalls();
+  ASSERT_FALSE(calls.empty());
+  EXPECT_EQ(calls.front(), "flac.so Create");  // the cached one is asked first
+  EXPECT_EQ(calls.back(), "mpeg.so Create");
+  // A library that lacks an export announces nothing, cached or not.
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
+  EXPECT_EQ(Cached(u".flac"), base + "decoder/flac.so");
+  calls = TakeCalls();
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "broken.so Create"), 0);
+}
+
+TEST_F(clTvCodecHandlerTest, AMissAsksEveryLibraryAndLeavesTheCacheAsItWas) {
+  Install("decoder", "flac.so", "decoder_flac");
+  Install("decoder", "mpeg.so", "decoder_mpeg");
+  SetCached(u".xyz", base + "decoder/mpeg.so");
+  clTvDecoder decoder;
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.xyz", decoder, &context));
+  EXPECT_FALSE(decoder.IsBound());
+  EXPECT_TRUE(decoder.Extension().IsEmpty());
+  EXPECT_EQ(Cached(u".xyz"), base + "decoder/mpeg.so");
+  std::vector<std::string> calls = TakeCalls();
+  std::sort(calls.begin(), calls.end());
+  EXPECT_EQ(calls, (std::vector<std::string>{"flac.so Create", "mpeg.so Create", "mpeg.so Create"}));
+  // Without an entry a miss writes none.
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.abc", decoder, &context));
+  EXPECT_FALSE(HasCacheEntry(u".abc"));
+}
+
+TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCase) {
+  Install("decoder", "flac.so", "decoder_flac");
+  Install("decoder", "mpeg.so", "decoder_mpeg");
+  clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/m/SONG.FlAc", decoder, &context));
+  EXPECT_EQ(U8(decoder.Extension()), ".FlAc");
+  // The decoder announces ".MP3"; the source says ".mp3".
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/m/song.mp3", decoder, &context));
+  EXPECT_EQ(U8(decoder.Path()), base + "decoder/mpeg.so");
+  // Cache entries are named as the source spells the extension.
+  XStringList names;
+  ASSERT_TRUE(XRegistry::EnumValues(HKEY_CURRENT_USER, TvDecoderCacheKey, names));
+  std::vector<std::string> items = Items(names);
+  std::sort(items.begin(), items.end());
+  EXPECT_EQ(items, (std::vector<std::string>{".FlAc", ".mp3"}));
+  // ...and a later source in another case hits that entry.
+  TakeCalls();
+  clTvDecoder again;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"x.FLAC", again, &context));
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+}
+
+TEST_F(clTvCodecHandlerTest, AnEnumerationStopsAtANullText) {
+  Install("decoder", "mpeg.so", "decoder_mpeg");
+  clTvDecoder decoder;
+  // The library lists ".ogg" only behind an answered entry without text.
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.ogg", decoder, &context));
+  EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"song.mpa", decoder, &context));
+}
+
+TEST_F(clTvCodecHandlerTest, AStreamIsMatchedByItsExtensionAndTheStreamingList) {
+  Install("decoder", "flac.so", "decoder_flac");
+  clTvDecoder decoder;
+  EXPECT_TRUE(clTvCodecHandler::FindDecoder(u".flac", decoder, &context, nullptr, true));
+  EXPECT_EQ(U8(decoder.Extension()), ".flac");
+  // ".fla" is decoded from files only.
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u".fla", decoder, &context, nullptr, true));
+  EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"x.fla", decoder, &context));
+  // Without the streaming flag a bare extension is a file name with an empty one.
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"flac", decoder, &context));
+}
+
+TEST_F(clTvCodecHandlerTest, ANameWithoutExtensionLooksUpTheEmptyOne) {
+  Install("decoder", "mpeg.so", "decoder_mpeg");
+  clTvDecoder decoder;
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
+  Install("decoder", "raw.so", "decoder_ignored");  // announces an empty extension
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
+  EXPECT_EQ(U8(decoder.Path()), base + "decoder/raw.so");
+  EXPECT_EQ(Cached(u""), base + "decoder/raw.so");
+}
+
+TEST_F(clTvCodecHandlerTest, AnotherCacheKeyKeepsItsOwnEntries) {
+  Install("decoder", "flac.so", "decoder_flac");
+  clTvDecoder decoder;
+  const char16_t* key = u"Software\\Morlane\\Tonvera\\FrontEndCache";
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"a.flac", decoder, &context, nullptr, false, key));
+  EXPECT_EQ(U8(XRegistry::ReadString(u".flac", HKEY_CURRENT_USER, key)), base + "decoder/flac.so");
+  EXPECT_FALSE(HasCacheEntry(u".flac"));
+}
+
+// ---- Encoders and DSP effects ----
+
+TEST_F(clTvCodecHandlerTest, EncodersAndDSPsLoadByNameInAnyCase) {
+  Install("encoder", "Lame MP3.so", "encoder");
+  Install("DSPs", "ReplayGain.so", "dsp");
+  clTvEncoder encoder;
+  clTvDSP dsp;
+  ASSERT_TRUE(clTvCodecHandler::LoadEncoder(u"lame mp3", encoder, &context));
+  EXPECT_TRUE(encoder.HasInstance());
+  ASSERT_TRUE(clTvCodecHandler::LoadDSP(u"REPLAYGAIN", dsp, &context));
+  EXPECT_TRUE(dsp.HasInstance());
+  EXPECT_EQ(TakeCalls(),
+            (std::vector<std::string>{"Lame MP3.so ENC_Create", "ReplayGain.so DSP_Create"}));
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderExtension(u"LAME MP3")), ".tst");
+  // An encoder is looked for in encoder/ only, a DSP in DSPs/ only.
+  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"ReplayGain", encoder, &context));
+  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Lame MP3", dsp, &context));
+}
+
+// ---- Listing the decoders' types ----
+
+TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFilters) {
+  Install("decoder", "flac.so", "decoder_flac");
+  Install("decoder", "mpeg.so", "decoder_mpeg");
+  Install("decoder", "wave.so", "decoder_unlisted");
+  Install("decoder", "mixed.so", "decoder_ignored");
+  Install("decoder", "broken.so", "decoder_incomplete");
+  XStringList extensions, names, filters;
+  clTvCodecHandler::ListDecoderTypes(true, &extensions, &names, &filters);
+  ASSERT_EQ(extensions.Count(), names.Count());
+  std::vector<std::string> pairs;
+  for (int32_t i = 0; i < extensions.Count(); ++i)
+    pairs.push_back(U8(extensions[i]) + "=" + U8(names[i]));
+  // Each library's entries stay together, in its own order; ".IGNORE" (this case only) is
+  // left out, and the enumeration ends at the first null text.
+  auto at = [&](const std::string& pair) { return std::find(pairs.begin(), pairs.end(), pair); };
+  ASSERT_EQ(pairs.size(), 8u);
+  EXPECT_EQ(at(".fla=FLAC") - at(".flac=FLAC"), 1);
+  EXPECT_EQ(at(".mp2=MPEG Layer-2") - at(".MP3=MPEG Layer-3"), 1);
+  EXPECT_EQ(at(".mpa=MPEG Layer-3") - at(".mp2=MPEG Layer-2"), 1);
+  EXPECT_EQ(at(".aif=Aiff") - at(".ignore=aiff"), 1);
+  EXPECT_EQ(at("=Raw") - at(".aif=Aiff"), 1);
+  std::vector<std::string> expected = {
+      "All Audio Files\r*" + U8(extensions.Join(u";*")),
+      "Aiff  (*.aif)\r*.aif",
+      "aiff  (*.ignore)\r*.ignore",
+      "FLAC  (*.flac; *.fla)\r*.flac;*.fla",
+      "MPEG Layer-2  (*.mp2)\r*.mp2",
+      "MPEG Layer-3  (*.MP3; *.mpa)\r*.MP3;*.mpa",
+      "Raw  (*)\r*"};
+  EXPECT_EQ(Items(filters), expected);
+  clTvCodecHandler::ListDecoderTypes(false, nullptr, nullptr, &filters);
+  expected.erase(expected.begin());
+  EXPECT_EQ(Items(filters), expected);
+  // Listing creates instances with a silent context and caches nothing.
+  EXPECT_FALSE(HasCacheEntry(u".flac"));
+}
+
+// ---- Files that are no library ----
+
+TEST_F(clTvCodecHandlerTest, FilesThatAreNoLibraryAreNotLoadedAndNothingIsCached) {
+  Write("decoder/empty.so", "");
+  Write("decoder/truncated.so", std::string("\x7f" "ELF\x02\x01\x01", 7));
+  Write("decoder/text.so", "not a library at all");
+  std::filesystem::create_directories(base + "decoder/folder.so");
+  ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
+  std::string foreign = ForeignLibrary();
+  ASSERT_FALSE(foreign.empty());
+  Link("decoder", "foreign.so", foreign);
+
+  clTvDecoder decoder;
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
+  EXPECT_FALSE(decoder.IsBound());
+  EXPECT_FALSE(decoder.HasInstance());
+  EXPECT_FALSE(HasCacheEntry(u".flac"));
+  // A cache entry that names such a file is passed over the same way, and stays as it was.
+  XRegistry::WriteString(u"/elsewhere/decoder/pipe.so", u".flac", HKEY_CURRENT_USER,
+                         TvDecoderCacheKey);
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
+  EXPECT_EQ(Cached(u".flac"), "/elsewhere/decoder/pipe.so");
+}
+
+TEST_F(clTvCodecHandlerTest, TryDecoderLibraryLeavesTheBindingEmptyForNoLibrary) {
+  Write("decoder/truncated.so", std::string("\x7f" "ELF", 4));
+  std::filesystem::create_directories(base + "decoder/folder.so");
+  clTvDecoder decoder;
+  for (const char* name : {"truncated.so", "folder.so", "missing.so"}) {
+    EXPECT_FALSE(clTvCodecHandler::TryDecoderLibrary(X(base + "decoder/" + name), u".flac",
+                                                      decoder, &context))
+        << name;
+    EXPECT_FALSE(decoder.IsBound()) << name;
+    EXPECT_TRUE(decoder.Extension().IsEmpty()) << name;
+  }
+}
+
+TEST_F(clTvCodecHandlerTest, EncoderAndDSPThatAreNoLibraryDoNotLoad) {
+  Write("encoder/broken.so", "garbage");
+  std::filesystem::create_directories(base + "DSPs/Folder.so");
+  Link("encoder", "foreign.so", ForeignLibrary());
+  clTvEncoder encoder;
+  clTvDSP dsp;
+  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"broken", encoder, &context));
+  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"foreign", encoder, &context));
+  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"absent", encoder, &context));
+  EXPECT_FALSE(encoder.HasInstance());
+  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"folder", dsp, &context));
+  EXPECT_FALSE(dsp.HasInstance());
+  EXPECT_TRUE(clTvCodecHandler::EncoderExtension(u"broken").IsEmpty());
+}
+
+TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheRest) {
+  Write("decoder/a.so");
+  Write("decoder/B.SO");
+  Write("decoder/notes.txt");
+  Write("decoder/a.so.bak");
+  std::filesystem::create_directories(base + "decoder/folder.so");
+  ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
+  XStringList files;
+  clTvCodecHandler::ListDecoderFiles(files);
+  std::vector<std::string> items = Items(files);
+  std::sort(items.begin(), items.end());
+  EXPECT_EQ(items, (std::vector<std::string>{base + "decoder/B.SO", base + "decoder/a.so"}));
+}
+
+TEST_F(clTvCodecHandlerTest, ListingsOfAMissingFolderAreEmpty) {
+  std::filesystem::remove_all(base + "decoder");
+  std::filesystem::remove_all(base + "encoder");
+  XStringList files, encoders, extensions, names, filters;
+  clTvCodecHandler::ListDecoderFiles(files);
+  clTvCodecHandler::ListEncoders(encoders, XString());
+  clTvCodecHandler::ListDecoderTypes(true, &extensions, &names, &filters);
+  EXPECT_EQ(files.Count(), 0);
+  EXPECT_EQ(encoders.Count(), 0);
+  EXPECT_EQ(extensions.Count(), 0);
+  EXPECT_EQ(names.Count(), 0);
+  // The "All Audio Files" entry stands even with nothing behind it.
+  EXPECT_EQ(Items(filters), std::vector<std::string>{"All Audio Files\r"});
+}
+
+// ---- Paths and names ----
+
+TEST_F(clTvCodecHandlerTest, PluginFoldersLieBelowTheBaseFolder) {
+  EXPECT_EQ(U8(clTvCodecHandler::DecoderFolder()), base + "decoder/");
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderFolder()), base + "encoder/");
+  EXPECT_EQ(U8(clTvCodecHandler::DSPFolder()), base + "DSPs/");
+  // Without a base folder of its own, the program's folder counts.
+  clTvCodecHandler::SetBaseFolder(XString());
+  std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
+  EXPECT_EQ(U8(clTvCodecHandler::DecoderFolder()), program + "/decoder/");
+  clTvCodecHandler::SetBaseFolder(X(base.substr(0, base.size() - 1)));
+  EXPECT_EQ(U8(clTvCodecHandler::BaseFolder()), base);
+}
+
+TEST_F(clTvCodecHandlerTest, EncoderAndDSPPathsIgnoreTheCaseOfTheName) {
+  Write("encoder/Lame MP3.so");
+  Write("DSPs/ReplayGain.SO");
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"lame mp3")), base + "encoder/Lame MP3.so");
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"LAME MP3")), base + "encoder/Lame MP3.so");
+  EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"replaygain")), base + "DSPs/ReplayGain.SO");
+  // A name that matches nothing gives the path it would have.
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"Opus")), base + "encoder/Opus.so");
+  EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"Lame MP3")), base + "DSPs/Lame MP3.so");
+}
+
+TEST_F(clTvCodecHandlerTest, AnExactNameWinsOverOneThatDiffersInCase) {
+  Write("encoder/FLAC.so");
+  Write("encoder/flac.so");
+  Write("encoder/Flac.so");
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"flac")), base + "encoder/flac.so");
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"Flac")), base + "encoder/Flac.so");
+  // With no exact match the choice is the same every time: the least name.
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"fLAC")), base + "encoder/FLAC.so");
+}
+
+TEST_F(clTvCodecHandlerTest, ListEncodersPutsBracketedNamesLastButMultiEncoderFirst) {
+  for (const char* name : {"wave.so", "Lame MP3.so", "[zeta].so", "[Multi Encoder].so",
+                           "[Alpha].so", "flac.SO", "opus.so", "_hidden.so"})
+    Write(std::string("encoder/") + name);
+  Write("encoder/readme.txt");
+  std::filesystem::create_directories(base + "encoder/[folder].so");
+  XStringList list;
+  clTvCodecHandler::ListEncoders(list, u"OPUS:absent:wave");
+  EXPECT_EQ(Items(list), (std::vector<std::string>{"[Multi Encoder]", "_hidden", "flac",
+                                                   "Lame MP3", "[Alpha]", "[zeta]"}));
+  clTvCodecHandler::ListEncoders(list, XString());
+  EXPECT_EQ(list.Count(), 8);
+  EXPECT_EQ(U8(list[0]), "[Multi Encoder]");
+  EXPECT_EQ(U8(list[7]), "[zeta]");
+}
+
+// ---- Name tables ----
+
+TEST_F(clTvCodecHandlerTest, LosslessFormatNamesIgnoreCaseButNotSpelling) {
+  for (const char16_t* name :
+       {u"Aiff", u"apple lossless", u"FLAC", u"flac", u"Monkeys Audio", u"OPTIM FROG",
+        u"The True Audio (TTA)", u"wave", u"Wave64", u"WAVPACK"})
+    EXPECT_TRUE(clTvCodecHandler::IsLosslessFormatName(name)) << U8(name);
+  for (const char16_t* name : {u"", u"MP3", u"Wav", u"Wave 64", u"FLAC ", u"The True Audio",
+                               u"Monkey's Audio", u"Ogg Vorbis", u"Apple Lossles"})
+    EXPECT_FALSE(clTvCodecHandler::IsLosslessFormatName(name)) << U8(name);
+}
+
+TEST_F(clTvCodecHandlerTest, MultiLineTagsAreTheTableAndAnyLyricsKey) {
+  for (const char16_t* key :
+       {u"album", u"ALBUM SORT", u"Subtitle", u"set subtitle", u"Encoded By", u"label",
+        u"encoder settings", u"tempo", u"source", u"initial key", u"contact", u"copyright",
+        u"Title", u"comment", u"title sort", u"length", u"year", u"original release year",
+        u"release date", u"recording dates", u"description", u"cuesheet", u"EACLOG",
+        u"lyrics", u"Unsynced Lyrics", u"LYRICSWRITER"})
+    EXPECT_TRUE(clTvCodecHandler::IsMultiLineTag(key)) << U8(key);
+  for (const char16_t* key : {u"", u"artist", u"genre", u"titles", u"albu", u"album  sort",
+                              u"lyric", u"composer", u"Album Artist"})
+    EXPECT_FALSE(clTvCodecHandler::IsMultiLineTag(key)) << U8(key);
+}
+
+TEST_F(clTvCodecHandlerTest, TheEscapeHelperKeepsBreaksExactlyForMultiLineTags) {
+  for (const char16_t* key : {u"Title", u"Lyrics", u"EACLOG", u"Artist", u"Genre", u""}) {
+    bool multi = clTvCodecHandler::IsMultiLineTag(key);
+    XString encoded = EscapeTagValue(key, u"one\r\ntwo\rthree\nfour", true, true);
+    // Out: a multi-line value keeps every break as a mark; any other value turns a lone CR
+    // into a value separator, and what remains of each line end becomes one CR.
+    EXPECT_EQ(U8(encoded), multi ? "one{CR}{LF}two{CR}three{LF}four" : "one; \rtwo; three\rfour")
+        << U8(key);
+    XString decoded = EscapeTagValue(key, encoded, false, true);
+    EXPECT_EQ(U8(decoded), multi ? "one\r\ntwo\rthree\nfour" : "one\r\rtwo\rthree\rfour")
+        << U8(key);
+  }
+}

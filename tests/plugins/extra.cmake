@@ -1,0 +1,2 @@
+# Extra build steps of the plug-in host tests.
+include(${dir}/handler/plugins.cmake)
