@@ -15,7 +15,7 @@ void Invert(uint8_t* data, size_t size) {
 }  // namespace
 
 TvInstance DSP_Create(TvHostContext* context) {
-  return MakeInstance(TVTEST_NAME, "DSP_Create", context);
+  return MakeInstance(TVTEST_NAME, "DSP_Create", context, CreateAlwaysFails);
 }
 
 int32_t DSP_Destroy(TvInstance instance) {

@@ -35,7 +35,9 @@ uint64_t BytesToMs(const TvWaveFormatExtensible& format, uint64_t bytes) {
 
 }  // namespace
 
-TvInstance Create(TvHostContext* context) { return MakeInstance(TVTEST_NAME, "Create", context); }
+TvInstance Create(TvHostContext* context) {
+  return MakeInstance(TVTEST_NAME, "Create", context, CreateAlwaysFails);
+}
 
 int32_t Destroy(TvInstance instance) {
   EndInstance(Of(instance), "Destroy");

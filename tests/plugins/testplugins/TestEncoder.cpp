@@ -23,7 +23,7 @@ std::string Describe(const TvConversionInfo* info) {
 }  // namespace
 
 TvInstance ENC_Create(TvHostContext* context) {
-  return MakeInstance(TVTEST_NAME, "ENC_Create", context);
+  return MakeInstance(TVTEST_NAME, "ENC_Create", context, CreateAlwaysFails);
 }
 
 int32_t ENC_Destroy(TvInstance instance) {

@@ -12,8 +12,6 @@
 
 namespace {
 
-std::map<std::string, int> createCalls;  // per library: a failing create is counted here
-
 std::vector<std::string> Split(const std::string& text, char separator) {
   std::vector<std::string> parts;
   std::string part;
@@ -76,6 +74,14 @@ void TestInstance::Record(const std::string& text) const {
   close(file);
 }
 
+int TestInstance::PreviousCalls(const char* exportName) const {
+  std::ifstream file(logPath);
+  std::string prefix = name + " " + exportName + " ";
+  int count = 0;
+  for (std::string line; std::getline(file, line);) count += line.compare(0, prefix.size(), prefix) == 0;
+  return count;
+}
+
 int32_t TestInstance::Answer(const char* exportName, const char* verb, const char16_t* key,
                              TvPluginValue* value) {
   std::ostringstream line;
@@ -114,7 +120,8 @@ int32_t TestInstance::Answer(const char* exportName, const char* verb, const cha
   return result;
 }
 
-TestInstance* MakeInstance(const char* name, const char* exportName, TvHostContext* context) {
+TestInstance* MakeInstance(const char* name, const char* exportName, TvHostContext* context,
+                           bool alwaysFail) {
   auto* instance = new TestInstance;
   instance->name = name;
   ReadConfiguration(*instance);
@@ -122,12 +129,8 @@ TestInstance* MakeInstance(const char* name, const char* exportName, TvHostConte
   std::ostringstream line;
   line << exportName << " error=" << instance->context.errorHandle
        << " info=" << instance->context.infoHandle << " log=" << instance->context.logHandle;
-  int call = ++createCalls[name];
-  long failFrom = instance->Number(std::string("fail.") + exportName);
-#ifdef TVTEST_CREATE_RETURNS_ZERO
-  failFrom = 1;
-#endif
-  bool fails = failFrom > 0 && call >= failFrom;
+  long failFrom = alwaysFail ? 1 : instance->Number(std::string("fail.") + exportName);
+  bool fails = failFrom > 0 && instance->PreviousCalls(exportName) + 1 >= failFrom;
   line << " -> " << (fails ? 0 : 1);
   instance->Record(line.str());
   if (!fails) return instance;

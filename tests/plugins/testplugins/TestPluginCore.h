@@ -30,6 +30,8 @@ struct TestInstance {
   // ("fail.<Export>=N": call N and every later one), which also writes "error.<Export>" to
   // the error channel.
   bool Allowed(const char* exportName);
+  // Calls of the export already in the call log, by any instance of this library.
+  int PreviousCalls(const char* exportName) const;
   // Appends "<name> <text>" as a line to the call log.
   void Record(const std::string& text) const;
   // Get or Set from the answers "get.<Key>" (or "get.<Key>.<text1>") and "set.<Key>": entries
@@ -40,8 +42,16 @@ struct TestInstance {
 };
 
 // A new instance for the library name, configured from the environment; null when the
-// library's create is set to fail.
-TestInstance* MakeInstance(const char* name, const char* exportName, TvHostContext* context);
+// library is built to fail its create, or configured to ("fail.<Create>=N" counts the
+// creates in the call log, so it needs "log=").
+TestInstance* MakeInstance(const char* name, const char* exportName, TvHostContext* context,
+                           bool alwaysFail);
+
+#ifdef TVTEST_CREATE_RETURNS_ZERO
+constexpr bool CreateAlwaysFails = true;
+#else
+constexpr bool CreateAlwaysFails = false;
+#endif
 void EndInstance(TestInstance* instance, const char* exportName);
 
 std::string ToUtf8(const char16_t* text);  // "(null)" for null

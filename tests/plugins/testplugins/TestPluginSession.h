@@ -28,6 +28,12 @@ class TestPluginSession {
     for (const std::string& line : lines) file << line << "\n";
   }
 
+  // The bytes of a file in the folder.
+  std::string Read(const std::string& name) const {
+    std::ifstream in(folder / name, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), {});
+  }
+
   std::string LogPath() const { return folder / "calls.log"; }
   const ScratchFolder& Folder() const { return folder; }
 

@@ -1,7 +1,8 @@
-# Test plug-ins: real shared libraries in testbin/plugins/{decoder,encoder,DSPs}, good and broken.
+# The bindings' test plug-ins: real shared libraries in testbin/plugins/{decoder,encoder,DSPs}, good and broken.
 set(tv_test_plugin_dir ${TV_TEST_BIN_DIR}/plugins)
 add_library(tvtest_plugin_core OBJECT ${dir}/testplugins/TestPluginCore.cpp)
 target_include_directories(tvtest_plugin_core PRIVATE ${CMAKE_SOURCE_DIR}/sdk)
+target_compile_options(tvtest_plugin_core PRIVATE -fno-gnu-unique)
 
 # One library: the file stem is also its name in the configuration and the call log.
 function(tv_test_plugin source folder stem)
@@ -11,6 +12,7 @@ function(tv_test_plugin source folder stem)
                         LIBRARY_OUTPUT_DIRECTORY ${tv_test_plugin_dir}/${folder})
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR}/sdk ${dir}/testplugins)
   target_compile_definitions(${target} PRIVATE TVTEST_NAME="${stem}" ${ARGN})
+  target_compile_options(${target} PRIVATE -fno-gnu-unique)
   target_link_options(${target} PRIVATE -Wl,--no-undefined)
   add_dependencies(${name}_tests ${target})
 endfunction()
