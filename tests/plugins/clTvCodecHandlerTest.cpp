@@ -406,6 +406,7 @@ TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheR
   std::filesystem::create_directories(base + "decoder/folder.so");
   ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
   XStringList files;
+  files.Add(u"left over");
   clTvCodecHandler::ListDecoderFiles(files);
   std::vector<std::string> items = Items(files);
   std::sort(items.begin(), items.end());
