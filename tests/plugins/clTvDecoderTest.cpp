@@ -245,3 +245,18 @@ TEST(clTvDecoderTest, AConfiguredFailureReachesTheErrorChannel) {
   std::string bytes = session.Read("errors");
   EXPECT_EQ(bytes, std::string(reinterpret_cast<const char*>(expected.data()), expected.size() * 2));
 }
+
+TEST(clTvDecoderTest, ATagBlockSetByKeyReachesThePlugIn) {
+  TestPluginSession session;
+  std::string saved = session.Folder() / "written.tags";
+  session.Configure({"TestDecoder.set.IDTags=1", "TestDecoder.save.IDTags=" + saved});
+  clTvDecoder decoder;
+  ASSERT_TRUE(decoder.Load(Library().CStr()) && decoder.Make(nullptr));
+  char tags[] = "TAGS\0BLOCK";
+  TvPluginValue value{};
+  value.value = sizeof tags;
+  value.text1 = u"out.tvt";
+  value.data = tags;
+  EXPECT_EQ(decoder.Set(u"IDTags", &value), 1);
+  EXPECT_EQ(session.Read("written.tags"), std::string(tags, sizeof tags));
+}

@@ -8,8 +8,22 @@
 #include "tv_plugin.h"
 
 // The configuration is a UTF-8 file named by TVTEST_PLUGIN_CONFIG, read at each create:
-// "name=value" lines; "log=<file>" names the call log all plug-ins append to; every other
-// setting is "<plug-in name>.<setting>", the name being the library's file stem.
+// "name=value" lines; "log=<file>" names the call log all plug-ins append to, one line per
+// call: "<name> <export> <arguments> -> <result>". Every other setting is
+// "<plug-in name>.<setting>", the name being the library's file stem (TestDecoder, TestDSP2...):
+//   get.<Key>[.<text1>], set.<Key>   answers, see Answer (unknown keys give 0)
+//   save.<Key>=<file>                a Set's data block (value bytes) is written there
+//   fail.<Export>=N                  call N of the export and every later one give 0 (per
+//                                    instance; creates are counted in the call log)
+//   error.<Export>=<text>            written to the error channel when that export fails
+// Decoder: rate, channels, bits, tag (format), frames (total), blockframes, mslength
+//   (override), emptyblocks=N (first N DecodeBlock calls have nothing yet), status (block
+//   text), tags=<file> and properties=<file> (tag blocks handed out by Open), anyfile=1 (Open
+//   does not need the file to exist). Audio bytes are TvTestAudioByte(position).
+// Encoder: writes the raw audio to the output file; writetags=1 asks for tag writing;
+//   extrainfo=<file> leaves that tag block in the record at the end.
+// DSP: invert=1 complements every audio byte (live and non-live); own=1 hands on a buffer
+//   of its own; rate=N rewrites the format's rate in a non-live pass.
 struct TestInstance {
   std::string name;
   std::map<std::string, std::string> settings;  // this plug-in's, without the prefix
