@@ -29,7 +29,8 @@ uint32_t TvPreCacheRead(const XString& path) {
   return reads;
 }
 
-void TvTransmill::PreCacheRead() {
-  if (inputIsStdin || XRegistry::ReadDWORD(u"tVHNoPreCache") != 0) return;
+bool TvTransmill::PreCacheRead() {
+  if (inputIsStdin || XRegistry::ReadDWORD(u"tVHNoPreCache") != 0) return false;
   TvPreCacheRead(inputFile);
+  return true;
 }

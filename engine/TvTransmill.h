@@ -131,8 +131,9 @@ class TvTransmill : public XArgList {
   void PublishBytesEncoded(uint64_t total);
   // Applies `priority` to thread and process and tells the encoder through its Set.
   void SetConversionPriority(const TvKeyCall& encoderSet);
-  // Reads the input once under "muttVHPrecacheread", unless standard input or tVHNoPreCache.
-  void PreCacheRead();
+  // Reads the input once under "muttVHPrecacheread", unless standard input or tVHNoPreCache;
+  // true when the read was made.
+  bool PreCacheRead();
 
  private:
   // The conversion run behind the banner: plug-ins, source, pump, finish, closing.

@@ -7,7 +7,10 @@ constexpr uint32_t kCounterSize = 8;
 
 // An event whose name was not given stays without a handle: never set, and setting does nothing.
 void OpenIfNamed(XEvent& event, const XString& name) {
-  if (name.Length() > 0) event.Create(name.CStr());
+  if (name.Length() > 0)
+    event.Create(name.CStr());
+  else
+    event.Close();  // a fresh XEvent is a private one: without a name there is none at all
 }
 }  // namespace
 

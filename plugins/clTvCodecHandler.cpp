@@ -160,6 +160,7 @@ bool clTvCodecHandler::TryDecoderLibrary(const XString& path, const XString& ext
 }
 
 void clTvCodecHandler::ListDecoderFiles(XStringList& list, const void* module) {
+  list.Clear();
   LibraryFiles(DecoderFolder(module), list);
 }
 

@@ -28,7 +28,8 @@ class clTvCodecHandler {
   // otherwise leaves the binding empty.
   static bool TryDecoderLibrary(const XString& path, const XString& ext, clTvDecoder& decoder,
                                 TvHostContext* context, bool streaming = false);
-  // Every library file of the decoder folder; folders and other non-files are skipped.
+  // Every library file of the decoder folder, in the order the file system gives; folders
+  // and other non-files are skipped. The list is cleared first.
   static void ListDecoderFiles(XStringList& list, const void* module = nullptr);
   // Extensions and format names of all listed decoders in scan order, and the file-dialog
   // filters ("label\rpattern"), the first one "All Audio Files" when `allAudioFiles`.

@@ -164,6 +164,7 @@ struct TestAudio {
   int frames = 20000;
   int format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
   std::vector<int> channelMap;  // written when not empty
+  std::vector<std::pair<int, std::string>> strings;  // libsndfile text fields to write
   std::vector<int> ints;        // integer samples, left-aligned in 32 bits
   std::vector<float> floats;    // float samples
 
@@ -196,6 +197,7 @@ struct TestAudio {
     if (!file) return false;
     if (!channelMap.empty())
       sf_command(file, SFC_SET_CHANNEL_MAP_INFO, channelMap.data(), int(channelMap.size() * sizeof(int)));
+    for (const auto& [type, text] : strings) sf_set_string(file, type, text.c_str());
     sf_count_t done = IsFloat() ? sf_writef_float(file, floats.data(), frames) : sf_writef_int(file, ints.data(), frames);
     return sf_close(file) == 0 && done == frames;
   }

@@ -25,10 +25,26 @@ std::vector<std::pair<std::string, std::string>> Announced(DecoderPlugin& decode
   return list;
 }
 
-std::string PropertiesText(const TvOpenInfo& info) {
+// The texts of a tag block as "key=value;" pairs.
+std::string TagText(const void* data, uint32_t size) {
   std::string text;
-  const uint8_t* p = static_cast<const uint8_t*>(info.properties);
-  for (uint32_t i = 8; p && i + 1 < info.propertiesSize; i += 2) text += char(p[i] ? p[i] : '|');
+  const uint8_t* p = static_cast<const uint8_t*>(data);
+  if (!p || size < 4) return "<none>";
+  for (uint32_t pos = 4; pos + 4 <= size;) {
+    uint32_t record = p[pos] | (p[pos + 1] << 8) | (p[pos + 2] << 16) | (uint32_t(p[pos + 3]) << 24);
+    if (record < 4 || pos + record > size) return text + "<damaged>";
+    bool inValue = false;
+    for (uint32_t i = pos + 4; i + 1 < pos + record; i += 2) {
+      char16_t c = char16_t(p[i] | (p[i + 1] << 8));
+      if (c == 0) {
+        text += inValue ? ";" : "=";
+        inValue = true;
+      } else {
+        text += char(c < 128 ? c : '?');
+      }
+    }
+    pos += record;
+  }
   return text;
 }
 
@@ -64,7 +80,7 @@ TEST(PcmDecoderTest, Stereo16BitGivesPlainPcmAndEveryByte) {
   EXPECT_EQ(opened.info.msLength, 20000u * 1000 / 44100);
   EXPECT_EQ(opened.info.byteLength, 80000u);
   EXPECT_EQ(opened.info.bitRate, 1411200u);
-  EXPECT_EQ(PropertiesText(opened.info), "Audio Quality|44.1 kHz, 16 bit, Stereo|");
+  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize), "Audio Quality=44.1 kHz, 16 bit, Stereo;");
   std::vector<uint8_t> data;
   int blocks = 0;
   ASSERT_TRUE(opened.decoder.DecodeAll(data, &blocks));
@@ -84,7 +100,7 @@ TEST(PcmDecoderTest, Mono24BitKeepsThreeBytesPerSample) {
   ASSERT_TRUE(opened.ok);
   EXPECT_EQ(opened.info.format.Format.wBitsPerSample, 24);
   EXPECT_EQ(opened.info.format.Format.nBlockAlign, 3);
-  EXPECT_EQ(PropertiesText(opened.info), "Audio Quality|48 kHz, 24 bit, Mono|");
+  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize), "Audio Quality=48 kHz, 24 bit, Mono;");
   std::vector<uint8_t> data;
   ASSERT_TRUE(opened.decoder.DecodeAll(data));
   EXPECT_EQ(data, audio.BlockBytes());
@@ -124,6 +140,39 @@ TEST(PcmDecoderTest, FivePointOneGivesExtensibleImageWithChannelMask) {
   std::vector<uint8_t> data;
   ASSERT_TRUE(opened.decoder.DecodeAll(data));
   EXPECT_EQ(data, audio.BlockBytes());
+}
+
+TEST(PcmDecoderTest, TextFieldsOfTheFileBecomeTags) {
+  ScratchFolder folder;
+  for (const char* name : {"t.wav", "t.aiff"}) {
+    TestAudio audio;
+    audio.frames = 10;
+    audio.format = (std::string(name) == "t.wav" ? SF_FORMAT_WAV : SF_FORMAT_AIFF) | SF_FORMAT_PCM_16;
+    audio.strings = {{SF_STR_TITLE, "Song"}, {SF_STR_ARTIST, "Band"}};
+    ASSERT_TRUE(audio.Write(folder / name));
+    Opened opened(folder / name);
+    ASSERT_TRUE(opened.ok);
+    EXPECT_EQ(TagText(opened.info.idTags, opened.info.idTagsSize), "Title=Song;Artist=Band;") << name;
+  }
+  TestAudio bare;
+  ASSERT_TRUE(bare.Write(folder / "bare.wav"));
+  Opened opened(folder / "bare.wav");
+  ASSERT_TRUE(opened.ok);
+  EXPECT_EQ(opened.info.idTagsSize, 4u);  // an empty list: a zero count
+  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize), "Audio Quality=44.1 kHz, 16 bit, Stereo;");
+}
+
+TEST(PcmDecoderTest, AcceptsTheEngineSettingsAndDeclinesTheRest) {
+  DecoderPlugin decoder;
+  ASSERT_TRUE(decoder.Complete());
+  TvPluginValue value{};
+  value.text1 = TV_DECODE_AS_HIGHEST;
+  EXPECT_NE(decoder.set(decoder.instance, TV_KEY_DECODE_AS, &value), 0);
+  EXPECT_NE(decoder.set(decoder.instance, u"eventquit", &value), 0);
+  EXPECT_EQ(decoder.set(decoder.instance, TV_KEY_ID_TAGS, &value), 0);
+  EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_UNLISTED, &value), 0);
+  EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_COMMUNICATE, &value), 0);
+  EXPECT_EQ(decoder.deleteATag(decoder.instance, 0, 0), 0);
 }
 
 TEST(PcmDecoderTest, ExtensibleFloatCarriesTheFloatSubFormat) {
@@ -266,6 +315,43 @@ TEST_F(PcmDecoderDamageTest, TruncatedDataGivesTheFramesThatAreThere) {
   ASSERT_LE(data.size(), 4002u);
   EXPECT_EQ(data.size() % 4, 0u);
   EXPECT_EQ(data, std::vector<uint8_t>(all.begin(), all.begin() + long(data.size())));
+}
+
+TEST_F(PcmDecoderDamageTest, DamagedHeadersFailCleanlyOrDecodeToTheEnd) {
+  struct Source {
+    const char* name;
+    int format;
+    int channels;
+  };
+  for (Source source : {Source{"w.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2}, {"x.wav", SF_FORMAT_WAVEX | SF_FORMAT_FLOAT, 6},
+                        {"a.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 1}, {"s.w64", SF_FORMAT_W64 | SF_FORMAT_PCM_32, 3}}) {
+    TestAudio audio;
+    audio.frames = 300;
+    audio.channels = source.channels;
+    audio.format = source.format;
+    ASSERT_TRUE(audio.Write(folder / source.name));
+    std::string whole = ReadBytes(folder / source.name, 1 << 20);
+    std::mt19937 random(7);
+    for (int round = 0; round < 150; ++round) {
+      std::string bytes = whole;
+      // One to four bytes of the first 120 (the headers) set to random values.
+      for (int n = 1 + int(random() % 4); n > 0; --n) bytes[random() % 120] = char(random());
+      folder.WriteFile(source.name, bytes);
+      Opened opened(folder / source.name);
+      if (!opened.ok) {
+        EXPECT_EQ(opened.decoder.errors.Text().rfind("Error: ", 0), 0u) << source.name << round;
+        continue;
+      }
+      std::vector<uint8_t> data;
+      opened.decoder.DecodeAll(data);  // success or a reported read error; never a crash
+      EXPECT_EQ(data.size() % opened.info.format.Format.nBlockAlign, 0u) << source.name << round;
+    }
+  }
+}
+
+TEST_F(PcmDecoderDamageTest, FolderNamedWavIsRefused) {
+  std::filesystem::create_directory(folder / "dir.wav");
+  ExpectRefused("dir.wav", "");
 }
 
 TEST_F(PcmDecoderDamageTest, MislabelledAiffNamedWavIsReadByItsContent) {

@@ -13,8 +13,11 @@
 
 #include <algorithm>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
@@ -282,6 +285,28 @@ TEST_F(clTvCodecHandlerTest, EncodersAndDSPsLoadByNameInAnyCase) {
   EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Lame MP3", dsp, &context));
 }
 
+TEST_F(clTvCodecHandlerTest, LoadingAnEncoderOrDSPIsTracedWithItsPath) {
+  Install("encoder", "Wave.so", "encoder");
+  std::string logPath = scratch / "log.txt";
+  int fd = open(logPath.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+  ASSERT_GE(fd, 0);
+  TvHostContext logged{0, 0, fd};
+  clTvEncoder encoder;
+  clTvDSP dsp;
+  EXPECT_TRUE(clTvCodecHandler::LoadEncoder(u"WAVE", encoder, &logged));
+  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Echo", dsp, &logged));
+  close(fd);
+  std::ifstream file(logPath, std::ios::binary);
+  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  std::string text = U8(XString::FromWideBytes(bytes.data(), int(bytes.size())));
+  EXPECT_NE(text.find("->->"), std::string::npos);
+  EXPECT_NE(text.find("Loading Encoder '" + base + "encoder/Wave.so'"), std::string::npos) << text;
+  EXPECT_NE(text.find("Loading DSP '" + base + "DSPs/Echo.so'"), std::string::npos) << text;
+  EXPECT_NE(text.find("clTvCodecHandler::LoadEncoder"), std::string::npos);
+  EXPECT_NE(text.find("clTvCodecHandler::LoadDSP"), std::string::npos);
+  EXPECT_NE(text.find("<-<-"), std::string::npos);
+}
+
 // ---- Listing the decoders' types ----
 
 TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFilters) {
@@ -381,6 +406,7 @@ TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheR
   std::filesystem::create_directories(base + "decoder/folder.so");
   ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
   XStringList files;
+  files.Add(u"left over");
   clTvCodecHandler::ListDecoderFiles(files);
   std::vector<std::string> items = Items(files);
   std::sort(items.begin(), items.end());

@@ -1,0 +1,148 @@
+// The Communicate dialogue: rounds, the record a plug-in sees, and where its requests go.
+#include "TvCommunicate.h"
+#include "TvTestSupport.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+// A scripted plug-in: each round of "Communicate" takes the next request, until none is left.
+struct FakePlugin {
+  struct Request {
+    const char16_t* target;
+    const char16_t* verb;
+    const char16_t* key;
+  };
+  std::vector<Request> script;
+  TvPluginValue inner{};           // the value a request carries
+  std::vector<TvPluginValue> asked;   // the record at each Communicate, as the engine made it
+  std::vector<TvPluginValue> results; // the record at each CommunicateResult
+  std::vector<std::u16string> calls;  // Get and Set of other keys: "get:key" / "set:key"
+  int32_t answer = 7;
+
+  int32_t Get(const char16_t* key, TvPluginValue* value) {
+    if (XString::SameText(key, TV_KEY_COMMUNICATE)) {
+      asked.push_back(*value);
+      const size_t round = static_cast<size_t>(value->index);
+      if (round >= script.size()) return 0;
+      value->text1 = script[round].target;
+      value->text2 = script[round].verb;
+      value->text3 = script[round].key;
+      value->data = &inner;
+      return 1;
+    }
+    calls.push_back(u"get:" + std::u16string(key));
+    return answer;
+  }
+  int32_t Set(const char16_t* key, TvPluginValue* value) {
+    if (XString::SameText(key, TV_KEY_COMMUNICATE_RESULT)) {
+      results.push_back(*value);
+      return 1;
+    }
+    calls.push_back(u"set:" + std::u16string(key));
+    return answer;
+  }
+};
+
+TEST(TvCommunicateTest, RoundsCountUpAndTheRecordCarriesPhaseAndHealth) {
+  FakePlugin decoder, encoder;
+  decoder.script = {{u"encoder", u"GET", u"Bitrate"}, {u"Encoder", u"set", u"Mode"}};
+  uint32_t failed = 0;
+  const uint32_t rounds = TvRunDialogue(TvPeerOf(decoder), TvPeerOf(decoder), TvPeerOf(encoder),
+                                        true, TV_PHASE_BEFORE_OPEN, failed);
+  EXPECT_EQ(rounds, 2u);
+  ASSERT_EQ(decoder.asked.size(), 3u);
+  for (int r = 0; r < 3; r++) {
+    const TvPluginValue& v = decoder.asked[r];
+    EXPECT_EQ(v.index, r);
+    EXPECT_EQ(v.value, 1);
+    EXPECT_TRUE(XString::SameText(v.text1, u"BeforeOpen"));
+    EXPECT_EQ(v.text2, nullptr);
+    EXPECT_EQ(v.text3, nullptr);
+    EXPECT_EQ(v.data, nullptr);
+    EXPECT_EQ(v.value2, 0);
+  }
+  EXPECT_EQ(encoder.calls, (std::vector<std::u16string>{u"get:Bitrate", u"set:Mode"}));
+  EXPECT_TRUE(decoder.calls.empty());
+}
+
+TEST(TvCommunicateTest, ResultComesBackBesideTheRequest) {
+  FakePlugin decoder, encoder;
+  decoder.script = {{u"Encoder", u"get", u"Bitrate"}};
+  encoder.answer = 320;
+  uint32_t failed = 1;
+  TvRunDialogue(TvPeerOf(decoder), TvPeerOf(decoder), TvPeerOf(encoder), true,
+                TV_PHASE_END_ENCODING, failed);
+  EXPECT_EQ(decoder.asked[0].value, 0);  // the run had failed already
+  ASSERT_EQ(decoder.results.size(), 1u);
+  const TvPluginValue& r = decoder.results[0];
+  EXPECT_EQ(r.value, 320);
+  EXPECT_TRUE(XString::SameText(r.text1, u"Encoder"));
+  EXPECT_TRUE(XString::SameText(r.text3, u"Bitrate"));
+  EXPECT_EQ(r.data, &decoder.inner);
+}
+
+TEST(TvCommunicateTest, UnansweredRequestsGiveZero) {
+  FakePlugin decoder, encoder;
+  encoder.script = {{u"Transmill", u"get", u"Anything"},
+                    {u"Somebody", u"get", u"Key"},
+                    {u"Decoder", nullptr, u"Key"},
+                    {u"Decoder", u"get", nullptr},
+                    {u"Decoder", u"poke", u"Key"},
+                    {nullptr, u"get", u"Key"}};
+  uint32_t failed = 0;
+  EXPECT_EQ(TvRunDialogue(TvPeerOf(encoder), TvPeerOf(decoder), TvPeerOf(encoder), true,
+                          TV_PHASE_AFTER_CONVERSION, failed),
+            6u);
+  ASSERT_EQ(encoder.results.size(), 6u);
+  for (const TvPluginValue& r : encoder.results) EXPECT_EQ(r.value, 0);
+  EXPECT_TRUE(decoder.calls.empty());
+  EXPECT_TRUE(encoder.calls.empty());
+}
+
+TEST(TvCommunicateTest, DecoderIsOutOfReachForStandardInput) {
+  FakePlugin decoder, encoder;
+  encoder.script = {{u"decoder", u"get", u"Key"}, {u"Encoder", u"get", u"Own"}};
+  uint32_t failed = 0;
+  TvRunDialogue(TvPeerOf(encoder), TvPeerOf(decoder), TvPeerOf(encoder), false,
+                TV_PHASE_BEFORE_ENCODING, failed);
+  EXPECT_TRUE(decoder.calls.empty());
+  ASSERT_EQ(encoder.results.size(), 2u);
+  EXPECT_EQ(encoder.results[0].value, 0);
+  EXPECT_EQ(encoder.results[1].value, 7);  // a plug-in may ask itself
+  EXPECT_EQ(encoder.calls, (std::vector<std::u16string>{u"get:Own"}));
+}
+
+TEST(TvCommunicateTest, AnAbsentPartyIsNeitherAskedNorReached) {
+  FakePlugin encoder;
+  encoder.script = {{u"Decoder", u"set", u"Key"}};
+  uint32_t failed = 0;
+  EXPECT_EQ(TvRunDialogue(TvDialoguePeer{}, TvDialoguePeer{}, TvPeerOf(encoder), true,
+                          TV_PHASE_BEFORE_OPEN, failed),
+            0u);
+  EXPECT_EQ(TvRunDialogue(TvPeerOf(encoder), TvDialoguePeer{}, TvPeerOf(encoder), true,
+                          TV_PHASE_BEFORE_OPEN, failed),
+            1u);
+  EXPECT_EQ(encoder.results[0].value, 0);
+}
+
+class TvCommunicatePhaseTest : public TvRunPhaseTest {};
+
+TEST_F(TvCommunicatePhaseTest, DecoderAsksFirstThenEncoderButNotForStandardInput) {
+  FakePlugin decoder, encoder;
+  std::vector<char> order;
+  TvDialoguePeer d = TvPeerOf(decoder), e = TvPeerOf(encoder);
+  const TvKeyCall dGet = d.get, eGet = e.get;
+  d.get = [&](const char16_t* key, TvPluginValue* v) { order.push_back('d'); return dGet(key, v); };
+  e.get = [&](const char16_t* key, TvPluginValue* v) { order.push_back('e'); return eGet(key, v); };
+  run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
+  EXPECT_EQ(std::string(order.begin(), order.end()), "de");
+  run->inputIsStdin = 1;
+  order.clear();
+  run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
+  EXPECT_EQ(std::string(order.begin(), order.end()), "e");
+}
+
+}  // namespace

@@ -1,0 +1,60 @@
+// The pre-cache read: pieces of 64 KiB, the machine-wide mutex, and the switch that skips it.
+#include "TvPreCache.h"
+#include "TvTestSupport.h"
+#include "XMutex.h"
+#include "XRegistry.h"
+
+#include <future>
+
+namespace {
+
+class TvPreCacheTest : public TvTempFolderTest {
+ protected:
+  uint32_t ReadsFor(size_t size) {
+    const std::string path = PathOf("source.bin");
+    WriteBytes(path, std::string(size, 'a'));
+    return TvPreCacheRead(XString(path.c_str(), true));
+  }
+};
+
+TEST_F(TvPreCacheTest, ReadsInPiecesOfAtMost64KiB) {
+  EXPECT_EQ(ReadsFor(0), 0u);
+  EXPECT_EQ(ReadsFor(1), 1u);
+  EXPECT_EQ(ReadsFor(65536), 1u);
+  EXPECT_EQ(ReadsFor(65537), 2u);
+  EXPECT_EQ(ReadsFor(3 * 65536 + 5), 4u);
+}
+
+TEST_F(TvPreCacheTest, MissingFileIsNoFailure) {
+  EXPECT_EQ(TvPreCacheRead(XString(PathOf("absent.wav").c_str(), true)), 0u);
+}
+
+TEST_F(TvPreCacheTest, WaitsForTheMachineWideMutex) {
+  WriteBytes(PathOf("s.wav"), "abc");
+  XMutex held(u"muttVHPrecacheread");
+  ASSERT_TRUE(held.TryLock(5000));
+  // The mutex is recursive within a process, so the competing read runs in another thread.
+  auto reading = std::async(std::launch::async,
+                            [&] { return TvPreCacheRead(XString(PathOf("s.wav").c_str(), true)); });
+  EXPECT_EQ(reading.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  held.Unlock();
+  EXPECT_EQ(reading.get(), 1u);
+}
+
+using TvPreCacheRunTest = TvRunPhaseTest;
+
+TEST_F(TvPreCacheRunTest, RegistrySwitchOrStandardInputSkipsTheRead) {
+  ScopedEnv config("XDG_CONFIG_HOME", folder.c_str());
+  WriteBytes(PathOf("in.wav"), "data");
+  const std::string text = "-infile=\"" + PathOf("in.wav") + "\" -outfile=o -convert_to=c";
+  ASSERT_TRUE(ParseText(XString(text.c_str(), true).CStr()));
+  EXPECT_TRUE(run->PreCacheRead());
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoPreCache"));
+  EXPECT_FALSE(run->PreCacheRead());
+  ASSERT_TRUE(XRegistry::WriteDWORD(0, u"tVHNoPreCache"));
+  EXPECT_TRUE(run->PreCacheRead());
+  run->inputIsStdin = 1;
+  EXPECT_FALSE(run->PreCacheRead());
+}
+
+}  // namespace

@@ -1,0 +1,114 @@
+// The output relay: error text from any thread or writer fails the run; nothing is lost at the end.
+#include "TvTestSupport.h"
+#include "XDebugLog.h"
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+class TvRelayTest : public TvRunPhaseTest {
+ protected:
+  // Waits (bounded) until the relay has raised the failed flag.
+  bool FailedSoon() const {
+    for (int i = 0; i < 2000; i++) {
+      if (std::atomic_ref<uint32_t>(run->failed).load()) return true;
+      usleep(5000);
+    }
+    return false;
+  }
+  static void WriteRaw(intptr_t handle, const std::string& bytes) {
+    ASSERT_EQ(write(static_cast<int>(handle), bytes.data(), bytes.size()),
+              static_cast<ssize_t>(bytes.size()));
+  }
+};
+
+TEST_F(TvRelayTest, ErrorFromAnotherThreadFailsTheRunAndReachesStandardError) {
+  ASSERT_TRUE(run->StartOutputRelay());
+  std::thread plugin([this] { LogError(u"Error: boom", run->logHandles, "Plugin::Work"); });
+  plugin.join();
+  EXPECT_TRUE(FailedSoon());
+  run.reset();  // stops the relay
+  EXPECT_EQ(Utf8(ReadUtf16(PathOf("err.txt"))), "Error: boom  [Plugin::Work]\r\n");
+}
+
+TEST_F(TvRelayTest, ProcessWideLogCallsGoThroughThePipes) {
+  const TvHostContext context = XLogContext();
+  EXPECT_EQ(context.errorHandle, run->logHandles.errorHandle);
+  EXPECT_EQ(context.infoHandle, run->logHandles.infoHandle);
+  std::thread plugin([] { LogError(u"from a thread that holds no context"); });
+  plugin.join();
+  EXPECT_FALSE(run->failed);
+  EXPECT_TRUE(run->RelayStep());
+  EXPECT_EQ(run->failed, 1u);
+}
+
+TEST_F(TvRelayTest, RawBytesOnTheWriteEndFailTheRunAndPassUnchanged) {
+  // A plug-in may write anything, even an odd count of bytes with no line end.
+  const std::string bytes("A\0B", 3);
+  std::thread plugin([&] { WriteRaw(run->logHandles.errorHandle, bytes); });
+  plugin.join();
+  EXPECT_TRUE(run->RelayStep());
+  EXPECT_EQ(run->failed, 1u);
+  EXPECT_EQ(ReadBytes(PathOf("err.txt")), bytes);
+}
+
+TEST_F(TvRelayTest, InformationAloneNeverFailsAndStartsOnANewLine) {
+  LogInfo(u"Note", run->logHandles, "F");
+  EXPECT_TRUE(run->RelayStep());
+  EXPECT_EQ(run->failed, 0u);
+  EXPECT_EQ(Out(), "\r\nNote  [F]\r\n\r\n");
+  EXPECT_EQ(Err(), "");
+  EXPECT_FALSE(run->RelayStep());
+}
+
+TEST_F(TvRelayTest, HostModePassesInformationBytesUnchanged) {
+  run->hostMode = 1;
+  run->silent = 1;
+  const std::string bytes = Utf16Bytes("plug-in says hi", false) + "\x01";
+  WriteRaw(run->logHandles.infoHandle, bytes);
+  EXPECT_TRUE(run->RelayStep());
+  EXPECT_EQ(ReadBytes(PathOf("out.txt")), bytes);
+  EXPECT_EQ(run->failed, 0u);
+}
+
+TEST_F(TvRelayTest, SilentDropsInformationButKeepsErrors) {
+  run->silent = 1;
+  LogInfo(u"quiet", run->logHandles);
+  LogError(u"loud", run->logHandles);
+  EXPECT_TRUE(run->RelayStep());
+  EXPECT_EQ(Out(), "");
+  EXPECT_EQ(Err(), "loud\r\n");
+  EXPECT_EQ(run->failed, 1u);
+}
+
+TEST_F(TvRelayTest, TextWrittenJustBeforeTheEndStillArrives) {
+  run->hostMode = 1;
+  ASSERT_TRUE(run->StartOutputRelay());
+  // More than a pipe holds, so the writer has to wait for the relay more than once.
+  std::string big;
+  for (int i = 0; i < 20000; i++) big += Utf16Bytes("0123456789", false);
+  std::thread plugin([&] { WriteRaw(run->logHandles.infoHandle, big); });
+  plugin.join();
+  LogError(u"last words", run->logHandles);
+  run.reset();
+  EXPECT_EQ(ReadBytes(PathOf("out.txt")), big);
+  EXPECT_EQ(Utf8(ReadUtf16(PathOf("err.txt"))), "last words\r\n");
+}
+
+TEST_F(TvRelayTest, TheEndOfTheRunHandsTheLogBackToStandardError) {
+  run.reset();
+  const TvHostContext context = XLogContext();
+  EXPECT_EQ(context.errorHandle, 2);
+  EXPECT_EQ(context.infoHandle, -1);
+  EXPECT_EQ(context.logHandle, -1);
+}
+
+TEST_F(TvRelayTest, ErrorFileThatCouldNotBeMadeStillFailsTheRun) {
+  run->stdErr.Close();
+  LogError(u"lost", run->logHandles);
+  EXPECT_TRUE(run->RelayStep());
+  EXPECT_EQ(run->failed, 1u);
+}
+
+}  // namespace

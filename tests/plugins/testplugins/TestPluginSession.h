@@ -1,0 +1,83 @@
+// Test side of the test plug-ins: a scratch folder, the configuration file, and the call log.
+#pragma once
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "ScratchFolder.h"
+#include "XDebugLog.h"
+#include "XString.h"
+#include "tvtest_audio.h"
+
+// Writes the configuration into a fresh folder and points the plug-ins at it while it lives.
+// Each create reads the file anew, so settings may change between calls.
+class TestPluginSession {
+ public:
+  TestPluginSession() : env(TVTEST_CONFIG_VARIABLE, (folder / "plugins.conf").c_str()) {
+    Configure({});
+  }
+
+  // Replaces the configuration; "log=" is always added.
+  void Configure(const std::vector<std::string>& lines) {
+    std::ofstream file(folder / "plugins.conf", std::ios::trunc);
+    file << "log=" << LogPath() << "\n";
+    for (const std::string& line : lines) file << line << "\n";
+  }
+
+  // The bytes of a file in the folder.
+  std::string Read(const std::string& name) const {
+    std::ifstream in(folder / name, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), {});
+  }
+
+  std::string LogPath() const { return folder / "calls.log"; }
+  const ScratchFolder& Folder() const { return folder; }
+
+  // Every recorded call, one line each, oldest first.
+  std::vector<std::string> Calls() const {
+    std::vector<std::string> lines;
+    std::ifstream file(LogPath());
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+  }
+
+  // A library of the test plug-in folders as the bindings take it: "decoder/TestDecoder.so".
+  static XString Library(const char* relative) {
+    return XString::FromUtf8(std::string(TV_TEST_PLUGIN_DIR) + "/" + relative);
+  }
+
+ private:
+  ScratchFolder folder;
+  ScopedEnv env;
+};
+
+// Sends the process-wide debug log to a file for the life of the object.
+class CapturedDebugLog {
+ public:
+  explicit CapturedDebugLog(const ScratchFolder& folder) : path(folder / "debug.log") {
+    file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    saved = XLogContext();
+    XSetLogContext({saved.errorHandle, saved.infoHandle, file});
+  }
+  ~CapturedDebugLog() {
+    XSetLogContext(saved);
+    close(file);
+  }
+  // The log so far, as UTF-8.
+  std::string Text() const {
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), {});
+    std::u16string units(bytes.size() / 2, u'\0');
+    memcpy(units.data(), bytes.data(), units.size() * 2);
+    return XString(std::u16string_view(units)).ToUtf8String();
+  }
+
+ private:
+  std::string path;
+  int file = -1;
+  TvHostContext saved{};
+};
