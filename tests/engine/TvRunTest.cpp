@@ -437,3 +437,39 @@ TEST_F(TvHostRunTest, AfterConversionErrorEventFailsAFinishedRun) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(TvRunTest, LongestTemporaryNameIs259CharactersAndStillReplaces) {
+  const std::string prefix = PathOf("");
+  const std::string name = prefix + std::string(256 - prefix.size() - 4, 'n') + ".wav";
+  ASSERT_EQ(name.size(), 256u);
+  WriteBytes(name, "old");
+  const TvChildResult r = Convert(name, {"TVTEST_BLOCKS=400E"});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  const std::string temp = name.substr(0, 251) + ".tmp.wav";
+  EXPECT_EQ(temp.size(), 259u);
+  EXPECT_EQ(CallsOf("ENC_BeginConversion"), std::vector<std::string>{"ENC_BeginConversion " + temp});
+  EXPECT_EQ(ReadBytes(name), StreamBytes(0, 400));
+  EXPECT_FALSE(std::filesystem::exists(temp));
+}
+
+TEST_F(TvRunTest, DebugLogFramesThePumpAndChecksTheOutputSize) {
+  std::filesystem::create_directories(PathOf("Documents"));
+  const TvChildResult r = Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=400E", "TONVERA_DEBUG=1"});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  std::string log;
+  for (const auto& entry : std::filesystem::directory_iterator(PathOf("Documents")))
+    if (entry.path().filename().string().rfind("TVDebug-", 0) == 0) log = Utf8(ReadUtf16(entry.path()));
+  const size_t begin = log.find("============= CONVERSION BEGIN =============");
+  const size_t end = log.find("============= CONVERSION END =============");
+  const size_t check = log.find("File Size Check : 400 bytes   Filename: " + PathOf("o.wav"));
+  const size_t exit = log.find("File Size Check (trans mill exit): 400 bytes   Filename: " + PathOf("o.wav"));
+  EXPECT_NE(begin, std::string::npos) << log;
+  EXPECT_LT(begin, end);
+  EXPECT_LT(end, check);
+  EXPECT_LT(check, exit);
+  EXPECT_NE(exit, std::string::npos);
+}
+
+}  // namespace
