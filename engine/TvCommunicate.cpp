@@ -50,9 +50,10 @@ uint32_t TvRunDialogue(const TvDialoguePeer& asker, const TvDialoguePeer& decode
   }
 }
 
-void TvTransmill::Communicate(const char16_t* phase, const TvDialoguePeer& decoder,
-                              const TvDialoguePeer& encoder) {
+void TvTransmill::Communicate(const char16_t* phase, const TvDialoguePeer& decoderPeer,
+                              const TvDialoguePeer& encoderPeer) {
   const bool decoderReachable = !inputIsStdin;
-  if (decoderReachable) TvRunDialogue(decoder, decoder, encoder, decoderReachable, phase, failed);
-  TvRunDialogue(encoder, decoder, encoder, decoderReachable, phase, failed);
+  if (decoderReachable)
+    TvRunDialogue(decoderPeer, decoderPeer, encoderPeer, decoderReachable, phase, failed);
+  TvRunDialogue(encoderPeer, decoderPeer, encoderPeer, decoderReachable, phase, failed);
 }

@@ -8,10 +8,6 @@
 
 uint8_t tvExitFlag = 0;
 
-namespace {
-const char* const kRunFunction = "TvTransmill::TvTransmill";
-}
-
 TvTransmill::TvTransmill(NoRun) : XArgList(static_cast<const char16_t*>(nullptr)) { InitFields(); }
 
 TvTransmill::TvTransmill(int argc, const char* const* argv)
@@ -37,6 +33,7 @@ void TvTransmill::InitFields() {
 void TvTransmill::Run(int argc, const char* const* argv) {
   // Asked before anything is opened, which could take the free descriptor's number.
   const bool haveStdOut = TvIsOpenDescriptor(1);
+  stdinWasOpen = TvIsOpenDescriptor(0) ? 1 : 0;
   TvSeedFirstRunDefaults();
   StartDebugLog(debugFile, debugWatchEvent);
   if (!haveStdOut) {
@@ -59,37 +56,13 @@ void TvTransmill::Run(int argc, const char* const* argv) {
   }
   if (!silent) PrintBanner();
   StartSignOfLife();
-  FinishWithoutPlugins();
+  RunConversion();
   StopSignOfLife();
 }
 
 void TvTransmill::TakeStandardHandles() {
   stdOut.AttachHandle(1);
   stdErr.AttachHandle(2);
-}
-
-// No plug-in can be loaded yet, so the run ends as a failed decoder load (or, for standard
-// input, encoder load) does: its message, then the closing of a failed run.
-void TvTransmill::FinishWithoutPlugins() {
-  if (!silent) PrintHeader();
-  XString text;
-  if (!inputIsStdin) {
-    text = u"Error: Unable to load decoder for file type '";
-    text += ExtensionOf(inputFile).CStr();
-    text += u"', codec not installed? visit 'Codec Shelf'.";
-  } else {
-    text = u"Error: Unable to load encoder '";
-    text += encoderName.CStr();
-    text += u"'.";
-  }
-  ReportError(text, kRunFunction);
-  RaiseFailed();  // the relay would raise it too, but only within its next 50 ms
-  tvExitFlag = 1;
-
-  const XString closingLine;
-  Log(closingLine.CStr(), logHandles);
-  if (failed) tvExitFlag = 1;
-  if (!silent) Print(failed ? XString(u"Conversion Failed.") : closingLine, true);
 }
 
 // There is no desktop to ask: the box is one line on standard error.

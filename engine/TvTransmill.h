@@ -8,13 +8,18 @@
 #include "XPipe.h"
 #include "XSharedMem.h"
 #include "XString.h"
+#include "XTempFile.h"
 #include "XThread.h"
+#include "XWaveFormat.h"
+#include "clTvDecoder.h"
+#include "clTvEncoder.h"
+#include "tv_plugin.h"
 
 #include <cstdint>
 #include <memory>
 #include <vector>
 
-// The plug-in binding of one DSP effect; defined where the chain is loaded.
+// The plug-in binding of one DSP effect.
 class clTvDSP;
 
 // One member of the DSP chain, made at option intake with no binding yet.
@@ -107,8 +112,8 @@ class TvTransmill : public XArgList {
   void StopOutputRelay();     // stops the thread after draining both pipes
 
   // Communicate at a phase: decoder first (not for standard input), then encoder.
-  void Communicate(const char16_t* phase, const TvDialoguePeer& decoder,
-                   const TvDialoguePeer& encoder);
+  void Communicate(const char16_t* phase, const TvDialoguePeer& decoderPeer,
+                   const TvDialoguePeer& encoderPeer);
 
   // ---- Quit, watchdog and priority (TvWatchdog.cpp, TvPriority.cpp, TvPreCache.cpp) ----
 
@@ -131,8 +136,57 @@ class TvTransmill : public XArgList {
   bool PreCacheRead();
 
  private:
-  // The end of a run that reached no plug-in.
-  void FinishWithoutPlugins();
+  // The conversion run behind the banner: plug-ins, source, pump, finish, closing.
+  void RunConversion();
+  bool LoadDecoder();
+  bool LoadEncoderPlugin();
+  void ConvertThroughPump();
+  bool OpenSource();
+  void StartEncoding();
+  bool AsksForRawSource();
+  void RawPass();
+  void AskReplayGainTags();
+  void BuildEncoderInfo();
+  void FillConversionRecord(const XString& output, bool raw);
+  void UnloadEncoder();
+  void CloseRun();
+  void AwaitErrorRelay();
+  TvKeyCall EncoderSet();
+
+  // Output names.
+  void ApplyOutputNameRules();
+  const XString& NameWrittenTo() const;
+
+  // The source: decoder, standard input, read-back file.
+  bool OpenDecoder(clTvDecoder& dec, TvOpenInfo* info);
+  bool CloseDecoder(clTvDecoder& dec);
+  void SettleDecodeQuality(clTvDecoder& dec, clTvEncoder& enc, const XString& settings);
+  void SendDecoderSetOptions(clTvDecoder& dec);
+  bool OpenStandardInput(TvOpenInfo* info);
+  bool ReadStdinOptions(uint32_t& rate, uint32_t& channels, uint32_t& bits, uint32_t& length);
+  void ReadStdinTags(TvOpenInfo* info);
+  bool CloseStandardInput();
+  bool DecodeAudioBlock(clTvDecoder& dec, TvAudioBlock* block);
+  bool ReadBackBlock(TvAudioBlock* block);
+  bool ReadStdinBlock(TvAudioBlock* block);
+
+  // The pump and the finish.
+  void Pump();
+  bool PassBlockOn(TvAudioBlock& block);
+  bool PassAudioBlockToDSPs(TvAudioBlock* block);
+  void Finish();
+  void OverwriteOutput(int32_t& tagWord);
+  void CheckOutputSize();
+  void LogFileSizeCheck(const char16_t* label, const XString& name);
+
+  // The DSP chain's steps of the run.
+  bool LoadDSPEffects();
+  bool HandleNonLiveDSPs();
+  bool BeginLiveDSPs();
+  bool EndLiveDSPs();
+  bool AfterConversionDSPs();
+  void SetEventQuitOnDSPs();
+  void UnloadDSPEffects();
 
  public:
   // The run's fields; they are released in reverse order.
@@ -169,7 +223,6 @@ class TvTransmill : public XArgList {
   XString lastActionInput;
   XString lastActionOutput;
   uint32_t inputIsStdin = 0;
-  uint32_t failed = 0;
   XString tempOutputName;
   uint64_t bytesEncoded = 0;
   uint32_t batchId = 0;
@@ -177,4 +230,28 @@ class TvTransmill : public XArgList {
   XString batchCommand;
   XFile debugFile;
   XEvent debugWatchEvent;
+
+  // ---- The conversion: plug-ins, source, records, output ----
+  std::unique_ptr<clTvDecoder> decoder;  // made at the header, destroyed at the closing
+  std::unique_ptr<clTvEncoder> encoder;
+  XString encoderSettings;               // the encoder's command line
+  TvOpenInfo openInfo = {};              // the live open record of the source
+  XTempFile tempDspFileName;
+  XFile tempDspFile;
+  uint64_t tempDspLength = 0;
+  XWaveFormat tempDspFormat;
+  XBuffer blockBytes;
+  uint8_t stdinWasOpen = 0;               // descriptor 0 was open at start, before any file took it
+  XPipe stdinPipe;
+  XWaveFormat stdinFormat;
+  XBuffer stdinTagBytes;
+  XBuffer stdinBlock;                    // bytes from standard input; a partial frame waits here
+  uint32_t stdinHeld = 0;                // bytes of stdinBlock carried to the next read
+  uint32_t keepReplayGainTags = 0;
+  XBuffer encoderInfoBytes;              // the encoder's extra block: properties and "_encoder"
+  uint32_t pumpStartTicks = 0;
+  uint64_t pumpElapsedMs = 0;
+  double realtimeFactor = 0.0;
+  TvConversionInfo conversionRecord = {};
+  uint32_t failed = 0;                   // the failed flag: directly behind conversionRecord
 };

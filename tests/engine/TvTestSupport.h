@@ -28,6 +28,18 @@ struct TvTransmillTestAccess {
   }
   static bool Parse(TvTransmill& t) { return t.ParseCommandLine(); }
   static XString Strip(TvTransmill& t) { return t.StripTransmillCmds(); }
+
+  // Phases of the conversion run.
+  static void ApplyOutputNameRules(TvTransmill& t) { t.ApplyOutputNameRules(); }
+  static void OverwriteOutput(TvTransmill& t, int32_t& tagWord) { t.OverwriteOutput(tagWord); }
+  static void CheckOutputSize(TvTransmill& t) { t.CheckOutputSize(); }
+  static bool ReadStdinOptions(TvTransmill& t, uint32_t& rate, uint32_t& channels, uint32_t& bits,
+                               uint32_t& length) {
+    return t.ReadStdinOptions(rate, channels, bits, length);
+  }
+  static void ReadStdinTags(TvTransmill& t, TvOpenInfo* info) { t.ReadStdinTags(info); }
+  static bool ReadStdinBlock(TvTransmill& t, TvAudioBlock* block) { return t.ReadStdinBlock(block); }
+  static bool ReadBackBlock(TvTransmill& t, TvAudioBlock* block) { return t.ReadBackBlock(block); }
 };
 
 inline std::string Utf8(const XString& text) { return text.ToUtf8String(); }

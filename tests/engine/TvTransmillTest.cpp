@@ -159,16 +159,16 @@ TEST_F(TvTransmillTest, UnusualPathsSurviveArgumentsAndFiles) {
   ASSERT_TRUE(std::filesystem::create_directory(quoted));
   ASSERT_TRUE(std::filesystem::create_directory(plain));
   WriteBytes(quoted + "/cmd file.tvcmd8", "\xEF\xBB\xBF-infile=\"" + plain +
-                                              "/sóng 🎶.wav\" -outfile=\"x.mp3\" -convert_to=enc "
+                                              "/sóng 🎶.nodecoder\" -outfile=\"x.mp3\" -convert_to=enc "
                                               "-errorfile=\"" + plain + "/err 🎵.txt\"");
   const RunResult host = Run({"-tvcmd8", quoted + "/cmd file.tvcmd8"});
   EXPECT_EQ(host.exitCode, 1);
   EXPECT_EQ(host.err, "");
   EXPECT_EQ(Utf8(ReadUtf16(plain + "/err 🎵.txt")),
-            "Error: Unable to load decoder for file type '.wav', codec not installed? visit "
+            "Error: Unable to load decoder for file type '.nodecoder', codec not installed? visit "
             "'Codec Shelf'.  [TvTransmill::TvTransmill]\r\n");
 
-  const std::string source = quoted + "/sóng 🎶.wav";
+  const std::string source = quoted + "/sóng 🎶.nodecoder";
   const RunResult console = Run({"-infile", source, "-outfile=" + quoted + "/o.mp3", "-convert_to=e"});
   EXPECT_EQ(console.exitCode, 1);
   EXPECT_NE(console.out.find("\r\nAudio Source: " + source + "\r\n"), std::string::npos)

@@ -1,0 +1,107 @@
+// The finish of a pumped run: closing the plug-ins, replacing the old output, the size check.
+#include "TvRunRules.h"
+#include "TvTransmill.h"
+#include "XDebugLog.h"
+#include "XFormat.h"
+#include "XLastError.h"
+#include "XPath.h"
+#include "clTvDecoder.h"
+#include "clTvEncoder.h"
+
+namespace {
+const char* const kRunFunction = "TvTransmill::TvTransmill";
+constexpr uint32_t kOverwriteTimeoutMs = 2000;
+
+// The size of a file by opening it; -1 when it can't be opened.
+int64_t OpenedSize(const XString& path) {
+  XFile file;
+  if (!file.OpenRead(path)) return -1;
+  return file.Size();
+}
+}  // namespace
+
+XString TvClosingLine(uint64_t elapsedMs, double factor) {
+  if (elapsedMs == 0) return XString();
+  XString line(u"Conversion completed in ");
+  line += XFormatDuration(elapsedMs, 0);
+  if (factor != 0.0) {
+    line += u" x";
+    if (factor >= 10.0)
+      line += XString::FromUInt64(static_cast<uint64_t>(factor));
+    else
+      line += XFormatDouble(factor, 1, true, XUserNumberFormat());
+    line += u" realtime encoding";
+  }
+  return line;
+}
+
+void TvTransmill::Finish() {
+  Log(u"============= CONVERSION END =============", logHandles);
+  pumpElapsedMs = static_cast<uint32_t>(XTickCount() - pumpStartTicks);
+  Communicate(TV_PHASE_END_ENCODING, TvPeerOf(*decoder), TvPeerOf(*encoder));
+  if (!silent) {
+    Print(XString(), true);
+    Print(XString(), true);
+  }
+  realtimeFactor = static_cast<double>(openInfo.msLength) /
+                   static_cast<double>(pumpElapsedMs != 0 ? pumpElapsedMs : 1);
+  if (!CloseDecoder(*decoder)) RaiseFailed();
+  // The only moment at which the after-conversion error event counts.
+  if (QuitRequested() || AfterConvErrorRequested()) RaiseFailed();
+  if (!EndLiveDSPs()) RaiseFailed();
+  int32_t tagWord = 0;
+  if (!encoder->EndConversion(&conversionRecord, &tagWord)) RaiseFailed();
+  if (!writeTags) tagWord = 0;
+  LogFileSizeCheck(tempOutputName.Length() != 0 ? u"(before overwrite final)" : u"", NameWrittenTo());
+  if (tempOutputName.Length() != 0) OverwriteOutput(tagWord);
+  tempDspFile.Close();
+  tempDspFileName.Drop();
+  CheckOutputSize();
+  Communicate(TV_PHASE_AFTER_CONVERSION, TvPeerOf(*decoder), TvPeerOf(*encoder));
+  if (!AfterConversionDSPs()) RaiseFailed();
+}
+
+// The old output is replaced only by a complete, successful, non-empty conversion.
+void TvTransmill::OverwriteOutput(int32_t& tagWord) {
+  if (OpenedSize(tempOutputName) <= 0 || failed || QuitRequested()) {
+    tagWord = 0;
+  } else {
+    DeleteFile(outputFile);
+    const XEvent* cancel = quitEventName.Length() != 0 ? &quitEvent : nullptr;
+    if (MoveWithRetry(tempOutputName, outputFile, true, kOverwriteTimeoutMs, cancel)) {
+      conversionRecord.outputFile = outputFile.CStr();
+    } else {
+      const uint32_t error = XGetLastError();
+      XString text(u"Error overwriting file ");
+      if (error != 0) text += XString().Format(u"(Win:%u)", error);
+      text += u" '";
+      text += outputFile;
+      text += u"'";
+      ReportError(text, kRunFunction);
+      RaiseFailed();
+      tagWord = 0;
+    }
+  }
+  DeleteFile(tempOutputName);
+}
+
+void TvTransmill::CheckOutputSize() {
+  if (TvIsIgnoreExtension(outputFile)) return;
+  const int64_t size = OpenedSize(outputFile);
+  if (size > 0) return;
+  const char16_t* format = u"Encoder created a blank file: %s";
+  if (size < 0)
+    format = Exists(outputFile) ? u"Encoder wrote inaccessible file: %s"
+                                : u"Encoder output file does not exist: %s";
+  ReportError(XString().Format(format, outputFile.CStr()), kRunFunction);
+}
+
+// Only with a debug log, and not for a name that holds ".iGnore" (case included).
+void TvTransmill::LogFileSizeCheck(const char16_t* label, const XString& name) {
+  if (logHandles.logHandle == 0 || name.Find(u".iGnore") != 0) return;
+  const int64_t size = OpenedSize(name);
+  const XString sizeText = XFormatNumber(size < 0 ? 0 : size, XUserNumberFormat());
+  XString text;
+  text.Format(u"File Size Check %s: %s bytes   Filename: %s", label, sizeText.CStr(), name.CStr());
+  Log(text, logHandles);
+}

@@ -1,0 +1,38 @@
+// Output-name rules: the ".IGNORE" extension, the output's folder, the temporary output.
+#include "TvRunRules.h"
+#include "TvTransmill.h"
+#include "XPath.h"
+
+namespace {
+// The longest temporary output name that the rule can make.
+constexpr int kTempNameRoom = 256;
+}  // namespace
+
+bool TvIsIgnoreExtension(const XString& outputFile) {
+  return XString::EqualsNoCase(ExtensionOf(outputFile).CStr(), u".IGNORE");
+}
+
+XString TvTempOutputName(const XString& outputFile) {
+  const XString extension = ExtensionOf(outputFile);
+  const int limit = kTempNameRoom - (extension.Length() + 1);
+  XString name = outputFile;
+  if (name.Length() > limit) name = name.Left(limit > 0 ? limit : 0);
+  name += u".tmp";
+  name += extension;
+  return name;
+}
+
+// An existing output is not touched by the encoder: it writes beside it.
+void TvTransmill::ApplyOutputNameRules() {
+  tempOutputName.Clear();
+  if (TvIsIgnoreExtension(outputFile)) {
+    writeTags = 0;
+    return;
+  }
+  if (outputFile.FindChar(u'/') != 0) CreateFolders(FolderOf(outputFile));
+  if (Exists(outputFile)) tempOutputName = TvTempOutputName(outputFile);
+}
+
+const XString& TvTransmill::NameWrittenTo() const {
+  return tempOutputName.Length() != 0 ? tempOutputName : outputFile;
+}

@@ -1,0 +1,110 @@
+// Raw audio on standard input: its format from the "source..." options, its tags from a file.
+#include "TvTransmill.h"
+#include "XDebugLog.h"
+
+#include <cstring>
+
+namespace {
+const char* const kOpenFunction = "TvTransmill::OpenDecoder";
+const char* const kCloseFunction = "TvTransmill::CloseDecoder";
+constexpr uint32_t kNoRate = 0xFFFFFFFFu;
+}  // namespace
+
+bool TvTransmill::OpenStandardInput(TvOpenInfo* info) {
+  Log(u"->->", logHandles, kOpenFunction);
+  if (!stdinWasOpen) {
+    ReportError(XString(u"Error: Cannot open StdInput for audio reading."), kOpenFunction);
+    tvExitFlag = 1;
+    return false;
+  }
+  stdinPipe.Attach(0, XInvalidHandle);
+  uint32_t rate = kNoRate, channels = 0, bits = 0, length = 0;
+  if (!ReadStdinOptions(rate, channels, bits, length)) {
+    ReportError(XString(u"Error: RIFF WAVE StdInput not supported yet."), kOpenFunction);
+    tvExitFlag = 1;
+    return false;
+  }
+  stdinFormat.SetPCM(static_cast<uint16_t>(channels), rate, static_cast<uint16_t>(bits));
+  if (Has(u"sourceisfloat")) stdinFormat.SetTag(TV_FORMAT_IEEE_FLOAT);
+  info->bitRate = bits * channels * rate;
+  info->msLength = static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(length)));
+  info->byteLength = stdinFormat.MsToBytes(info->msLength);
+  std::memcpy(&info->format, stdinFormat.Format(), TV_FORMAT_PLAIN_SIZE);
+  info->fileName = TV_STANDARD_INPUT_NAME;
+  ReadStdinTags(info);
+  XString text(u"Using StdInput WFX:");
+  text += stdinFormat.LogText();
+  Log(text, logHandles, kOpenFunction);
+  Log(u"<-<-", logHandles, kOpenFunction);
+  return true;
+}
+
+// False when no sample rate was given: a RIFF header on the stream is not read.
+bool TvTransmill::ReadStdinOptions(uint32_t& rate, uint32_t& channels, uint32_t& bits,
+                                   uint32_t& length) {
+  const struct {
+    const char16_t* name;
+    uint32_t* target;
+  } numbers[] = {{u"sourcefreq", &rate}, {u"sourcechannels", &channels}, {u"sourcebits", &bits},
+                 {u"sourcelength", &length}};
+  XString value;
+  for (const auto& number : numbers)
+    if (Get(number.name, value) && value.Length() != 0)
+      *number.target = static_cast<uint32_t>(value.ToInt64());
+  return rate != kNoRate;
+}
+
+// The tag dump a host left for this run; a file that can't be read means no tags.
+void TvTransmill::ReadStdinTags(TvOpenInfo* info) {
+  XString path;
+  if (!Get(u"idtags", path) || path.Length() == 0) return;
+  Log(u"Reading StdIn Tmp File IDTags: ", logHandles, nullptr, false);
+  XFile file;
+  if (file.OpenRead(path)) {
+    const int64_t size = file.Size();
+    if (size > 0 && size <= 0xFFFFFFFFll && stdinTagBytes.Resize(static_cast<uint32_t>(size))) {
+      if (file.Read(stdinTagBytes.data, stdinTagBytes.size, XSeekStart) == stdinTagBytes.size) {
+        info->idTags = stdinTagBytes.data;
+        info->idTagsSize = stdinTagBytes.size;
+      } else {
+        stdinTagBytes.Free();
+      }
+    }
+  }
+  Log(u"Read", logHandles);
+}
+
+// The entry line comes twice and the exit once, so the log stays one level deeper from here.
+bool TvTransmill::CloseStandardInput() {
+  Log(u"->->", logHandles, kCloseFunction);
+  Log(u"->->", logHandles, kCloseFunction);
+  stdinPipe.Close();
+  Log(u"<-<-", logHandles, kCloseFunction);
+  return true;
+}
+
+// What the pipe holds now, in whole frames: a pipe hands over bytes as they were copied in, so
+// a frame cut in two waits here for its rest. At the end everything goes, whole or not.
+bool TvTransmill::ReadStdinBlock(TvAudioBlock* block) {
+  bool ended = false;
+  const XBuffer& fresh = stdinPipe.ReadAvailable(&ended);
+  const uint32_t got = stdinPipe.receivedCount;
+  if (stdinHeld != 0) std::memmove(stdinBlock.data, stdinBlock.data + stdinBlock.length, stdinHeld);
+  uint32_t total = stdinHeld;
+  if (got != 0 && stdinBlock.Resize(stdinHeld + got, true)) {
+    std::memcpy(stdinBlock.data + stdinHeld, fresh.data, got);
+    total += got;
+  }
+  const uint32_t give = ended ? total : static_cast<uint32_t>(stdinFormat.FloorToBlock(total));
+  stdinBlock.length = give;
+  stdinHeld = total - give;
+  block->endOfStream = ended ? 1 : 0;
+  if (give == 0) return true;
+  std::memcpy(&block->format, stdinFormat.Format(), TV_FORMAT_PLAIN_SIZE);
+  block->bitRate = stdinFormat.Format()->nAvgBytesPerSec * 8;
+  block->msDuration = stdinFormat.BytesToMs(give);
+  block->byteCount = give;
+  block->data = stdinBlock.data;
+  block->msPosition = stdinFormat.BytesToMs(bytesEncoded);
+  return true;
+}

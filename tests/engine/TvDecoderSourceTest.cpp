@@ -1,0 +1,78 @@
+// Tests of the read-back source: the file that non-live rendering leaves, half a second a block.
+#include "TvTestSupport.h"
+
+#include <cstring>
+
+namespace {
+
+class TvDecoderSourceTest : public TvRunPhaseTest {
+ protected:
+  // A raw file of count bytes in a 1000 Hz, 16-bit stereo format (4000 bytes a second).
+  void ReadBackFile(size_t count, bool extensible = false) {
+    std::string bytes(count, '\0');
+    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i * 7);
+    content = bytes;
+    WriteBytes(PathOf("raw.bin"), bytes);
+    ASSERT_TRUE(run->tempDspFile.OpenRead(XString(PathOf("raw.bin").c_str(), true)));
+    run->tempDspLength = count;
+    run->tempDspFormat.SetPCM(2, 1000, 16);
+    if (extensible) run->tempDspFormat.ToExtensible();
+  }
+  TvAudioBlock Read(bool expectOk = true) {
+    TvAudioBlock block;
+    std::memset(&block, 0, sizeof(block));
+    EXPECT_EQ(TvTransmillTestAccess::ReadBackBlock(*run, &block), expectOk);
+    return block;
+  }
+  std::string content;
+};
+
+TEST_F(TvDecoderSourceTest, EmptyFileGivesOneEmptyEndBlock) {
+  ReadBackFile(0);
+  const TvAudioBlock block = Read();
+  EXPECT_EQ(block.byteCount, 0u);
+  EXPECT_EQ(block.endOfStream, 1u);
+}
+
+TEST_F(TvDecoderSourceTest, FileShorterThanHalfASecondIsOneEndBlock) {
+  ReadBackFile(1996);
+  const TvAudioBlock block = Read();
+  EXPECT_EQ(block.byteCount, 1996u);
+  EXPECT_EQ(block.endOfStream, 1u);
+  EXPECT_EQ(std::string(static_cast<const char*>(block.data), block.byteCount), content);
+  EXPECT_EQ(block.msDuration, 499u);
+  EXPECT_EQ(block.bitRate, 32000u);
+  EXPECT_EQ(block.format.Format.cbSize, 0u);
+}
+
+TEST_F(TvDecoderSourceTest, LongerFileComesInHalfSecondsWithPositions) {
+  ReadBackFile(5000, true);
+  TvAudioBlock block = Read();
+  EXPECT_EQ(block.byteCount, 2000u);
+  EXPECT_EQ(block.endOfStream, 0u);
+  EXPECT_EQ(block.msDuration, 500u);
+  EXPECT_EQ(block.format.Format.wFormatTag, TV_FORMAT_EXTENSIBLE);
+  EXPECT_EQ(block.format.Format.cbSize, 22u);
+  run->bytesEncoded += block.byteCount;
+  block = Read();
+  EXPECT_EQ(block.byteCount, 2000u);
+  EXPECT_EQ(block.msPosition, 500u);
+  run->bytesEncoded += block.byteCount;
+  block = Read();
+  EXPECT_EQ(block.byteCount, 1000u);
+  EXPECT_EQ(block.endOfStream, 1u);
+  EXPECT_EQ(std::string(static_cast<const char*>(block.data), 1000), content.substr(4000));
+}
+
+TEST_F(TvDecoderSourceTest, FileThatEndsEarlyIsAReadError) {
+  ReadBackFile(100);
+  run->tempDspLength = 4000;  // more than the file holds
+  Read();
+  const TvAudioBlock block = Read(false);
+  EXPECT_EQ(block.byteCount, 0u);
+  EXPECT_NE(Err().find("Error reading back from temporary DSP file."), std::string::npos) << Err();
+  EXPECT_EQ(tvExitFlag, 1);
+  tvExitFlag = 0;
+}
+
+}  // namespace
