@@ -10,6 +10,11 @@
 
 namespace {
 
+std::string ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), {});
+}
+
 // Loads path into a fresh binding of each kind that it names and returns the debug log.
 template <typename Binding>
 std::string LoadLogged(const char* relative, bool expectBound) {
@@ -70,4 +75,19 @@ TEST(XDLLTest, ModulePathNamesTheLoadedFile) {
   EXPECT_EQ(dsp.ModulePath().ToUtf8String(), library.ToUtf8String());
   dsp.Unload();
   EXPECT_TRUE(dsp.ModulePath().IsEmpty());
+}
+
+TEST(XDLLTest, ALibraryCutShortIsRefusedBeforeItIsMapped) {
+  TestPluginSession session;
+  CapturedDebugLog log(session.Folder());
+  std::string whole = ReadBytes(TV_TEST_PLUGIN_DIR "/DSPs/TestDSP.so");
+  ASSERT_GT(whole.size(), 4096u);
+  // Cut inside the ELF header, inside the program headers, and inside the first segment.
+  for (size_t size : {size_t(40), size_t(600), size_t(3000)}) {
+    session.Folder().WriteFile("cut.so", whole.substr(0, size));
+    clTvDSP dsp;
+    EXPECT_FALSE(dsp.Load(XString::FromUtf8(session.Folder() / "cut.so").CStr())) << size;
+    EXPECT_FALSE(dsp.IsBound()) << size;
+  }
+  EXPECT_NE(log.Text().find("cut.so': file is cut short"), std::string::npos) << log.Text();
 }
