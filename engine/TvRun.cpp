@@ -190,7 +190,11 @@ void TvTransmill::CloseRun() {
 // take what waits in the error pipe before the exit code is decided.
 void TvTransmill::AwaitErrorRelay() {
   if (!relayThread.IsRunning()) return;
-  for (int round = 0; round < kErrorRelayRounds && errorPipe.Available(nullptr) != 0; round++)
+  bool waited = false;
+  for (int round = 0; round < kErrorRelayRounds && errorPipe.Available(nullptr) != 0; round++) {
     std::this_thread::sleep_for(std::chrono::milliseconds(kErrorRelayWaitMs));
-  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    waited = true;
+  }
+  // The relay raises the flag just behind its read: give it that moment too.
+  if (waited) std::this_thread::sleep_for(std::chrono::milliseconds(2 * kErrorRelayWaitMs));
 }
