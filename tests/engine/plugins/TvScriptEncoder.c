@@ -73,6 +73,13 @@ TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance instance, TvConversionIn
   ScriptNarrow(info->outputFile, output, sizeof output);
   ScriptLog("ENC_BeginConversion %s", output, 0);
   ScriptLog("Source %s", source, 0);
+  if (info->format) {
+    char format[128];
+    snprintf(format, sizeof format, "Format %u %u %u %u %u", info->format->Format.wFormatTag,
+             info->format->Format.nChannels, info->format->Format.nSamplesPerSec,
+             info->format->Format.wBitsPerSample, info->format->Format.nBlockAlign);
+    ScriptLog("%s%.0ld", format, 0);
+  }
   if (ExtraHasEncoderName(info)) ScriptLog("ExtraInfo _encoder=%s", ScriptEncoderName(info), 0);
   if (ScriptNumber("TVTEST_ENCODER_CREATES", 1)) e->output = fopen(output, "wb");
   if (ScriptNumber("TVTEST_ENCODER_BEGIN", 1) == 0) {
