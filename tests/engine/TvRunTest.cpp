@@ -68,6 +68,19 @@ TEST_F(TvRunTest, SuccessfulConversionWritesTheOutputAndSaysSo) {
   EXPECT_EQ(r.out.find("Conversion Failed."), std::string::npos);
 }
 
+TEST_F(TvRunTest, ClosingLineTellsTimeAndSpeedUnlessSilent) {
+  // Two waits for data make the pump's time at least 50 ms.
+  const std::vector<std::string> env = {"TVTEST_BLOCKS=e,e,e,400E", "TVTEST_LENGTH_MS=60000"};
+  const TvChildResult r = Convert(PathOf("o.wav"), env);
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  const size_t line = r.out.find(" \r\n\r\nConversion completed in ");  // behind the bar
+  ASSERT_NE(line, std::string::npos) << r.out;
+  EXPECT_NE(r.out.find(" realtime encoding\r\n", line), std::string::npos) << r.out;
+  const TvChildResult quiet = Convert(PathOf("p.wav"), env, {"-silent"});
+  EXPECT_EQ(quiet.exitCode, 0) << quiet.err;
+  EXPECT_EQ(quiet.out, "");
+}
+
 TEST_F(TvRunTest, PluginsAreCalledInTheirOrder) {
   Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=4E"});
   std::vector<std::string> order;
