@@ -75,14 +75,23 @@ class TvTestHost {
     }) && HasLineLocked(prefix);
   }
 
-  // Waits for the process and both pipes' end; the exit code, or -1.
+  // Waits for the process (killed after a minute, so a hung run fails the test instead of
+  // holding it) and both pipes' end; the exit code, or -1.
   int Finish() {
     int status = 0;
-    if (pid > 0) waitpid(pid, &status, 0);
+    for (int i = 0; pid > 0 && waitpid(pid, &status, WNOHANG) == 0; i++) {
+      if (i == 6000) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        status = -1;
+        break;
+      }
+      usleep(10000);
+    }
     pid = -1;
     if (outReader.joinable()) outReader.join();
     if (errReader.joinable()) errReader.join();
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
   // Standard output as lines (UTF-16LE decoded, split at CR LF), and the raw bytes.
