@@ -56,16 +56,19 @@ bool TvTransmill::EndLiveDSPs() {
   return ended;
 }
 
-// Each effect hears of the output with the failed flag behind the record.
-bool TvTransmill::AfterConversionDSPs() {
+// Each effect hears of every output, with the failed flag behind the record.
+bool TvTransmill::AfterConversionDSPs(const XStringList& names) {
   bool done = true;
-  TvAfterConversionInfo copy = {};
-  copy.info = conversionRecord;
-  copy.failed = failed;
   for (const auto& entry : dspEffects) {
     if (entry->binding == nullptr) continue;
     currentDsp = entry.get();
-    if (!entry->binding->AfterConversion(&copy)) done = false;
+    for (int32_t index = 0; index < names.Count(); index++) {
+      TvAfterConversionInfo copy = {};
+      copy.info = conversionRecord;
+      copy.info.outputFile = names[index].CStr();
+      copy.failed = failed;
+      if (!entry->binding->AfterConversion(&copy)) done = false;
+    }
   }
   return done;
 }

@@ -57,8 +57,11 @@ void TvTransmill::Finish() {
   tempDspFile.Close();
   tempDspFileName.Drop();
   CheckOutputSize();
+  WriteTagsIfAsked(tagWord);
+  XStringList names;
+  CollectOutputNames(names);
   Communicate(TV_PHASE_AFTER_CONVERSION, TvPeerOf(*decoder), TvPeerOf(*encoder));
-  if (!AfterConversionDSPs()) RaiseFailed();
+  if (!AfterConversionDSPs(names)) RaiseFailed();
 }
 
 // The old output is replaced only by a complete, successful, non-empty conversion.

@@ -83,6 +83,7 @@ void TvTransmill::ConvertThroughPump() {
   if (OpenSource()) {
     ApplyOutputNameRules();
     AskReplayGainTags();
+    PrepareTags(openInfo.idTags, openInfo.idTagsSize);
     BuildEncoderInfo();
     FillConversionRecord(NameWrittenTo(), false);
     if (!HandleNonLiveDSPs()) RaiseFailed();
@@ -141,6 +142,7 @@ void TvTransmill::RawPass() {
   if (!OpenDecoder(*decoder, &openInfo)) return;
   SetConversionPriority(EncoderSet());
   AskReplayGainTags();
+  PrepareTags(openInfo.idTags, openInfo.idTagsSize);
   if (!CloseDecoder(*decoder)) RaiseFailed();
   FillConversionRecord(outputFile, true);
   if (!encoder->BeginConversion(&conversionRecord)) RaiseFailed();
@@ -159,14 +161,16 @@ void TvTransmill::BuildEncoderInfo() {
   info.ToBlock(encoderInfoBytes);
 }
 
-// The encoder gets no prepared ID tags yet. The raw pass hands on the decoder's properties as
-// they are; the normal path the block made from them.
+// The raw pass hands on the decoder's properties as they are; the normal path the block made
+// from them.
 void TvTransmill::FillConversionRecord(const XString& output, bool raw) {
   std::memset(&conversionRecord, 0, sizeof(conversionRecord));
   conversionRecord.sourceFile = openInfo.fileName;
   conversionRecord.outputFile = output.CStr();
   conversionRecord.encoderSettings = encoderSettings.CStr();
   conversionRecord.format = &openInfo.format;
+  conversionRecord.idTags = tagBytes.data;
+  conversionRecord.idTagsSize = tagBytes.size;
   conversionRecord.extraInfo = raw ? openInfo.properties : encoderInfoBytes.data;
   conversionRecord.extraInfoSize = raw ? openInfo.propertiesSize : encoderInfoBytes.size;
 }

@@ -8,6 +8,8 @@
 #include "XPipe.h"
 #include "XSharedMem.h"
 #include "XString.h"
+#include "XStringList.h"
+#include "XTagList.h"
 #include "XTempFile.h"
 #include "XThread.h"
 #include "XWaveFormat.h"
@@ -147,6 +149,20 @@ class TvTransmill : public XArgList {
   void RawPass();
   void AskReplayGainTags();
   void BuildEncoderInfo();
+
+  // Tag preparation (TvTagPrep.cpp): fills tagList and tagBytes.
+  void PrepareTags(const void* tagBlock, uint32_t tagBlockSize);
+  void AddOptionTags();
+  void MergeSourceTags(const void* tagBlock, uint32_t tagBlockSize);
+  void RefreshSourceTag();
+  void RefreshEncodedByTag();
+  void RefreshEncoderTag();
+  void RefreshEncoderSettingsTag();
+
+  // Tag writing and the output names (TvTagWriter.cpp).
+  bool IDTagWriter(const XString& path, void* tags, uint32_t size);
+  void WriteTagsIfAsked(int32_t tagWord);
+  void CollectOutputNames(XStringList& names);
   void FillConversionRecord(const XString& output, bool raw);
   void UnloadEncoder();
   void CloseRun();
@@ -184,7 +200,7 @@ class TvTransmill : public XArgList {
   bool HandleNonLiveDSPs();
   bool BeginLiveDSPs();
   bool EndLiveDSPs();
-  bool AfterConversionDSPs();
+  bool AfterConversionDSPs(const XStringList& names);
   void SetEventQuitOnDSPs();
   void UnloadDSPEffects();
 
@@ -248,6 +264,9 @@ class TvTransmill : public XArgList {
   XBuffer stdinBlock;                    // bytes from standard input; a partial frame waits here
   uint32_t stdinHeld = 0;                // bytes of stdinBlock carried to the next read
   uint32_t keepReplayGainTags = 0;
+  XString versionFolder;                 // holds "Versions/"; the executable's folder by default
+  XTagList tagList;                      // the run's tags, kept for the tag writer
+  XBuffer tagBytes;                      // tagList as a block: the encoder's and the writer's
   XBuffer encoderInfoBytes;              // the encoder's extra block: properties and "_encoder"
   uint32_t pumpStartTicks = 0;
   uint64_t pumpElapsedMs = 0;

@@ -40,6 +40,13 @@ struct TvTransmillTestAccess {
   static void ReadStdinTags(TvTransmill& t, TvOpenInfo* info) { t.ReadStdinTags(info); }
   static bool ReadStdinBlock(TvTransmill& t, TvAudioBlock* block) { return t.ReadStdinBlock(block); }
   static bool ReadBackBlock(TvTransmill& t, TvAudioBlock* block) { return t.ReadBackBlock(block); }
+  static void PrepareTags(TvTransmill& t, const void* block, uint32_t size) {
+    t.PrepareTags(block, size);
+  }
+  static bool IDTagWriter(TvTransmill& t, const XString& path, void* tags, uint32_t size) {
+    return t.IDTagWriter(path, tags, size);
+  }
+  static void CollectOutputNames(TvTransmill& t, XStringList& names) { t.CollectOutputNames(names); }
 };
 
 inline std::string Utf8(const XString& text) { return text.ToUtf8String(); }

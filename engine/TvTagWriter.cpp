@@ -1,0 +1,104 @@
+// Tags go into the finished output through a decoder of its type; the list of outputs made.
+#include "TvRunRules.h"
+#include "TvTransmill.h"
+#include "XDebugLog.h"
+#include "XFile.h"
+#include "XPath.h"
+#include "XStringList.h"
+#include "XTagList.h"
+#include "clTvCodecHandler.h"
+#include "clTvDSP.h"
+#include "clTvDecoder.h"
+
+#include <chrono>
+#include <thread>
+
+namespace {
+const char* const kWriterFunction = "TvTransmill::IDTagWriter";
+constexpr int kUnlockTries = 30;
+constexpr int kUnlockWaitMs = 100;
+constexpr int kSetTries = 10;
+constexpr int kSetWaitMs = 750;
+
+void SleepMs(int milliseconds) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+// An exclusive open that works means the encoder, or a scanner, has let go of the file.
+void AwaitRelease(const XString& path) {
+  if (!Exists(path)) return;
+  for (int round = 0; round < kUnlockTries; round++) {
+    XFile probe;
+    if (probe.Open(path, GENERIC_READ, OPEN_EXISTING, false, false)) return;
+    SleepMs(kUnlockWaitMs);
+  }
+}
+
+bool SetTags(clTvDecoder& decoder, const XString& path, void* tags, uint32_t size) {
+  TvPluginValue value = {};
+  value.value = static_cast<int32_t>(size);
+  value.text1 = path.CStr();
+  value.data = tags;
+  for (int round = 1; round <= kSetTries; round++) {
+    if (decoder.Set(TV_KEY_ID_TAGS, &value) != 0) return true;
+    if (round < kSetTries) SleepMs(kSetWaitMs);
+  }
+  return false;
+}
+}  // namespace
+
+bool TvTransmill::IDTagWriter(const XString& path, void* tags, uint32_t size) {
+  if (tags == nullptr || size == 0) return true;
+  if (XString::EqualsNoCase(ExtensionOf(tagLoadFile).CStr(), u".iGnore")) return true;
+  Log(u"->->", logHandles, kWriterFunction);
+  if (!silent) Print(XString(u"Writing ID Tags: "), false);
+  // No error handle: a decoder that can't cope with the file mustn't fail the run.
+  TvHostContext context = logHandles;
+  context.errorHandle = 0;
+  clTvDecoder writer;
+  if (clTvCodecHandler::FindDecoder(tagLoadFile, writer, &context)) {
+    AwaitRelease(path);
+    if (!SetTags(writer, path, tags, size)) return false;
+  }
+  if (!silent) Print(XString(u"Done"), true);
+  Log(u"<-<-", logHandles, kWriterFunction);
+  return true;
+}
+
+void TvTransmill::WriteTagsIfAsked(int32_t tagWord) {
+  if (tagWord == 0) return;
+  if (logHandles.logHandle != 0) LogFileSizeCheck(u"(before ID Tags Written)", outputFile);
+  if (hostMode) SendTagWritingAction(outputFile);
+  if (IDTagWriter(outputFile, tagBytes.data, tagBytes.size)) return;
+  XString text(u"Unable to tag file '");
+  text += outputFile;
+  text += u"'";
+  ReportError(text, "TvTransmill::TvTransmill");
+  RaiseFailed();
+}
+
+// The encoder may name several outputs as FileName1, FileName2... in its returned block.
+void TvTransmill::CollectOutputNames(XStringList& names) {
+  if (conversionRecord.extraInfo != nullptr && conversionRecord.extraInfoSize != 0) {
+    XTagList reported;
+    reported.FromBlock(conversionRecord.extraInfo, conversionRecord.extraInfoSize);
+    for (int32_t number = 1;; number++) {
+      const XString value = reported.GetValue(XString::Concat(XString(u"FileName"),
+                                                              XString(number).CStr()));
+      if (value.Length() == 0) break;
+      names.Add(value);
+    }
+  }
+  if (names.Count() == 0) {
+    names.Add(XString(conversionRecord.outputFile));
+    return;
+  }
+  Log(u"Multi-FileNames Reported Back to Transmill:", logHandles);
+  if (hostMode) {
+    for (int32_t index = 0; index < names.Count(); index++) {
+      Log(names[index], logHandles);
+      SendFileName(names[index]);
+    }
+  }
+  Log(u"", logHandles);
+}
