@@ -11,6 +11,7 @@ typedef struct Decoder {
   unsigned char* data;
   unsigned long long position;
   TvWaveFormatEx format;
+  long tagFailures; /* Set "IDTags" answers made so far that failed */
 } Decoder;
 
 TV_PLUGIN_EXPORT TvInstance Create(TvHostContext* context) {
@@ -47,6 +48,19 @@ TV_PLUGIN_EXPORT int32_t Set(TvInstance instance, const char16_t* key, TvPluginV
   char line[400];
   snprintf(line, sizeof line, "Set %s=%s", name, text);
   ScriptLog("%s %ld", line, value->value);
+  if (strcmp(name, "IDTags") != 0) return 1;
+  Decoder* d = instance;
+  /* TVTEST_TAG_FAILS: how many tries fail; TVTEST_TAG_BLOCK: where the block is kept. */
+  if (d->tagFailures < ScriptNumber("TVTEST_TAG_FAILS", 0)) {
+    d->tagFailures++;
+    return 0;
+  }
+  const char* path = getenv("TVTEST_TAG_BLOCK");
+  FILE* file = path ? fopen(path, "wb") : NULL;
+  if (file) {
+    fwrite(value->data, 1, (size_t)value->value, file);
+    fclose(file);
+  }
   return 1;
 }
 

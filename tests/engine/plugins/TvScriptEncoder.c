@@ -110,6 +110,17 @@ TV_PLUGIN_EXPORT int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* bloc
   return 1;
 }
 
+/* Hands back, as the record's extra block, the bytes of the file TVTEST_RETURN_BLOCK names. */
+static void ReturnBlock(TvConversionInfo* info) {
+  static unsigned char block[4096];
+  const char* path = getenv("TVTEST_RETURN_BLOCK");
+  FILE* file = path ? fopen(path, "rb") : NULL;
+  if (!file) return;
+  info->extraInfoSize = (uint32_t)fread(block, 1, sizeof block, file);
+  info->extraInfo = block;
+  fclose(file);
+}
+
 TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info, int32_t* writeTags) {
   Encoder* e = instance;
   char output[512];
@@ -118,5 +129,6 @@ TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo
   if (e->output) fclose(e->output);
   e->output = NULL;
   *writeTags = (int32_t)ScriptNumber("TVTEST_WRITE_TAGS", 0);
+  ReturnBlock(info);
   return (int32_t)ScriptNumber("TVTEST_ENCODER_END", 1);
 }
