@@ -1,6 +1,6 @@
 # The codec tests load the real plug-ins (directly and through the engine's bindings) and
 # read their output back with libsndfile.
 if(TARGET pcm_decoder)
-  target_link_libraries(${name}_tests PRIVATE plugins foundation pcm_common ${CMAKE_DL_LIBS})
+  target_link_libraries(${name}_tests PRIVATE plugins foundation pcm_common codec_common ${CMAKE_DL_LIBS})
   add_dependencies(${name}_tests pcm_decoder wav_encoder aiff_encoder w64_encoder)
 endif()
