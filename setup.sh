@@ -10,7 +10,9 @@ packages=(
   # plug-in records: 32-bit compile-only layout check; wave headers read back by soxi
   gcc-multilib g++-multilib sox
   # plug-ins
-  libsndfile1-dev
+  libsndfile1-dev libtag1-dev
+  # tag round trips in the codec tests: the formats' own tools and an independent reader
+  ffmpeg flac lame opus-tools python3-mutagen vorbis-tools wavpack
 )
 
 missing=()

@@ -13,6 +13,8 @@ struct TagItem {
   std::u16string key;
   std::u16string value;
   std::vector<uint8_t> binary;
+
+  friend bool operator==(const TagItem&, const TagItem&) = default;
 };
 using TagItems = std::vector<TagItem>;
 

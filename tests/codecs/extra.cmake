@@ -4,3 +4,7 @@ if(TARGET pcm_decoder)
   target_link_libraries(${name}_tests PRIVATE plugins foundation pcm_common codec_common ${CMAKE_DL_LIBS})
   add_dependencies(${name}_tests pcm_decoder wav_encoder aiff_encoder w64_encoder)
 endif()
+# The tag bridge's block is checked against the tag list's own block form.
+if(TARGET codec_tags)
+  target_link_libraries(${name}_tests PRIVATE codec_tags tags)
+endif()
