@@ -11,6 +11,8 @@ packages=(
   gcc-multilib g++-multilib sox
   # plug-ins
   libsndfile1-dev
+  # the demo, and the tools that tests and benchmarks take as referees
+  bc espeak-ng ffmpeg flac lame mpg123 opus-tools python3-mutagen vorbis-tools wavpack
 )
 
 missing=()
