@@ -9,19 +9,15 @@ trap 'rm -rf "$work"' EXIT
 
 # The best of several runs: the least disturbed by other work on the machine.
 best_seconds() {
-  local best=""
+  local best="" took TIMEFORMAT=%3R
   for _ in $(seq "$repeats"); do
-    local start end took
-    start=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
-    end=$(date +%s.%N)
-    took=$(echo "$end - $start" | bc -l)
+    took=$( { time "$@" >/dev/null 2>&1; } 2>&1 )
     if [ -z "$best" ] || [ "$(echo "$took < $best" | bc -l)" = 1 ]; then best=$took; fi
   done
   echo "$best"
 }
 
-ratio() { echo "scale=2; $1 / $2" | bc -l; }
+ratio() { echo "scale=2; $1 / ($2 + 0.0005)" | bc -l; }
 
 row() {  # label, our seconds, their seconds, their name
   printf '%-34s transmill %7.3f s   %-8s %7.3f s   ratio %s\n' "$1" "$2" "$4" "$3" "$(ratio "$2" "$3")"
