@@ -11,8 +11,8 @@ packages=(
   gcc-multilib g++-multilib sox
   # plug-ins
   libsndfile1-dev libtag1-dev
-  # tag round trips in the codec tests: the formats' own tools and an independent reader
-  ffmpeg flac lame opus-tools python3-mutagen vorbis-tools wavpack
+  # the demo, and the tools that tests and benchmarks take as referees
+  bc espeak-ng ffmpeg flac lame mpg123 opus-tools python3-mutagen vorbis-tools wavpack
 )
 
 missing=()
