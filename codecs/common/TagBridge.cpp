@@ -31,7 +31,9 @@ namespace {
 using namespace TagLib;
 using namespace tagfamily;
 
-enum class Kind { Unreadable, Unknown, Flac, Mpeg, Vorbis, Opus, OggFlac, Speex, WavPack, Monkey, Musepack, Wav, Aiff };
+enum class Kind {
+  Unreadable, Unknown, Flac, Mpeg, Vorbis, Opus, OggFlac, Speex, WavPack, Monkey, Musepack, Wav, Aiff
+};
 
 // Enough of the file's start to find two MPEG frames behind any junk.
 constexpr size_t kHeadSize = 16384;
@@ -75,7 +77,7 @@ size_t MpegFrameLength(const uint8_t* p) {
       bitrateIndex == 15 || rateIndex == 3)
     return 0;
   bool mpeg1 = version == 3;
-  int bitrate = kBitrates[mpeg1 ? 0 : 1][layer - 1] [bitrateIndex] * 1000;
+  int bitrate = kBitrates[mpeg1 ? 0 : 1][layer - 1][bitrateIndex] * 1000;
   int rate = kRates[rateIndex] >> (mpeg1 ? 0 : version == 2 ? 1 : 2);
   if (layer == 1) return size_t((12 * bitrate / rate + padding) * 4);
   int perSample = layer == 3 && !mpeg1 ? 72 : 144;
@@ -160,8 +162,10 @@ TagItems ReadApeFile(const char* path) {
   TagItems items;
   ApeFile file(path, false);
   if (!file.isValid()) return items;
-  if (file.hasAPETag()) ReadApe(*file.APETag(), items);
-  else if (file.hasID3v1Tag()) tagmap::AppendProperties(file.ID3v1Tag()->properties(), tagmap::Family::Id3, items);
+  if (file.hasAPETag())
+    ReadApe(*file.APETag(), items);
+  else if (file.hasID3v1Tag())
+    tagmap::AppendProperties(file.ID3v1Tag()->properties(), tagmap::Family::Id3, items);
   return items;
 }
 
@@ -169,8 +173,10 @@ TagItems ReadWav(const char* path) {
   TagItems items;
   RIFF::WAV::File file(path, false);
   if (!file.isValid()) return items;
-  if (file.hasID3v2Tag()) ReadId3(*file.ID3v2Tag(), items);
-  else if (file.hasInfoTag()) tagmap::AppendProperties(file.InfoTag()->properties(), tagmap::Family::Id3, items);
+  if (file.hasID3v2Tag())
+    ReadId3(*file.ID3v2Tag(), items);
+  else if (file.hasInfoTag())
+    tagmap::AppendProperties(file.InfoTag()->properties(), tagmap::Family::Id3, items);
   return items;
 }
 
@@ -182,6 +188,9 @@ TagItems ReadAiff(const char* path) {
 }
 
 // --- Writing ---
+
+// A FLAC metadata block's length has 24 bits: a larger picture can't be stored.
+constexpr unsigned kMaxFlacBlock = 0xFFFFFF;
 
 enum class Outcome { Saved, CantOpen, Damaged, ReadOnly, SaveFailed };
 
@@ -208,7 +217,10 @@ Outcome WriteFlac(const char* path, const TagItems& items) {
   return Rewrite<FLAC::File>(path, [&](FLAC::File& file) {
     file.removePictures();
     WriteXiph(*file.xiphComment(true), items, false);
-    for (FLAC::Picture* picture : MakeFlacPictures(items)) file.addPicture(picture);
+    for (FLAC::Picture* picture : MakeFlacPictures(items)) {
+      if (picture->render().size() <= kMaxFlacBlock) file.addPicture(picture);
+      else delete picture;
+    }
     file.strip(FLAC::File::ID3v1 | FLAC::File::ID3v2);
     return file.save();
   });
@@ -296,7 +308,8 @@ bool WriteFileTags(const std::string& path, const TagItems& items, std::u16strin
   Kind kind = DetectKind(path);
   std::u16string text;
   if (kind == Kind::Unreadable) text = OutcomeText(Outcome::CantOpen, path);
-  else if (kind == Kind::Unknown) text = u"The file '" + FromUtf8(path) + u"' is not of a type that holds tags.";
+  else if (kind == Kind::Unknown)
+    text = u"The file '" + FromUtf8(path) + u"' is not of a type that holds tags.";
   else text = OutcomeText(WriteKind(kind, path.c_str(), items), path);
   if (error) *error = text;
   return text.empty();

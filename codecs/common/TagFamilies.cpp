@@ -57,7 +57,8 @@ void AppendPicture(int type, const String& description, const ByteVector& data, 
 bool IsImageFileName(const std::string& text) {
   static const char* const extensions[] = {".jpg", ".jpeg", ".png", ".gif", ".bmp", ".webp"};
   std::string lower = text;
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return char(std::tolower(c)); });
   for (const char* ext : extensions) {
     std::string e = ext;
     if (lower.size() >= e.size() && lower.compare(lower.size() - e.size(), e.size(), e) == 0) return true;

@@ -38,6 +38,9 @@ const KeyName kKeys[] = {
     {u"replaygain_track_peak", "REPLAYGAIN_TRACK_PEAK"},
     {u"replaygain_album_gain", "REPLAYGAIN_ALBUM_GAIN"},
     {u"replaygain_album_peak", "REPLAYGAIN_ALBUM_PEAK"},
+    // Player data the engine drops on conversion; ID3v2 keeps it in comments.
+    {u"iTunNORM", "ITUNNORM", "COMMENT:ITUNNORM"},
+    {u"ITUNSMPB", "ITUNSMPB", "COMMENT:ITUNSMPB"},
 };
 
 // Xiph comments keep a pair's total in a field of its own; the first name is written.
@@ -180,7 +183,9 @@ std::string SniffMime(const std::vector<uint8_t>& data) {
 
 }  // namespace
 
-TagLib::String ToTagLib(const std::u16string& text) { return TagLib::String(ToUtf8(text), TagLib::String::UTF8); }
+TagLib::String ToTagLib(const std::u16string& text) {
+  return TagLib::String(ToUtf8(text), TagLib::String::UTF8);
+}
 
 std::u16string FromTagLib(const TagLib::String& text) { return FromUtf8(text.to8Bit(true)); }
 
@@ -237,7 +242,8 @@ bool ParsePicture(const TagItem& item, PictureOut& out) {
   return true;
 }
 
-TagItem MakePicture(int number, int type, const std::u16string& subDescription, const char* data, size_t size) {
+TagItem MakePicture(int number, int type, const std::u16string& subDescription, const char* data,
+                    size_t size) {
   if (type < 0 || type >= kPictureTypeCount) type = 0;
   TagItem item;
   item.key = kPicturePrefix + FromUtf8(std::to_string(number)) + u"_" + kPictureTypes[type];

@@ -20,7 +20,8 @@
 namespace codec {
 // Items show as key = value, or key and the payload's size.
 void PrintTo(const TagItem& item, std::ostream* out) {
-  *out << ToUtf8(item.key) << " = " << (item.binary.empty() ? ToUtf8(item.value) : std::to_string(item.binary.size()) + " bytes");
+  *out << ToUtf8(item.key) << " = "
+       << (item.binary.empty() ? ToUtf8(item.value) : std::to_string(item.binary.size()) + " bytes");
 }
 }  // namespace codec
 
@@ -48,7 +49,8 @@ std::vector<uint8_t> ReadBytes(const std::string& path) {
 }
 
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& data) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
 }
 
 bool RunQuiet(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
@@ -69,7 +71,8 @@ std::string Capture(const std::string& command) {
 XTagList ListOf(const TagItems& items) {
   XTagList list;
   for (const TagItem& item : items) {
-    XTagItem* added = list.Add(XString(std::u16string_view(item.key)), XString(std::u16string_view(item.value)));
+    XTagItem* added =
+        list.Add(XString(std::u16string_view(item.key)), XString(std::u16string_view(item.value)));
     if (!item.binary.empty()) added->binary.AssignData(item.binary.data(), uint32_t(item.binary.size()));
   }
   return list;
@@ -87,7 +90,8 @@ TagItems ItemsOf(const XTagList& list) {
 
 TagItems SampleItems() {
   return {Text("Title", "Grüße aus 東京 ♫"), Text("Comment", "line one\r\nline two"), Text("", ""),
-          TagItem{u"_albumart_1_Front Album Cover", u"", Noise(1000, "\xFF\xD8\xFF", 1)}, Text("Artist", "Z")};
+          TagItem{u"_albumart_1_Front Album Cover", u"", Noise(1000, "\xFF\xD8\xFF", 1)},
+          Text("Artist", "Z")};
 }
 
 TEST(TagBridgeTest, BlockIsByteForByteTheTagListBlock) {
@@ -129,6 +133,13 @@ TEST(TagBridgeTest, DamagedBlocksGiveTheItemsBeforeTheDamage) {
     copy[1] = copy[2] = copy[3] = count < 0 ? 0xFF : 0;
     ExpectSameAsEngine(copy);
   }
+  std::mt19937 random(11);
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<uint8_t> copy = block;
+    for (int changes = 1 + int(random() % 4); changes > 0; --changes)
+      copy[random() % copy.size()] = uint8_t(random());
+    ExpectSameAsEngine(copy);
+  }
   EXPECT_EQ(codec::ReadTagItemBlock(block.data(), secondRecord + 8), TagItems{SampleItems()[0]});
   EXPECT_TRUE(codec::ReadTagItemBlock(nullptr, 100).empty());
 }
@@ -149,13 +160,15 @@ struct Referee {
 
 std::string Unhex(const std::string& hex) {
   std::string text;
-  for (size_t i = 0; hex != "-" && i + 1 < hex.size(); i += 2) text += char(std::stoi(hex.substr(i, 2), nullptr, 16));
+  for (size_t i = 0; hex != "-" && i + 1 < hex.size(); i += 2)
+    text += char(std::stoi(hex.substr(i, 2), nullptr, 16));
   return text;
 }
 
 Referee ReadWithMutagen(const std::string& path, const std::string& kind, const ScratchFolder& folder) {
   std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
-  std::string out = Capture("/usr/bin/python3 '" + script + "' '" + path + "' " + kind + " '" + folder / "pic" + "'");
+  std::string out =
+      Capture("/usr/bin/python3 '" + script + "' '" + path + "' " + kind + " '" + folder / "pic" + "'");
   Referee referee;
   std::istringstream lines(out);
   std::string tag, a, b, c;
@@ -183,28 +196,48 @@ const std::string kTitle = "Grüße aus 東京 ♫";
 const std::string kComment = "line one\nline two";
 
 std::map<std::string, std::vector<std::string>> XiphExpected() {
-  return {{"TITLE", {kTitle}}, {"ARTIST", {"First", "Second"}}, {"COMMENT", {kComment}},
-          {"TRACKNUMBER", {"3"}}, {"TRACKTOTAL", {"12"}}, {"DISCNUMBER", {"1"}}, {"DISCTOTAL", {"2"}},
-          {"DATE", {"2024"}}, {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}}, {"MY FIELD", {"custom"}},
+  return {{"TITLE", {kTitle}},
+          {"ARTIST", {"First", "Second"}},
+          {"COMMENT", {kComment}},
+          {"TRACKNUMBER", {"3"}},
+          {"TRACKTOTAL", {"12"}},
+          {"DISCNUMBER", {"1"}},
+          {"DISCTOTAL", {"2"}},
+          {"DATE", {"2024"}},
+          {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"MY FIELD", {"custom"}},
           {"ENCODER", {"Test encoder"}}};
 }
 
 std::map<std::string, std::vector<std::string>> Id3Expected() {
-  return {{"TIT2", {kTitle}}, {"TPE1", {"First", "Second"}}, {"COMM:", {kComment}}, {"TRCK", {"3/12"}},
-          {"TPOS", {"1/2"}}, {"TDRC", {"2024"}}, {"TXXX:REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
-          {"TXXX:MY FIELD", {"custom"}}, {"TSSE", {"Test encoder"}}};
+  return {{"TIT2", {kTitle}},
+          {"TPE1", {"First", "Second"}},
+          {"COMM:", {kComment}},
+          {"TRCK", {"3/12"}},
+          {"TPOS", {"1/2"}},
+          {"TDRC", {"2024"}},
+          {"TXXX:REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"TXXX:MY FIELD", {"custom"}},
+          {"TSSE", {"Test encoder"}}};
 }
 
 std::map<std::string, std::vector<std::string>> ApeExpected() {
-  return {{"TITLE", {kTitle}}, {"ARTIST", {"First", "Second"}}, {"COMMENT", {kComment}}, {"TRACK", {"3/12"}},
-          {"DISC", {"1/2"}}, {"YEAR", {"2024"}}, {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
-          {"MY FIELD", {"custom"}}, {"ENCODER", {"Test encoder"}}};
+  return {{"TITLE", {kTitle}},
+          {"ARTIST", {"First", "Second"}},
+          {"COMMENT", {kComment}},
+          {"TRACK", {"3/12"}},
+          {"DISC", {"1/2"}},
+          {"YEAR", {"2024"}},
+          {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"MY FIELD", {"custom"}},
+          {"ENCODER", {"Test encoder"}}};
 }
 
 std::vector<Format> Formats() {
   return {
       {"flac", "flac -s -f -T OLDFIELD=x -o OUT in.wav", XiphExpected()},
       {"ogg", "oggenc -Q -c OLDFIELD=x -o OUT in.wav", XiphExpected()},
+      {"oga", "flac -s -f --ogg -T OLDFIELD=x -o OUT in.wav", XiphExpected()},
       {"opus", "opusenc --quiet --comment OLDFIELD=x in.wav OUT", XiphExpected()},
       {"mp3", "lame --silent --add-id3v2 --tc old in.wav OUT", Id3Expected()},
       {"wav", "sox in.wav OUT", Id3Expected()},
@@ -216,7 +249,8 @@ std::vector<Format> Formats() {
 // Half a second of tone, made into the format by its own tool.
 std::string MakeFile(const ScratchFolder& folder, const Format& format) {
   std::string wav = folder / "in.wav";
-  if (!folder.Has("in.wav") && !RunQuiet("sox -n -r 44100 -c 2 -b 16 '" + wav + "' synth 0.5 sine 440")) return {};
+  if (!folder.Has("in.wav") && !RunQuiet("sox -n -r 44100 -c 2 -b 16 '" + wav + "' synth 0.5 sine 440"))
+    return {};
   std::string out = folder / ("a." + format.ext);
   std::string command = format.make;
   command.replace(command.find("OUT"), 3, "'" + out + "'");
@@ -225,10 +259,18 @@ std::string MakeFile(const ScratchFolder& folder, const Format& format) {
 }
 
 TagItems WrittenItems(const std::vector<uint8_t>& cover, const std::vector<uint8_t>& back) {
-  return {Text("Title", kTitle), Text("Artist", "First"), Text("Artist", "Second"), Text("Comment", kComment),
-          Text("Track", "03/12"), Text("Disc", "1/2"), Text("Year", "2024"),
-          Text("replaygain_track_gain", "-6.50 dB"), Text("My Field", "custom"), Text("Encoder", "Test encoder"),
-          Text("_cdtoc", "hidden"), Text("Empty", ""),
+  return {Text("Title", kTitle),
+          Text("Artist", "First"),
+          Text("Artist", "Second"),
+          Text("Comment", kComment),
+          Text("Track", "03/12"),
+          Text("Disc", "1/2"),
+          Text("Year", "2024"),
+          Text("replaygain_track_gain", "-6.50 dB"),
+          Text("My Field", "custom"),
+          Text("Encoder", "Test encoder"),
+          Text("_cdtoc", "hidden"),
+          Text("Empty", ""),
           TagItem{U("_albumart_1_Front Album Cover<subdesc>Vorderseite ü"), u"", cover},
           TagItem{u"_albumart_2_Back Album Cover", u"", back}};
 }
@@ -241,7 +283,8 @@ TagItems Comparable(TagItems items) {
   }
   std::erase_if(items, [](const TagItem& item) { return item.value.empty() && item.binary.empty(); });
   std::erase_if(items, [](const TagItem& item) { return item.key == u"_CDTOC"; });
-  std::stable_sort(items.begin(), items.end(), [](const TagItem& a, const TagItem& b) { return a.key < b.key; });
+  std::stable_sort(items.begin(), items.end(),
+                   [](const TagItem& a, const TagItem& b) { return a.key < b.key; });
   return items;
 }
 
@@ -284,7 +327,8 @@ TEST_P(TagBridgeFileTest, CutAndDamagedFilesGiveNoTagsAndAClearError) {
   std::string path = MakeFile(folder, format);
   ASSERT_FALSE(path.empty());
   std::vector<uint8_t> picture = Noise(200000, "\x89PNG\r\n\x1A\n", 9);
-  ASSERT_TRUE(codec::WriteFileTags(path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, nullptr));
+  ASSERT_TRUE(
+      codec::WriteFileTags(path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, nullptr));
   std::vector<uint8_t> whole = ReadBytes(path);
   std::string field = "METADATA_BLOCK_PICTURE";  // Ogg streams hold pictures in base64
   auto found = std::search(whole.begin(), whole.end(), picture.begin(), picture.begin() + 64);
@@ -324,18 +368,25 @@ TEST(TagBridgeTest, ReadsTagsWrittenByTheFormatsOwnTools) {
     std::map<std::string, std::vector<std::string>> expected;
   };
   std::vector<Case> cases = {
-      {"a.flac", "flac -s -o OUT IN && metaflac --set-tag=TITLE=Über --set-tag=ARTIST=A --set-tag=ARTIST=B "
-                 "--set-tag=TRACKNUMBER=5 --set-tag=TRACKTOTAL=9 OUT",
+      {"a.flac",
+       "flac -s -o OUT IN && metaflac --set-tag=TITLE=Über --set-tag=ARTIST=A --set-tag=ARTIST=B "
+       "--set-tag=TRACKNUMBER=5 --set-tag=TRACKTOTAL=9 OUT",
        {{"Title", {"Über"}}, {"Artist", {"A", "B"}}, {"Track", {"5/9"}}}},
-      {"a.mp3", "lame --silent --tt Über --ta A --tl L --ty 2001 --tn 4/10 IN OUT",
+      {"a.mp3",
+       "lame --silent --tt Über --ta A --tl L --ty 2001 --tn 4/10 IN OUT",
        {{"Title", {"Über"}}, {"Artist", {"A"}}, {"Album", {"L"}}, {"Year", {"2001"}}, {"Track", {"4/10"}}}},
-      {"v1.mp3", "lame --silent --id3v1-only --tt Old --ta A IN OUT", {{"Title", {"Old"}}, {"Artist", {"A"}}}},
-      {"a.ogg", "oggenc -Q -o x.ogg IN && ffmpeg -v quiet -i x.ogg -c copy -metadata title=T -metadata "
-                "album_artist=AA -metadata track=2/5 OUT",
+      {"v1.mp3",
+       "lame --silent --id3v1-only --tt Old --ta A IN OUT",
+       {{"Title", {"Old"}}, {"Artist", {"A"}}}},
+      {"a.ogg",
+       "oggenc -Q -o x.ogg IN && ffmpeg -v quiet -i x.ogg -c copy -metadata title=T -metadata "
+       "album_artist=AA -metadata track=2/5 OUT",
        {{"Title", {"T"}}, {"Album Artist", {"AA"}}, {"Track", {"2/5"}}}},
-      {"a.opus", "opusenc --quiet IN x.opus && ffmpeg -v quiet -i x.opus -c copy -metadata title=T OUT",
+      {"a.opus",
+       "opusenc --quiet IN x.opus && ffmpeg -v quiet -i x.opus -c copy -metadata title=T OUT",
        {{"Title", {"T"}}}},
-      {"a.wv", "wavpack -q -y -w Artist=A -w Title=Über -w Track=7/9 IN -o OUT",
+      {"a.wv",
+       "wavpack -q -y -w Artist=A -w Title=Über -w Track=7/9 IN -o OUT",
        {{"Title", {"Über"}}, {"Artist", {"A"}}, {"Track", {"7/9"}}}},
   };
   for (Case& c : cases) {
@@ -346,6 +397,31 @@ TEST(TagBridgeTest, ReadsTagsWrittenByTheFormatsOwnTools) {
     std::map<std::string, std::vector<std::string>> read = TextOf(codec::ReadFileTags(folder / c.file));
     for (const auto& [key, values] : c.expected) EXPECT_EQ(read[key], values) << c.file << " " << key;
   }
+}
+
+TEST(TagBridgeTest, TypeIsFoundByContentNotByName) {
+  ScratchFolder folder;
+  ASSERT_TRUE(RunQuiet("cd '" + folder.Folder() +
+                       "' && sox -n in.wav synth 0.2 sine 500 && flac -s -o x.mp3 in.wav"));
+  ASSERT_TRUE(codec::WriteFileTags(folder / "x.mp3", {Text("Title", "T"), Text("Track", "2")}, nullptr));
+  ASSERT_TRUE(RunQuiet("mv '" + folder / "x.mp3" + "' '" + folder / "x.flac" + "'"));
+  EXPECT_EQ(ReadWithMutagen(folder / "x.flac", "flac", folder).text,
+            (std::map<std::string, std::vector<std::string>>{{"TITLE", {"T"}}, {"TRACKNUMBER", {"2"}}}));
+}
+
+TEST(TagBridgeTest, FlacLeavesOutAPictureTooLargeForAMetadataBlock) {
+  ScratchFolder folder;
+  ASSERT_TRUE(RunQuiet("cd '" + folder.Folder() +
+                       "' && sox -n in.wav synth 0.2 sine 500 && flac -s -o a.flac in.wav"));
+  TagItems items = {Text("Title", "T"),
+                    TagItem{u"_albumart_1_Media", u"", Noise(17 << 20, "\xFF\xD8\xFF", 4)},
+                    TagItem{u"_albumart_2_Media", u"", Noise(1000, "\xFF\xD8\xFF", 5)}};
+  ASSERT_TRUE(codec::WriteFileTags(folder / "a.flac", items, nullptr));
+  EXPECT_TRUE(RunQuiet("flac -s -t '" + folder / "a.flac" + "'"));
+  TagItems read = codec::ReadFileTags(folder / "a.flac");
+  ASSERT_EQ(read.size(), 2u);
+  EXPECT_EQ(read[0], items[0]);
+  EXPECT_EQ(read[1].binary, items[2].binary);
 }
 
 TEST(TagBridgeTest, FilesThatCanNotBeTaggedSaySo) {

@@ -73,7 +73,7 @@ def main():
         f = FLAC(path)
         xiph(f.tags, pictures)
         pictures += f.pictures
-    elif kind in ("ogg", "opus"):
+    elif kind in ("ogg", "opus", "oga"):
         xiph(mutagen.File(path).tags, pictures)
     elif kind == "mp3":
         id3(ID3(path), pictures)
