@@ -24,11 +24,13 @@ std::vector<uint8_t> MakeTagItemBlock(const TagItems& items);
 TagItems ReadTagItemBlock(const void* data, uint32_t size);
 
 // The file's tags and pictures, in the keys of the tag list; none for a file without tags or
-// one that can't be read. path is UTF-8.
+// one that can't be read. path is UTF-8; the type is found from the content, not the name.
+// docs/tags.md maps the keys to each format's fields.
 TagItems ReadFileTags(const std::string& path);
 
-// Replaces the file's tags and pictures by items. False, with a reason in *error, when the file
-// can't be opened, isn't a type that holds tags, or can't be saved.
+// Replaces the file's tags and pictures by items; items the format can't hold are left out.
+// False, with a sentence in *error (error may be null), when the file can't be opened, isn't
+// a type that holds tags, or can't be saved.
 bool WriteFileTags(const std::string& path, const TagItems& items, std::u16string* error);
 
 }  // namespace codec
