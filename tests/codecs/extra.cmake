@@ -8,3 +8,7 @@ endif()
 if(TARGET codec_tags)
   target_link_libraries(${name}_tests PRIVATE codec_tags tags)
 endif()
+# The MP3 tests run whole conversions through the program.
+if(TARGET mp3_decoder)
+  add_dependencies(${name}_tests mp3_decoder mp3_encoder transmill)
+endif()
