@@ -155,7 +155,7 @@ TEST_F(Mp3Test, DecoderGivesQualityLengthTagsAndSeeks) {
 }
 
 TEST_F(Mp3Test, DecoderWritesTagsAndPicturesIntoAFinishedFile) {
-  Sh("lame --quiet -V4 src.wav out.mp3 && printf '\\211PNG\\r\\n\\032\\nrest' > cover.png");
+  Sh("lame --quiet -V4 src.wav out.mp3 && cp out.mp3 untagged.mp3 && printf '\\211PNG\\r\\n\\032\\nrest' > cover.png");
   std::string png = ReadBytes(folder / "cover.png", 100);
   codec::TagItems items = {{u"Title", u"Written", {}}, {u"Artist", u"Someone", {}},
                            {u"_albumart_1_Front Album Cover", u"", std::vector<uint8_t>(png.begin(), png.end())}};
@@ -172,6 +172,11 @@ TEST_F(Mp3Test, DecoderWritesTagsAndPicturesIntoAFinishedFile) {
   EXPECT_EQ(tags, "Written Someone 1 b'\\x89PNG'");
   Sh("mpg123 -q -w back.wav out.mp3");
   EXPECT_EQ(Samples("back.wav"), kSourceFrames);  // the tag in front leaves the audio as it was
+  ASSERT_TRUE(d.Open(folder / "untagged.mp3"));
+  uint32_t untagged = d.info.bitRate;
+  ASSERT_TRUE(d.Open(folder / "out.mp3")) << d.errors.Text();
+  EXPECT_EQ(d.info.byteLength, uint64_t(kSourceFrames) * 4);
+  EXPECT_EQ(d.info.bitRate, untagged);  // the tag's bytes are not counted as audio
 }
 
 }  // namespace
