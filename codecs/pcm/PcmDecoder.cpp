@@ -1,13 +1,14 @@
 // Decoder plug-in for WAV (plain and extensible), AIFF and W64 files, read with libsndfile.
 #define TV_DECODER_PLUGIN
 #include "PcmFormat.h"
-#include "PcmSupport.h"
+#include "CodecSupport.h"
 
 #include <cstring>
 #include <new>
 #include <sys/stat.h>
 
 using namespace pcm;
+using namespace codec;
 
 namespace {
 

@@ -2,12 +2,13 @@
 // type given by PCM_ENCODER_TYPE ("wav", "aiff" or "w64").
 #define TV_ENCODER_PLUGIN
 #include "PcmFormat.h"
-#include "PcmSupport.h"
+#include "CodecSupport.h"
 
 #include <cstring>
 #include <new>
 
 using namespace pcm;
+using namespace codec;
 
 #ifndef PCM_ENCODER_TYPE
 #error PCM_ENCODER_TYPE names the default output type

@@ -1,6 +1,14 @@
 # The codec tests load the real plug-ins (directly and through the engine's bindings) and
 # read their output back with libsndfile.
 if(TARGET pcm_decoder)
-  target_link_libraries(${name}_tests PRIVATE plugins foundation pcm_common ${CMAKE_DL_LIBS})
+  target_link_libraries(${name}_tests PRIVATE plugins foundation pcm_common codec_common ${CMAKE_DL_LIBS})
   add_dependencies(${name}_tests pcm_decoder wav_encoder aiff_encoder w64_encoder)
+endif()
+# The tag bridge's block is checked against the tag list's own block form.
+if(TARGET codec_tags)
+  target_link_libraries(${name}_tests PRIVATE codec_tags tags)
+endif()
+# The MP3 tests run whole conversions through the program.
+if(TARGET mp3_decoder)
+  add_dependencies(${name}_tests mp3_decoder mp3_encoder transmill)
 endif()

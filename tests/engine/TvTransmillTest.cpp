@@ -122,14 +122,14 @@ TEST_F(TvTransmillTest, HelpWinsOverCompleteOptions) {
 }
 
 TEST_F(TvTransmillTest, CompleteOptionsStopAtTheDecoder) {
-  const RunResult r = Run({"-infile", "song.FLAC", "-outfile", "out.mp3", "-convert_to", "enc",
+  const RunResult r = Run({"-infile", "song.NODEC", "-outfile", "out.mp3", "-convert_to", "enc",
                            "-dspeffect1=a=1", "-dspeffect2=b="});
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(r.err,
-            "Error: Unable to load decoder for file type '.FLAC', codec not installed? visit "
+            "Error: Unable to load decoder for file type '.NODEC', codec not installed? visit "
             "'Codec Shelf'.  [TvTransmill::TvTransmill]\r\n");
   const std::string header =
-      "Encoding: enc\r\nAudio Source: song.FLAC\r\nAudio Destination: out.mp3\r\n"
+      "Encoding: enc\r\nAudio Source: song.NODEC\r\nAudio Destination: out.mp3\r\n"
       "DSP Effects: a, b\r\n\r\n"
       " 0%-----------25%-----------50%-----------75%-----------100%\r\n Conversion Failed.\r\n";
   ASSERT_GE(r.out.size(), header.size());
@@ -145,11 +145,11 @@ TEST_F(TvTransmillTest, StandardInputStopsAtTheEncoder) {
 }
 
 TEST_F(TvTransmillTest, HostRunIsSilentAndReportsOnStandardError) {
-  WriteBytes(PathOf("c.tvcmd8"), "-infile=\"x.ogg\" -outfile=\"y.mp3\" -convert_to=enc");
+  WriteBytes(PathOf("c.tvcmd8"), "-infile=\"x.nodec\" -outfile=\"y.mp3\" -convert_to=enc");
   const RunResult r = Run({"-tvcmd8=" + PathOf("c.tvcmd8")});
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(r.out, "");
-  EXPECT_NE(r.err.find("file type '.ogg'"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("file type '.nodec'"), std::string::npos) << r.err;
 }
 
 TEST_F(TvTransmillTest, UnusualPathsSurviveArgumentsAndFiles) {

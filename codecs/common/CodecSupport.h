@@ -1,4 +1,4 @@
-// Text, host messages, option words and tag blocks shared by the PCM decoder and encoders.
+// Text, host messages, option words and tag blocks shared by the codec plug-ins.
 #pragma once
 #include "tv_plugin.h"
 
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace pcm {
+namespace codec {
 
 using TextPair = std::pair<std::u16string, std::u16string>;
 using TextPairs = std::vector<TextPair>;
@@ -34,4 +34,4 @@ std::vector<uint8_t> MakeTagBlock(const TextPairs& items);
 // Reads the texts of a block; a damaged record ends the reading with what came before it.
 TextPairs ReadTagBlock(const void* data, uint32_t size);
 
-}  // namespace pcm
+}  // namespace codec

@@ -1,13 +1,13 @@
 // Option words, tag blocks and text conversion inside the PCM plug-ins.
-#include "PcmSupport.h"
+#include "CodecSupport.h"
 
 #include <gtest/gtest.h>
 
-using namespace pcm;
+using namespace codec;
 
 namespace {
 
-TEST(PcmSupportTest, OptionsTakeEqualsSpaceAndBareForms) {
+TEST(CodecSupportTest, OptionsTakeEqualsSpaceAndBareForms) {
   TextPairs options = ParseOptions(u"-bits=24  -type aiff -float -out \"a b\" stray -x=\"q r\" -last");
   ASSERT_EQ(options.size(), 6u);
   EXPECT_EQ(options[0], TextPair(u"bits", u"24"));
@@ -18,13 +18,13 @@ TEST(PcmSupportTest, OptionsTakeEqualsSpaceAndBareForms) {
   EXPECT_EQ(options[5], TextPair(u"last", u""));
 }
 
-TEST(PcmSupportTest, OptionsFromEmptyOrBlankLinesAreNone) {
+TEST(CodecSupportTest, OptionsFromEmptyOrBlankLinesAreNone) {
   EXPECT_TRUE(ParseOptions(u"").empty());
   EXPECT_TRUE(ParseOptions(u"   \t ").empty());
   EXPECT_TRUE(ParseOptions(u"- -- ").size() == 1);  // "-" alone is no option, "--" is the key "-"
 }
 
-TEST(PcmSupportTest, LastOptionWinsAndKeysIgnoreCase) {
+TEST(CodecSupportTest, LastOptionWinsAndKeysIgnoreCase) {
   TextPairs options = ParseOptions(u"-Bits=16 -BITS=32");
   bool found = false;
   EXPECT_EQ(OptionValue(options, u"bits", &found), u"32");
@@ -33,7 +33,7 @@ TEST(PcmSupportTest, LastOptionWinsAndKeysIgnoreCase) {
   EXPECT_FALSE(found);
 }
 
-TEST(PcmSupportTest, TagBlockRoundTripsAndKeepsOrder) {
+TEST(CodecSupportTest, TagBlockRoundTripsAndKeepsOrder) {
   TextPairs items = {{u"Title", u"\u00e9t\u00e9"}, {u"Artist", u""}, {u"", u"v"}};
   std::vector<uint8_t> block = MakeTagBlock(items);
   EXPECT_EQ(block.size(), 4u + (4 + 12 + 8) + (4 + 14 + 2) + (4 + 2 + 4));
@@ -41,7 +41,7 @@ TEST(PcmSupportTest, TagBlockRoundTripsAndKeepsOrder) {
   EXPECT_EQ(MakeTagBlock({}), std::vector<uint8_t>({0, 0, 0, 0}));
 }
 
-TEST(PcmSupportTest, DamagedTagBlocksKeepWhatCameBefore) {
+TEST(CodecSupportTest, DamagedTagBlocksKeepWhatCameBefore) {
   std::vector<uint8_t> block = MakeTagBlock({{u"A", u"1"}, {u"B", u"2"}});
   EXPECT_TRUE(ReadTagBlock(nullptr, 10).empty());
   EXPECT_TRUE(ReadTagBlock(block.data(), 4).empty());
@@ -56,7 +56,7 @@ TEST(PcmSupportTest, DamagedTagBlocksKeepWhatCameBefore) {
   EXPECT_TRUE(ReadTagBlock(block.data(), uint32_t(block.size())).empty());
 }
 
-TEST(PcmSupportTest, Utf8ConversionHandlesSurrogatesAndBrokenInput) {
+TEST(CodecSupportTest, Utf8ConversionHandlesSurrogatesAndBrokenInput) {
   EXPECT_EQ(ToUtf8(u"a\u00e9\u20ac\U0001F600"), "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
   EXPECT_EQ(FromUtf8("a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80"), u"a\u00e9\u20ac\U0001F600");
   EXPECT_EQ(ToUtf8(std::u16string(1, char16_t(0xD800))), "\xef\xbf\xbd");

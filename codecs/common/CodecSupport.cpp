@@ -1,11 +1,11 @@
-// Text, host messages, option words and tag blocks shared by the PCM decoder and encoders.
-#include "PcmSupport.h"
+// Text, host messages, option words and tag blocks shared by the codec plug-ins.
+#include "CodecSupport.h"
 
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
 
-namespace pcm {
+namespace codec {
 
 namespace {
 
@@ -228,4 +228,4 @@ TextPairs ReadTagBlock(const void* data, uint32_t size) {
   return items;
 }
 
-}  // namespace pcm
+}  // namespace codec

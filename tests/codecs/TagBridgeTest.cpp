@@ -1,0 +1,391 @@
+// The tag bridge: its block against the tag list's block form, and tags of real files, written
+// here and read back by mutagen, written by the formats' own tools and read here.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <random>
+#include <sstream>
+
+#include "CodecSupport.h"
+#include "ScratchFolder.h"
+#include "TagBridge.h"
+#include "XBuffer.h"
+#include "XTagList.h"
+
+namespace codec {
+// Items show as key = value, or key and the payload's size.
+void PrintTo(const TagItem& item, std::ostream* out) {
+  *out << ToUtf8(item.key) << " = "
+       << (item.binary.empty() ? ToUtf8(item.value) : std::to_string(item.binary.size()) + " bytes");
+}
+}  // namespace codec
+
+namespace {
+
+using codec::TagItem;
+using codec::TagItems;
+
+std::u16string U(const std::string& utf8) { return codec::FromUtf8(utf8); }
+std::string N(const std::u16string& text) { return codec::ToUtf8(text); }
+
+TagItem Text(const std::string& key, const std::string& value) { return TagItem{U(key), U(value), {}}; }
+
+std::vector<uint8_t> Noise(size_t size, const char* magic, unsigned seed) {
+  std::vector<uint8_t> data(size);
+  std::mt19937 random(seed);
+  for (uint8_t& b : data) b = uint8_t(random());
+  std::copy(magic, magic + std::strlen(magic), data.begin());
+  return data;
+}
+
+std::vector<uint8_t> ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+bool RunQuiet(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
+
+std::string Capture(const std::string& command) {
+  std::string out(1 << 16, '\0');
+  FILE* pipe = popen(command.c_str(), "r");
+  out.resize(pipe ? fread(out.data(), 1, out.size(), pipe) : 0);
+  if (pipe) pclose(pipe);
+  return out;
+}
+
+// --- Block form ---
+
+XTagList ListOf(const TagItems& items) {
+  XTagList list;
+  for (const TagItem& item : items) {
+    XTagItem* added =
+        list.Add(XString(std::u16string_view(item.key)), XString(std::u16string_view(item.value)));
+    if (!item.binary.empty()) added->binary.AssignData(item.binary.data(), uint32_t(item.binary.size()));
+  }
+  return list;
+}
+
+TagItems ItemsOf(const XTagList& list) {
+  TagItems items;
+  for (int32_t i = 0; i < list.Count(); ++i) {
+    const XTagItem& item = list.At(i);
+    items.push_back(TagItem{item.key.CStr(), item.value.CStr(),
+                            std::vector<uint8_t>(item.binary.data, item.binary.data + item.binary.size)});
+  }
+  return items;
+}
+
+TagItems SampleItems() {
+  return {Text("Title", "Grüße aus 東京 ♫"), Text("Comment", "line one\r\nline two"), Text("", ""),
+          TagItem{u"_albumart_1_Front Album Cover", u"", Noise(1000, "\xFF\xD8\xFF", 1)},
+          Text("Artist", "Z")};
+}
+
+TEST(TagBridgeTest, BlockIsByteForByteTheTagListBlock) {
+  TagItems items = SampleItems();
+  XBuffer engineBlock;
+  ASSERT_TRUE(ListOf(items).ToBlock(engineBlock));
+  std::vector<uint8_t> ours = codec::MakeTagItemBlock(items);
+  ASSERT_EQ(ours, std::vector<uint8_t>(engineBlock.data, engineBlock.data + engineBlock.size));
+  EXPECT_EQ(codec::ReadTagItemBlock(engineBlock.data, engineBlock.size), items);
+  XTagList back;
+  back.FromBlock(ours.data(), int64_t(ours.size()));
+  EXPECT_EQ(ItemsOf(back), items);
+  EXPECT_EQ(codec::MakeTagItemBlock({}), std::vector<uint8_t>(4, 0));
+}
+
+// Each damaged block is read from a buffer of its exact size, so a read past it would show
+// under a memory checker; the items must be those the engine's reader finds.
+void ExpectSameAsEngine(const std::vector<uint8_t>& block) {
+  std::unique_ptr<uint8_t[]> exact(new uint8_t[block.size() + 1]);
+  std::copy(block.begin(), block.end(), exact.get());
+  XTagList engine;
+  engine.FromBlock(exact.get(), int64_t(block.size()));
+  ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(block.size())), ItemsOf(engine)) << block.size();
+}
+
+TEST(TagBridgeTest, DamagedBlocksGiveTheItemsBeforeTheDamage) {
+  std::vector<uint8_t> block = codec::MakeTagItemBlock(SampleItems());
+  for (size_t size = 0; size <= block.size(); ++size)
+    ExpectSameAsEngine(std::vector<uint8_t>(block.begin(), block.begin() + long(size)));
+  // Counts, and sizes of the second record, at and around their limits.
+  uint32_t secondRecord = 4 + uint32_t(block[4]);
+  uint32_t r = secondRecord;
+  for (auto [at, value] : {std::pair{0u, -3}, {0u, 0}, {0u, 2}, {0u, 9}, {r, -1}, {r, 0}, {r, 3}, {r, 5},
+                           {r, 2000}, {r, INT32_MAX}}) {
+    std::vector<uint8_t> copy = block;
+    for (uint32_t i = 0; i < 4; ++i) copy[at + i] = uint8_t(uint32_t(value) >> (8 * i));
+    ExpectSameAsEngine(copy);
+  }
+  std::mt19937 random(11);
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<uint8_t> copy = block;
+    for (int changes = 1 + int(random() % 4); changes > 0; --changes)
+      copy[random() % copy.size()] = uint8_t(random());
+    ExpectSameAsEngine(copy);
+  }
+  EXPECT_EQ(codec::ReadTagItemBlock(block.data(), secondRecord + 8), TagItems{SampleItems()[0]});
+  EXPECT_TRUE(codec::ReadTagItemBlock(nullptr, 100).empty());
+}
+
+// --- Files ---
+
+// A file's tags as mutagen sees them: values by key in file order, pictures in order.
+struct RefereePicture {
+  int type;
+  std::string description, mime;
+  std::vector<uint8_t> data;
+};
+using Fields = std::map<std::string, std::vector<std::string>>;
+struct Referee {
+  Fields text;
+  std::vector<RefereePicture> pictures;
+  int id3Version = 0;
+};
+
+std::string Unhex(const std::string& hex) {
+  std::string text;
+  for (size_t i = 0; hex != "-" && i + 1 < hex.size(); i += 2)
+    text += char(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return text;
+}
+
+Referee ReadWithMutagen(const std::string& path, const std::string& kind, const ScratchFolder& folder) {
+  std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
+  std::istringstream lines(
+      Capture("/usr/bin/python3 '" + script + "' '" + path + "' " + kind + " '" + folder / "pic" + "'"));
+  Referee referee;
+  std::string tag, a, b, c;
+  while (lines >> tag) {
+    if (tag == "V") {
+      lines >> referee.id3Version;
+    } else if (tag == "T" && lines >> a >> b) {
+      referee.text[Unhex(a)].push_back(Unhex(b));
+    } else if (tag == "P" && lines >> a >> b >> c) {
+      std::string data = folder / ("pic" + std::to_string(referee.pictures.size() + 1));
+      referee.pictures.push_back({std::stoi(a), Unhex(b), c, ReadBytes(data)});
+    }
+  }
+  return referee;
+}
+
+struct Format {
+  std::string ext;
+  std::string make;  // from in.wav to the file, with a tag of its own to be replaced
+  Fields expected;
+};
+void PrintTo(const Format& format, std::ostream* out) { *out << format.ext; }
+
+const std::string kTitle = "Grüße aus 東京 ♫";
+const std::string kComment = "line one\nline two";
+
+Fields XiphExpected() {
+  return {{"TITLE", {kTitle}}, {"ARTIST", {"First", "Second"}}, {"COMMENT", {kComment}}, {"TRACKNUMBER", {"3"}},
+          {"TRACKTOTAL", {"12"}}, {"DISCNUMBER", {"1"}}, {"DISCTOTAL", {"2"}}, {"DATE", {"2024"}},
+          {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}}, {"MY FIELD", {"custom"}}, {"ENCODER", {"Test encoder"}}};
+}
+
+Fields Id3Expected() {
+  return {{"TIT2", {kTitle}}, {"TPE1", {"First", "Second"}}, {"COMM:", {kComment}}, {"TRCK", {"3/12"}},
+          {"TPOS", {"1/2"}}, {"TDRC", {"2024"}}, {"TXXX:REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"TXXX:MY FIELD", {"custom"}}, {"TSSE", {"Test encoder"}}};
+}
+
+Fields ApeExpected() {
+  return {{"TITLE", {kTitle}}, {"ARTIST", {"First", "Second"}}, {"COMMENT", {kComment}}, {"TRACK", {"3/12"}},
+          {"DISC", {"1/2"}}, {"YEAR", {"2024"}}, {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"MY FIELD", {"custom"}}, {"ENCODER", {"Test encoder"}}};
+}
+
+std::vector<Format> Formats() {
+  return {
+      {"flac", "flac -s -f -T OLDFIELD=x -o OUT in.wav", XiphExpected()},
+      {"ogg", "oggenc -Q -c OLDFIELD=x -o OUT in.wav", XiphExpected()},
+      {"oga", "flac -s -f --ogg -T OLDFIELD=x -o OUT in.wav", XiphExpected()},
+      {"opus", "opusenc --quiet --comment OLDFIELD=x in.wav OUT", XiphExpected()},
+      {"mp3", "lame --silent --add-id3v2 --tc old in.wav OUT", Id3Expected()},
+      {"wav", "sox in.wav OUT", Id3Expected()},
+      {"aiff", "sox in.wav OUT", Id3Expected()},
+      {"wv", "wavpack -q -y -w OLDFIELD=x in.wav -o OUT", ApeExpected()},
+  };
+}
+
+// Half a second of tone, made into the format by its own tool.
+std::string MakeFile(const ScratchFolder& folder, const Format& format) {
+  std::string wav = folder / "in.wav";
+  if (!folder.Has("in.wav") && !RunQuiet("sox -n -r 44100 -c 2 -b 16 '" + wav + "' synth 0.5 sine 440"))
+    return {};
+  std::string out = folder / ("a." + format.ext);
+  std::string command = format.make;
+  command.replace(command.find("OUT"), 3, "'" + out + "'");
+  command.replace(command.find("in.wav"), 6, "'" + wav + "'");
+  return RunQuiet(command) ? out : std::string();
+}
+
+TagItems WrittenItems(const std::vector<uint8_t>& cover, const std::vector<uint8_t>& back) {
+  return {Text("Title", kTitle), Text("Artist", "First"), Text("Artist", "Second"), Text("Comment", kComment),
+          Text("Track", "03/12"), Text("Disc", "1/2"), Text("Year", "2024"),
+          Text("replaygain_track_gain", "-6.50 dB"), Text("My Field", "custom"),
+          Text("Encoder", "Test encoder"), Text("_cdtoc", "hidden"), Text("Empty", ""),
+          TagItem{U("_albumart_1_Front Album Cover<subdesc>Vorderseite ü"), u"", cover},
+          TagItem{u"_albumart_2_Back Album Cover", u"", back}};
+}
+
+// Text items by upper-case key, values of one key in order; pictures as they stand.
+TagItems Comparable(TagItems items) {
+  for (TagItem& item : items) {
+    if (!item.binary.empty()) continue;
+    for (char16_t& c : item.key) c = (c >= u'a' && c <= u'z') ? char16_t(c - 32) : c;
+  }
+  std::erase_if(items, [](const TagItem& item) { return item.value.empty() && item.binary.empty(); });
+  std::erase_if(items, [](const TagItem& item) { return item.key == u"_CDTOC"; });
+  std::stable_sort(items.begin(), items.end(),
+                   [](const TagItem& a, const TagItem& b) { return a.key < b.key; });
+  return items;
+}
+
+class TagBridgeFileTest : public testing::TestWithParam<Format> {};
+
+TEST_P(TagBridgeFileTest, WrittenTagsAreReadBackByMutagenAndByTheBridge) {
+  const Format& format = GetParam();
+  ScratchFolder folder;
+  std::string path = MakeFile(folder, format);
+  ASSERT_FALSE(path.empty()) << "the " << format.ext << " tool failed";
+  std::vector<uint8_t> cover = Noise(3 << 20, "\xFF\xD8\xFF\xE0", 7);
+  std::vector<uint8_t> back = Noise(5000, "\x89PNG\r\n\x1A\n", 8);
+  TagItems items = WrittenItems(cover, back);
+  std::u16string error;
+  ASSERT_TRUE(codec::WriteFileTags(path, items, &error)) << N(error);
+  EXPECT_TRUE(error.empty());
+
+  Referee referee = ReadWithMutagen(path, format.ext, folder);
+  EXPECT_EQ(referee.text, format.expected);
+  EXPECT_EQ(referee.id3Version, format.expected.count("TIT2") ? 4 : 0);
+  ASSERT_EQ(referee.pictures.size(), 2u);
+  EXPECT_EQ(referee.pictures[0].type, 3);
+  EXPECT_EQ(referee.pictures[0].description, "Vorderseite ü");
+  EXPECT_TRUE(referee.pictures[0].data == cover);
+  EXPECT_EQ(referee.pictures[1].type, 4);
+  EXPECT_TRUE(referee.pictures[1].data == back);
+  if (format.ext != "wv") {
+    EXPECT_EQ(referee.pictures[0].mime, "image/jpeg");
+    EXPECT_EQ(referee.pictures[1].description, "");
+  }
+  TagItems expected = items;
+  expected[4].value = u"3/12";  // number pairs lose their leading zeros
+  EXPECT_EQ(Comparable(codec::ReadFileTags(path)), Comparable(expected));
+}
+
+// A file cut inside its tags, or cut before its audio starts, gives no items.
+TEST_P(TagBridgeFileTest, CutAndDamagedFilesGiveNoTagsAndAClearError) {
+  const Format& format = GetParam();
+  ScratchFolder folder;
+  std::string path = MakeFile(folder, format);
+  ASSERT_FALSE(path.empty());
+  std::vector<uint8_t> picture = Noise(200000, "\x89PNG\r\n\x1A\n", 9);
+  ASSERT_TRUE(codec::WriteFileTags(path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, {}));
+  std::vector<uint8_t> whole = ReadBytes(path);
+  std::string field = "METADATA_BLOCK_PICTURE";  // Ogg streams hold pictures in base64
+  auto found = std::search(whole.begin(), whole.end(), picture.begin(), picture.begin() + 64);
+  if (found == whole.end()) found = std::search(whole.begin(), whole.end(), field.begin(), field.end());
+  size_t inPicture = size_t(found - whole.begin());
+  ASSERT_LT(inPicture, whole.size());
+  for (size_t size : {inPicture + 1000, size_t(40), size_t(3), size_t(0)}) {
+    std::filesystem::resize_file(path, size);
+    EXPECT_TRUE(codec::ReadFileTags(path).empty()) << size;
+  }
+  std::vector<uint8_t> noise = Noise(20000, "", 3);
+  folder.WriteFile("g." + format.ext, std::string(noise.begin(), noise.end()));
+  std::string garbage = folder / ("g." + format.ext);
+  EXPECT_TRUE(codec::ReadFileTags(garbage).empty());
+  std::u16string error;
+  EXPECT_FALSE(codec::WriteFileTags(garbage, {Text("Title", "x")}, &error));
+  EXPECT_NE(N(error).find("g." + format.ext), std::string::npos) << N(error);
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, TagBridgeFileTest, testing::ValuesIn(Formats()),
+                         [](const testing::TestParamInfo<Format>& param) { return param.param.ext; });
+
+// --- Tags written by other tools ---
+
+Fields TextOf(const TagItems& items) {
+  Fields text;
+  for (const TagItem& item : items)
+    if (item.binary.empty()) text[N(item.key)].push_back(N(item.value));
+  return text;
+}
+
+TEST(TagBridgeTest, ReadsTagsWrittenByTheFormatsOwnTools) {
+  ScratchFolder folder;
+  ASSERT_TRUE(RunQuiet("sox -n -r 44100 -c 1 -b 16 '" + folder / "in.wav" + "' synth 0.3 sine 300"));
+  struct Case {
+    std::string file, command;
+    Fields expected;
+  };
+  std::vector<Case> cases = {
+      {"a.flac", "flac -s -o OUT IN && metaflac --set-tag=TITLE=Über --set-tag=ARTIST=A --set-tag=ARTIST=B "
+                 "--set-tag=TRACKNUMBER=5 --set-tag=TRACKTOTAL=9 OUT",
+       {{"Title", {"Über"}}, {"Artist", {"A", "B"}}, {"Track", {"5/9"}}}},
+      {"a.mp3", "lame --silent --tt Über --ta A --tl L --ty 2001 --tn 4/10 IN OUT",
+       {{"Title", {"Über"}}, {"Artist", {"A"}}, {"Album", {"L"}}, {"Year", {"2001"}}, {"Track", {"4/10"}}}},
+      {"v1.mp3", "lame --silent --id3v1-only --tt Old --ta A IN OUT", {{"Title", {"Old"}}, {"Artist", {"A"}}}},
+      {"a.ogg", "oggenc -Q -o x.ogg IN && ffmpeg -v quiet -i x.ogg -c copy -metadata title=T "
+                "-metadata album_artist=AA -metadata track=2/5 OUT",
+       {{"Title", {"T"}}, {"Album Artist", {"AA"}}, {"Track", {"2/5"}}}},
+      {"a.opus", "opusenc --quiet IN x.opus && ffmpeg -v quiet -i x.opus -c copy -metadata title=T OUT",
+       {{"Title", {"T"}}}},
+      {"a.wv", "wavpack -q -y -w Artist=A -w Title=Über -w Track=7/9 IN -o OUT",
+       {{"Title", {"Über"}}, {"Artist", {"A"}}, {"Track", {"7/9"}}}},
+  };
+  for (Case& c : cases) {
+    std::string command = "cd '" + folder.Folder() + "' && " + c.command;
+    for (size_t at; (at = command.find("OUT")) != std::string::npos;) command.replace(at, 3, c.file);
+    command.replace(command.find("IN"), 2, "in.wav");
+    ASSERT_TRUE(RunQuiet(command)) << command;
+    Fields read = TextOf(codec::ReadFileTags(folder / c.file));
+    for (const auto& [key, values] : c.expected) EXPECT_EQ(read[key], values) << c.file << " " << key;
+  }
+}
+
+TEST(TagBridgeTest, TypeIsFoundByContentNotByName) {
+  ScratchFolder folder;
+  ASSERT_TRUE(RunQuiet("cd '" + folder.Folder() +
+                       "' && sox -n in.wav synth 0.2 sine 500 && flac -s -o x.mp3 in.wav"));
+  ASSERT_TRUE(codec::WriteFileTags(folder / "x.mp3", {Text("Title", "T"), Text("Track", "2")}, nullptr));
+  EXPECT_EQ(ReadWithMutagen(folder / "x.mp3", "flac", folder).text,
+            (Fields{{"TITLE", {"T"}}, {"TRACKNUMBER", {"2"}}}));
+}
+
+TEST(TagBridgeTest, FlacLeavesOutAPictureTooLargeForAMetadataBlock) {
+  ScratchFolder folder;
+  ASSERT_TRUE(RunQuiet("cd '" + folder.Folder() +
+                       "' && sox -n in.wav synth 0.2 sine 500 && flac -s -o a.flac in.wav"));
+  TagItems items = {Text("Title", "T"),
+                    TagItem{u"_albumart_1_Media", u"", Noise(17 << 20, "\xFF\xD8\xFF", 4)},
+                    TagItem{u"_albumart_2_Media", u"", Noise(1000, "\xFF\xD8\xFF", 5)}};
+  ASSERT_TRUE(codec::WriteFileTags(folder / "a.flac", items, nullptr));
+  EXPECT_TRUE(RunQuiet("flac -s -t '" + folder / "a.flac" + "'"));
+  TagItems read = codec::ReadFileTags(folder / "a.flac");
+  ASSERT_EQ(read.size(), 2u);
+  EXPECT_EQ(read[0], items[0]);
+  EXPECT_EQ(read[1].binary, items[2].binary);
+}
+
+TEST(TagBridgeTest, FilesThatCanNotBeTaggedSaySo) {
+  ScratchFolder folder;
+  std::u16string error;
+  EXPECT_FALSE(codec::WriteFileTags(folder / "missing.flac", {Text("Title", "x")}, &error));
+  EXPECT_NE(N(error).find("can't be opened"), std::string::npos) << N(error);
+  folder.WriteFile("notes.txt", "just some text, no audio here");
+  EXPECT_FALSE(codec::WriteFileTags(folder / "notes.txt", {Text("Title", "x")}, &error));
+  EXPECT_NE(N(error).find("not of a type that holds tags"), std::string::npos) << N(error);
+  EXPECT_TRUE(codec::ReadFileTags(folder / "notes.txt").empty());
+}
+
+}  // namespace
