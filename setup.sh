@@ -10,7 +10,8 @@ packages=(
   # plug-in records: 32-bit compile-only layout check; wave headers read back by soxi
   gcc-multilib g++-multilib sox
   # plug-ins
-  libmp3lame-dev libmpg123-dev libsndfile1-dev libtag1-dev
+  libmp3lame-dev libmpg123-dev libsndfile1-dev libtag1-dev libflac-dev libvorbis-dev
+  libopus-dev libopusfile-dev libopusenc-dev libwavpack-dev
   # the demo, and the tools that tests and benchmarks take as referees
   bc espeak-ng ffmpeg flac lame mpg123 opus-tools python3-mutagen vorbis-tools wavpack
 )

@@ -2,6 +2,7 @@
 // so that readers know the exact length and the encoder delay and padding.
 #define TV_ENCODER_PLUGIN
 #include "CodecSupport.h"
+#include "SampleLayout.h"
 
 #include <lame/lame.h>
 
@@ -32,7 +33,7 @@ struct Encoder {
   std::string name;
   TvWaveFormatExtensible image{};
   bool writeTags = true;
-  std::vector<float> left, right;
+  std::vector<float> samples, left, right;
   std::vector<unsigned char> out;
 };
 
@@ -110,36 +111,7 @@ bool Fail(Encoder& e, const std::string& text) {
   return false;
 }
 
-uint16_t SampleTag(const TvWaveFormatExtensible& image) {
-  if (image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE && image.Format.cbSize >= TV_FORMAT_EXTENSIBLE_EXTRA)
-    return uint16_t(image.SubFormat.data1);
-  return image.Format.wFormatTag;
-}
-
-// One sample at p in the block's layout, scaled to -1..1.
-float SampleAt(const uint8_t* p, uint16_t tag, int bits) {
-  if (tag == TV_FORMAT_IEEE_FLOAT) {
-    if (bits == 64) {
-      double v;
-      memcpy(&v, p, 8);
-      return float(v);
-    }
-    float v;
-    memcpy(&v, p, 4);
-    return v;
-  }
-  if (bits == 8) return float(int(p[0]) - 128) / 128.0f;
-  int32_t v = 0;
-  for (int b = 0; b < bits / 8; ++b) v |= int32_t(uint32_t(p[b]) << (32 - bits + 8 * b));
-  return float(double(v) / 2147483648.0);
-}
-
-bool Readable(const TvWaveFormatExtensible& image) {
-  uint16_t tag = SampleTag(image);
-  int bits = image.Format.wBitsPerSample;
-  if (tag == TV_FORMAT_PCM) return bits == 8 || bits == 16 || bits == 24 || bits == 32;
-  return tag == TV_FORMAT_IEEE_FLOAT && (bits == 32 || bits == 64);
-}
+bool Readable(const TvWaveFormatExtensible& image) { return KindOfImage(image) != SampleKind::None; }
 
 bool WriteAll(Encoder& e, const unsigned char* data, int size) {
   return size <= 0 || fwrite(data, 1, size_t(size), e.file) == size_t(size);
@@ -233,15 +205,16 @@ int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block) {
   if (!Readable(block->format) || f.nChannels != e.image.Format.nChannels ||
       f.nSamplesPerSec != e.image.Format.nSamplesPerSec)
     return Fail(e, "Error: Unable to encode '" + e.name + "': the audio changed its format during the conversion.");
-  uint16_t tag = SampleTag(block->format);
-  int bits = f.wBitsPerSample, width = bits / 8, channels = f.nChannels;
-  size_t frames = block->byteCount / size_t(width * channels);
+  SampleKind kind = KindOfImage(block->format);
+  int channels = f.nChannels;
+  size_t frames = block->byteCount / f.nBlockAlign;
+  e.samples.resize(frames * size_t(channels));
+  ToFloat(static_cast<const uint8_t*>(block->data), kind, e.samples.size(), e.samples.data());
   e.left.resize(frames);
   e.right.resize(frames);
-  const uint8_t* p = static_cast<const uint8_t*>(block->data);
-  for (size_t i = 0; i < frames; ++i, p += width * channels) {
-    e.left[i] = SampleAt(p, tag, bits);
-    e.right[i] = channels == 2 ? SampleAt(p + width, tag, bits) : e.left[i];
+  for (size_t i = 0; i < frames; ++i) {
+    e.left[i] = e.samples[i * channels];
+    e.right[i] = e.samples[i * channels + channels - 1];
   }
   e.out.resize(frames * 5 / 4 + 7200);
   int size = lame_encode_buffer_ieee_float(e.lame, e.left.data(), e.right.data(), int(frames), e.out.data(),

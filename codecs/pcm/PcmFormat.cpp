@@ -30,46 +30,7 @@ int SpeakerBit(int position) {
   return -1;
 }
 
-uint16_t EffectiveTag(const TvWaveFormatExtensible& image) {
-  if (image.Format.wFormatTag != TV_FORMAT_EXTENSIBLE || image.Format.cbSize < TV_FORMAT_EXTENSIBLE_EXTRA)
-    return image.Format.wFormatTag;
-  const TvGuid pcmGuid = TV_SUBFORMAT_GUID(0);
-  const TvGuid& guid = image.SubFormat;
-  if (guid.data2 != pcmGuid.data2 || guid.data3 != pcmGuid.data3 || memcmp(guid.data4, pcmGuid.data4, 8) != 0)
-    return image.Format.wFormatTag;
-  return uint16_t(guid.data1);
-}
-
 }  // namespace
-
-int BitsOf(SampleKind kind) {
-  switch (kind) {
-    case SampleKind::U8: return 8;
-    case SampleKind::S16: return 16;
-    case SampleKind::S24: return 24;
-    case SampleKind::S32: case SampleKind::F32: return 32;
-    case SampleKind::F64: return 64;
-    default: return 0;
-  }
-}
-
-bool IsFloat(SampleKind kind) { return kind == SampleKind::F32 || kind == SampleKind::F64; }
-
-SampleKind KindOfImage(const TvWaveFormatExtensible& image) {
-  uint16_t tag = EffectiveTag(image);
-  int bits = image.Format.wBitsPerSample;
-  if (image.Format.nChannels == 0) return SampleKind::None;
-  if (tag == TV_FORMAT_PCM) {
-    if (bits == 8) return SampleKind::U8;
-    if (bits == 16) return SampleKind::S16;
-    if (bits == 24) return SampleKind::S24;
-    if (bits == 32) return SampleKind::S32;
-  } else if (tag == TV_FORMAT_IEEE_FLOAT) {
-    if (bits == 32) return SampleKind::F32;
-    if (bits == 64) return SampleKind::F64;
-  }
-  return SampleKind::None;
-}
 
 SampleKind KindOfSubFormat(int subFormat) {
   switch (subFormat) {
@@ -92,32 +53,6 @@ int SubFormatOf(SampleKind kind, int container) {
     case SampleKind::F64: return SF_FORMAT_DOUBLE;
     default: return 0;
   }
-}
-
-TvWaveFormatExtensible MakeImage(SampleKind kind, int channels, int rate, bool extensible, uint32_t mask) {
-  TvWaveFormatExtensible image;
-  memset(&image, 0, sizeof image);
-  uint16_t tag = IsFloat(kind) ? TV_FORMAT_IEEE_FLOAT : TV_FORMAT_PCM;
-  TvWaveFormatEx& f = image.Format;
-  f.wFormatTag = tag;
-  f.nChannels = uint16_t(channels);
-  f.nSamplesPerSec = uint32_t(rate);
-  f.wBitsPerSample = uint16_t(BitsOf(kind));
-  f.nBlockAlign = uint16_t(f.wBitsPerSample / 8 * channels);
-  f.nAvgBytesPerSec = f.nBlockAlign * uint32_t(rate);
-  if (extensible) {
-    f.wFormatTag = TV_FORMAT_EXTENSIBLE;
-    f.cbSize = TV_FORMAT_EXTENSIBLE_EXTRA;
-    image.wValidBitsPerSample = f.wBitsPerSample;
-    image.dwChannelMask = mask;
-    image.SubFormat = TvGuid TV_SUBFORMAT_GUID(tag);
-  }
-  return image;
-}
-
-uint32_t ChannelMaskOf(const TvWaveFormatExtensible& image) {
-  if (image.Format.wFormatTag != TV_FORMAT_EXTENSIBLE || image.Format.cbSize < TV_FORMAT_EXTENSIBLE_EXTRA) return 0;
-  return image.dwChannelMask;
 }
 
 uint32_t MaskFromMap(const std::vector<int>& map) {

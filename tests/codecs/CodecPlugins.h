@@ -74,21 +74,35 @@ class ErrorChannel {
   int ends[2];
 };
 
-// The decoder plug-in with one instance.
+// A decoder plug-in (decoder/<stem>.so, pcm by default) with one instance.
 struct DecoderPlugin {
-  PluginLibrary library{std::string(TV_BIN_DIR) + "/decoder/pcm.so"};
+  explicit DecoderPlugin(const std::string& stem = "pcm")
+      : library(std::string(TV_BIN_DIR) + "/decoder/" + stem + ".so") {
+    create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
+    destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
+    get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
+    set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
+    open = library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN);
+    closeFile = library.Symbol<TvDecoderCloseFn>(TV_DECODER_CLOSE);
+    decodeBlock = library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
+    setPosition = library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
+    deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
+    instance = create ? create(&context) : nullptr;
+  }
+
+  PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvDecoderCreateFn create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
-  TvDecoderDestroyFn destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
-  TvDecoderGetFn get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
-  TvDecoderSetFn set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
-  TvDecoderOpenFn open = library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN);
-  TvDecoderCloseFn closeFile = library.Symbol<TvDecoderCloseFn>(TV_DECODER_CLOSE);
-  TvDecoderDecodeBlockFn decodeBlock = library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
-  TvDecoderSetPositionFn setPosition = library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
-  TvDecoderDeleteATagFn deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
-  TvInstance instance = create ? create(&context) : nullptr;
+  TvDecoderCreateFn create;
+  TvDecoderDestroyFn destroy;
+  TvDecoderGetFn get;
+  TvDecoderSetFn set;
+  TvDecoderOpenFn open;
+  TvDecoderCloseFn closeFile;
+  TvDecoderDecodeBlockFn decodeBlock;
+  TvDecoderSetPositionFn setPosition;
+  TvDecoderDeleteATagFn deleteATag;
+  TvInstance instance;
 
   ~DecoderPlugin() {
     if (instance) destroy(instance);
@@ -120,7 +134,7 @@ struct DecoderPlugin {
   }
 };
 
-// One encoder plug-in (wav, aiff or w64) with one instance.
+// One encoder plug-in (encoder/<stem>.so) with one instance.
 struct EncoderPlugin {
   explicit EncoderPlugin(const std::string& stem)
       : library(std::string(TV_BIN_DIR) + "/encoder/" + stem + ".so") {
@@ -238,3 +252,30 @@ inline std::string ReadBytes(const std::string& path, size_t count) {
 }
 
 inline bool HaveSox() { return RunCommand("command -v sox") != ""; }
+
+struct RunResult {
+  int exitCode = -1;
+  std::string err;  // the error channel, UTF-8
+};
+
+// A scratch folder in which whole conversions run through the transmill program as a process,
+// with a home of the test's own; shell commands run in the folder too.
+class ConversionTest : public ::testing::Test {
+ protected:
+  std::string Sh(const std::string& command) { return RunCommand("cd '" + folder.Folder() + "' && " + command); }
+  RunResult Transmill(const std::string& in, const std::string& out, const std::string& args) {
+    std::string env = "HOME=. XDG_CONFIG_HOME=./cfg XDG_DATA_HOME=./data ";
+    RunResult r;
+    r.exitCode = std::stoi(Sh(env + TV_BIN_DIR "/transmill -infile=" + in + " -outfile=" + out + " " + args +
+                              " >out.txt 2>err.txt </dev/null; echo $?"));
+    r.err = Sh("iconv -f UTF-16LE -t UTF-8 err.txt");
+    return r;
+  }
+  // Sample frames of an audio file as sox counts them.
+  long Samples(const std::string& file) { return std::stol("0" + Sh("soxi -s '" + file + "'")); }
+  // One stream entry as ffprobe reads it ("codec_name", "channels", "duration", ...).
+  std::string Probe(const std::string& file, const std::string& entry) {
+    return Sh("ffprobe -v error -show_entries stream=" + entry + " -of default=nw=1:nk=1 '" + file + "'");
+  }
+  ScratchFolder folder;
+};

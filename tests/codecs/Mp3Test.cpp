@@ -10,35 +10,15 @@ namespace {
 
 constexpr int kSourceFrames = 66150;  // 1.5 s at 44.1 kHz
 
-struct RunResult {
-  int exitCode = -1;
-  std::string err;
-};
-
-class Mp3Test : public ::testing::Test {
+class Mp3Test : public ConversionTest {
  protected:
   void SetUp() override {
     Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 1.5 sine 440 sine 660 gain -3");
-  }
-  std::string Sh(const std::string& command) { return RunCommand("cd '" + folder.Folder() + "' && " + command); }
-  // The transmill program as a process with a home of the test's own; stderr as ASCII.
-  RunResult Transmill(const std::string& in, const std::string& out, const std::string& args) {
-    std::string env = "HOME=. XDG_CONFIG_HOME=./cfg XDG_DATA_HOME=./data ";
-    RunResult r;
-    r.exitCode = std::stoi(Sh(env + TV_BIN_DIR "/transmill -infile=" + in + " -outfile=" + out + " " + args +
-                              " >out.txt 2>err.txt </dev/null; echo $?"));
-    r.err = Sh("iconv -f UTF-16LE -t UTF-8 err.txt");
-    return r;
-  }
-  int Samples(const std::string& wav) { return std::stoi("0" + Sh("soxi -s " + wav)); }
-  std::string Probe(const std::string& file, const std::string& entry) {
-    return Sh("ffprobe -v error -show_entries stream=" + entry + " -of default=nw=1:nk=1 " + file);
   }
   std::string BitRateMode(const std::string& file) {
     return Sh("/usr/bin/python3 -c \"import mutagen.mp3; print(mutagen.mp3.MP3('" + file +
               "').info.bitrate_mode)\"");
   }
-  ScratchFolder folder;
 };
 
 TEST_F(Mp3Test, EncodesEachBitRateModeWithAnInfoTagThatGivesTheExactLength) {

@@ -12,3 +12,11 @@ endif()
 if(TARGET mp3_decoder)
   add_dependencies(${name}_tests mp3_decoder mp3_encoder transmill)
 endif()
+
+# Each codec's own tests (tests/codecs/<codec>/, an executable apiece) call this from their
+# extra.cmake with the plug-in targets they exercise: the loading and reading helpers above,
+# the tag bridge's block, and the program with the PCM plug-ins for whole conversions.
+function(tv_codec_tests target)
+  target_link_libraries(${target} PRIVATE plugins foundation pcm_common codec_common codec_tags tags ${CMAKE_DL_LIBS})
+  add_dependencies(${target} transmill pcm_decoder wav_encoder aiff_encoder w64_encoder ${ARGN})
+endfunction()
