@@ -1,28 +1,34 @@
-// The DSP chain's steps in a run. Loading the chain and non-live rendering are not built yet:
-// a run that names DSP effects fails at loading; an empty chain passes every step.
+// The DSP chain's steps in a run: loading, the quit event, the live loops and the last call.
 #include "TvTransmill.h"
 #include "XDebugLog.h"
+#include "clTvCodecHandler.h"
 #include "clTvDSP.h"
 
 namespace {
 const char* const kLoadFunction = "TvTransmill::LoadDSPEffects";
 }  // namespace
 
+// Each effect is loaded twice: a probe that answers the questions and is let go, and the
+// binding that lives on. Only a failing probe is an error; a failing second load drops the
+// entry. From the last entry to the first, since entries may be removed.
 bool TvTransmill::LoadDSPEffects() {
-  for (const auto& entry : dspEffects) {
-    XString text(u"Error: Unable to load DSP Effect '");
-    text += entry->name;
-    text += u"'.";
-    ReportError(text, kLoadFunction);
-    return false;
+  for (size_t i = dspEffects.size(); i-- > 0;) {
+    clTvDSPEntry& entry = *dspEffects[i];
+    clTvDSP probe;
+    if (!clTvCodecHandler::LoadDSP(entry.name, probe, &logHandles)) {
+      ReportError(u"Error: Unable to load DSP Effect '" + entry.name + u"'.", kLoadFunction);
+      return false;
+    }
+    entry.isLive = probe.GetWithText(TV_KEY_IS_LIVE, entry.options.CStr()) != 0;
+    if (probe.GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, entry.options.CStr()) != 0) keepReplayGainTags = 1;
+    auto binding = std::make_unique<clTvDSP>();
+    if (!clTvCodecHandler::LoadDSP(entry.name, *binding, &logHandles)) {
+      dspEffects.erase(dspEffects.begin() + static_cast<std::ptrdiff_t>(i));
+      continue;
+    }
+    if (batchId != 0) binding->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(batchId));
+    entry.binding = binding.release();
   }
-  return true;
-}
-
-// Non-live effects render the whole source first; with none in the chain there is nothing to do.
-bool TvTransmill::HandleNonLiveDSPs() {
-  for (const auto& entry : dspEffects)
-    if (entry->enabled && !entry->isLive) return false;
   return true;
 }
 

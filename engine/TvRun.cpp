@@ -77,6 +77,7 @@ bool TvTransmill::LoadEncoderPlugin() {
 void TvTransmill::ConvertThroughPump() {
   if (!LoadDSPEffects()) {
     tvExitFlag = 1;
+    UnloadDSPEffects();
     return;
   }
   SetEventQuitOnDSPs();

@@ -198,6 +198,13 @@ class TvTransmill : public XArgList {
   // The DSP chain's steps of the run.
   bool LoadDSPEffects();
   bool HandleNonLiveDSPs();
+  bool RenderSourceForDSPs();
+  bool RunChainOverFile();
+  bool RenderLiveDSP(clTvDSPEntry& entry);
+  bool ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered);
+  void DescribeRenderedFile();
+  // A new name for a rendering file: in tmpFolder when one is given, else the temporary folder.
+  void MakeTempDSPName(XTempFile& name, const char* prefix);
   bool BeginLiveDSPs();
   bool EndLiveDSPs();
   bool AfterConversionDSPs(const XStringList& names);

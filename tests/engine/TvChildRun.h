@@ -5,7 +5,10 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -108,4 +111,51 @@ class TvChildRunTest : public TvTempFolderTest {
   }
 
   std::string app;
+};
+
+// A run of in.tvt through the scripted decoder and encoder, whose calls land in calls.txt.
+class TvScriptRunTest : public TvChildRunTest {
+ protected:
+  void SetUp() override {
+    TvChildRunTest::SetUp();
+    signal(SIGPIPE, SIG_IGN);  // a child that stops early closes the pipe the test writes to
+    InstallPlugin(TV_TEST_PLUGIN_DIR "/TvScriptDecoder.so", "decoder", "script.so");
+    InstallPlugin(TV_TEST_PLUGIN_DIR "/TvScriptEncoder.so", "encoder", "TestEnc.so");
+    WriteBytes(PathOf("in.tvt"), "source");
+  }
+
+  // A console run of in.tvt to the output, with the scripted plug-ins set by env.
+  TvChildResult Convert(const std::string& output, const std::vector<std::string>& env,
+                        const std::vector<std::string>& moreArgs = {}) {
+    std::vector<std::string> args = {"-infile=" + PathOf("in.tvt"), "-outfile=" + output,
+                                     "-convert_to=testenc"};
+    args.insert(args.end(), moreArgs.begin(), moreArgs.end());
+    std::vector<std::string> fullEnv = {"TVTEST_CALLS=" + PathOf("calls.txt")};
+    fullEnv.insert(fullEnv.end(), env.begin(), env.end());
+    return Run(args, input, fullEnv);
+  }
+
+  std::vector<std::string> Calls() const {
+    std::istringstream in(ReadBytes(PathOf("calls.txt")));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+  }
+  // Calls that start with prefix, in order.
+  std::vector<std::string> CallsOf(const std::string& prefix) const {
+    std::vector<std::string> found;
+    for (const std::string& line : Calls())
+      if (line.rfind(prefix, 0) == 0) found.push_back(line);
+    return found;
+  }
+  bool Called(const std::string& prefix) const { return !CallsOf(prefix).empty(); }
+  bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
+  // The bytes the scripted decoder gives: each byte is its position in the stream.
+  static std::string StreamBytes(size_t from, size_t count) {
+    std::string bytes(count, '\0');
+    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(from + i);
+    return bytes;
+  }
+
+  TvChildInput input;
 };

@@ -1,8 +1,10 @@
 /* A decoder for engine tests whose blocks follow a script in TVTEST_BLOCKS.
    Tokens, comma-separated: a byte count (data), "e" (nothing yet), a count with "E" (last block
-   with data), "E" alone (empty last block), "F" (DecodeBlock fails), "N" (nothing, for ever). */
+   with data), "E" alone (empty last block), "F" (DecodeBlock fails), "N" (nothing, for ever),
+   "Q" (sets the run's quit event, as a host would, and gives nothing). */
 #define TV_DECODER_PLUGIN
 #include "tv_plugin.h"
+#include "tv_named.h"
 #include "TvScriptCommon.h"
 
 typedef struct Decoder {
@@ -12,6 +14,7 @@ typedef struct Decoder {
   unsigned long long position;
   TvWaveFormatEx format;
   long tagFailures; /* Set "IDTags" answers made so far that failed */
+  char quitName[256];
 } Decoder;
 
 TV_PLUGIN_EXPORT TvInstance Create(TvHostContext* context) {
@@ -48,8 +51,9 @@ TV_PLUGIN_EXPORT int32_t Set(TvInstance instance, const char16_t* key, TvPluginV
   char line[400];
   snprintf(line, sizeof line, "Set %s=%s", name, text);
   ScriptLog("%s %ld", line, value->value);
-  if (strcmp(name, "IDTags") != 0) return 1;
   Decoder* d = instance;
+  if (strcmp(name, "EventQuit") == 0) snprintf(d->quitName, sizeof d->quitName, "%s", text);
+  if (strcmp(name, "IDTags") != 0) return 1;
   /* TVTEST_TAG_FAILS: how many tries fail; TVTEST_TAG_BLOCK: where the block is kept. */
   if (d->tagFailures < ScriptNumber("TVTEST_TAG_FAILS", 0)) {
     d->tagFailures++;
@@ -113,6 +117,12 @@ TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
   ScriptLog("DecodeBlock %.1s %ld", token, 0);
   if (*token == 'F') return 0;
   if (*token == 'e') return 1;
+  if (*token == 'Q') {
+    tv_event* quit = d->quitName[0] ? tv_event_create(d->quitName, NULL) : NULL;
+    if (quit) tv_event_set(quit);
+    if (quit) tv_event_close(quit);
+    return 1;
+  }
   char* end = NULL;
   const long count = strtol(token, &end, 10);
   if (end != token) FillData(d, block, count);
