@@ -101,14 +101,19 @@ TEST_F(TvDspChainTest, EngineMeasuresTheLengthAndFormatANonLiveEffectLeaves) {
   EXPECT_EQ(CallsOf("ENC_EncodeBlock"), std::vector<std::string>{"ENC_EncodeBlock 600 at 0 end 1"});
 }
 
-TEST_F(TvDspChainTest, QuitWhileRenderingSkipsTheEffectsAndThePump) {
-  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,Q,400E"}, {"-dspeffect1=A=add=1",
-                                  "-evtquit=" + std::string("tvtest-dspquit-") + std::filesystem::path(folder).filename().string()});
+TEST_F(TvDspChainTest, QuitWhileRenderingOrBetweenEffectsSkipsTheRestAndThePump) {
+  const std::string quit = "-evtquit=tvtest-dspquit-" + std::filesystem::path(folder).filename().string();
+  Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,Q,400E"}, {"-dspeffect1=A=add=1", quit});
   EXPECT_EQ(CountOf(Calls(), "DecodeBlock"), 2u);
   EXPECT_FALSE(Called("DSP_PassNonLive"));
   EXPECT_FALSE(Called("ENC_EncodeBlock"));
   EXPECT_TRUE(Called("ENC_EndConversion"));
-  EXPECT_FALSE(Has("o.raw") && !ReadBytes(PathOf("o.raw")).empty());
+
+  std::filesystem::remove(PathOf("calls.txt"));
+  Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, {"-dspeffect1=A=quit", "-dspeffect2=B=add=1", quit});
+  EXPECT_TRUE(Called("DSP_PassNonLive A"));
+  EXPECT_FALSE(Called("DSP_PassNonLive B"));
+  EXPECT_FALSE(Called("ENC_EncodeBlock"));
 }
 
 TEST_F(TvDspChainTest, FailingEffectFailsTheRunButTheFinishStillRuns) {
