@@ -1,0 +1,1 @@
+tv_codec_tests(${name}_tests opus_decoder opus_encoder)
