@@ -204,11 +204,13 @@ bool Fill(Decoder& d, bool& end) {
   end = false;
   while (d.pcm.size() < kBlockFrames * d.info.channels) {
     bool ok = FLAC__stream_decoder_process_single(d.flac);
-    if (!d.formatChange.empty()) return FailDecode(d, d.formatChange + ".");
-    if (d.errorStatus >= 0)
-      return FailDecode(d, ErrorText(d.errorStatus) + " after sample " + std::to_string(d.decoded) + ".");
     FLAC__StreamDecoderState state = FLAC__stream_decoder_get_state(d.flac);
-    if (state == FLAC__STREAM_DECODER_END_OF_STREAM) {
+    if (!d.formatChange.empty()) return FailDecode(d, d.formatChange + ".");
+    // A stream cut inside a frame loses sync at its end: say that it is short.
+    bool atEnd = state == FLAC__STREAM_DECODER_END_OF_STREAM;
+    if (d.errorStatus >= 0 && !(atEnd && d.decoded < d.info.total_samples))
+      return FailDecode(d, ErrorText(d.errorStatus) + " after sample " + std::to_string(d.decoded) + ".");
+    if (atEnd) {
       end = true;
       return FinishStream(d);
     }

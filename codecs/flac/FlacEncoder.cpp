@@ -56,10 +56,13 @@ bool AllDigits(std::u16string_view text) {
   return true;
 }
 
+// The key without the second dash of a long option: the engine passes those on with one.
+std::u16string_view Plain(std::u16string_view key) { return key.starts_with(u'-') ? key.substr(1) : key; }
+
 // "-5", "--compression-level-5" and "--compression-level=5" all set the level.
 int LevelOption(const TextPair& option, bool& isLevel) {
-  std::u16string_view key = option.first;
-  constexpr std::u16string_view kLong = u"-compression-level";
+  std::u16string_view key = Plain(option.first);
+  constexpr std::u16string_view kLong = u"compression-level";
   isLevel = true;
   if (AllDigits(key)) return Level(key);
   if (key.size() >= kLong.size() && EqualsNoCase(key.substr(0, kLong.size()), kLong)) {
@@ -81,7 +84,7 @@ Settings ReadSettings(const char16_t* line) {
       s.level = level;
     } else if (isLevel && s.problem.empty()) {
       s.problem = u"-" + key + (option.second.empty() ? u"" : u" " + option.second);
-    } else if (EqualsNoCase(key, u"V") || EqualsNoCase(key, u"-verify")) {
+    } else if (EqualsNoCase(key, u"V") || EqualsNoCase(Plain(key), u"verify")) {
       s.verify = true;
     } else if (EqualsNoCase(key, u"notags")) {
       s.writeTags = false;
