@@ -311,6 +311,8 @@ int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo*, int32_t* write
   if (!e.wpc) return 0;  // never begun, or failed already
   if (!WavpackFlushSamples(e.wpc) || e.wv.failed || e.wvc.failed)
     return Fail(e, "Error: Finishing '" + e.wv.name + "' failed: " + LibraryError(e) + ".");
+  if (WavpackGetSampleIndex64(e.wpc) == 0)
+    return Fail(e, "Error: Unable to encode '" + e.wv.name + "': the source holds no audio samples.");
   if (!RewriteFirstBlock(e, e.wv) || !RewriteFirstBlock(e, e.wvc))
     return Fail(e, "Error: Finishing '" + e.wv.name + "' failed: " + strerror(errno));
   WavpackCloseFile(e.wpc);
