@@ -40,8 +40,9 @@ struct Decoder {
   std::string formatChange;
   uint64_t decoded = 0;  // the sample number after the last one decoded
   uint64_t handed = 0;   // samples handed out so far, for the block position
-  std::vector<int32_t> pcm;
-  std::vector<uint8_t> data;
+  std::vector<int32_t> frameSamples;
+  std::vector<uint8_t> data;  // decoded audio in the block layout
+  bool dataHandedOut = false;  // data went out in the last block: cleared before decoding on
   std::vector<uint8_t> tags;
   std::vector<uint8_t> properties;
 };
@@ -76,7 +77,25 @@ bool FailDecode(Decoder& d, const std::string& text) {
   return false;
 }
 
-// Interleaves one frame, raised to full scale in its container.
+// 16 and 24-bit, nearly every stream, go straight into the block layout.
+template <int Bytes>
+void Pack(const FLAC__int32* const buffer[], unsigned channels, unsigned count, int shift, uint8_t* out) {
+  for (unsigned i = 0; i < count; ++i)
+    for (unsigned c = 0; c < channels; ++c) {
+      uint32_t v = uint32_t(buffer[c][i]) << shift;
+      for (int b = 0; b < Bytes; ++b) *out++ = uint8_t(v >> (8 * b));
+    }
+}
+
+void Interleave(Decoder& d, const FLAC__int32* const buffer[], unsigned channels, unsigned count, uint8_t* out) {
+  d.frameSamples.resize(size_t(count) * channels);
+  int32_t* samples = d.frameSamples.data();
+  for (unsigned i = 0; i < count; ++i)
+    for (unsigned c = 0; c < channels; ++c) *samples++ = int32_t(uint32_t(buffer[c][i]) << d.shift);
+  FromInt32(d.frameSamples.data(), d.frameSamples.size(), d.kind, out);
+}
+
+// Appends one frame in the block layout, raised to full scale in its container.
 FLAC__StreamDecoderWriteStatus OnWrite(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
                                        const FLAC__int32* const buffer[], void* client) {
   Decoder& d = *static_cast<Decoder*>(client);
@@ -86,11 +105,15 @@ FLAC__StreamDecoderWriteStatus OnWrite(const FLAC__StreamDecoder*, const FLAC__F
     return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
   }
   unsigned count = frame->header.blocksize;
-  size_t first = d.pcm.size();
-  d.pcm.resize(first + size_t(count) * channels);
-  int32_t* out = d.pcm.data() + first;
-  for (unsigned i = 0; i < count; ++i)
-    for (unsigned c = 0; c < channels; ++c) *out++ = buffer[c][i] << d.shift;
+  size_t first = d.data.size();
+  d.data.resize(first + size_t(count) * d.image.Format.nBlockAlign);
+  uint8_t* out = d.data.data() + first;
+  if (d.kind == SampleKind::S16)
+    Pack<2>(buffer, channels, count, d.shift, out);
+  else if (d.kind == SampleKind::S24)
+    Pack<3>(buffer, channels, count, d.shift, out);
+  else
+    Interleave(d, buffer, channels, count, out);
   d.decoded += count;
   return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
 }
@@ -202,7 +225,7 @@ bool FinishStream(Decoder& d) {
 // Decodes whole frames until a block's worth is there or the stream ends.
 bool Fill(Decoder& d, bool& end) {
   end = false;
-  while (d.pcm.size() < kBlockFrames * d.info.channels) {
+  while (d.data.size() < kBlockFrames * d.image.Format.nBlockAlign) {
     bool ok = FLAC__stream_decoder_process_single(d.flac);
     FLAC__StreamDecoderState state = FLAC__stream_decoder_get_state(d.flac);
     if (!d.formatChange.empty()) return FailDecode(d, d.formatChange + ".");
@@ -280,7 +303,8 @@ int32_t Open(TvInstance instance, TvOpenInfo* info) {
   d.name = ToUtf8(View(info->fileName));
   d.maskField = 0;
   d.formatChange.clear();
-  d.pcm.clear();
+  d.data.clear();
+  d.dataHandedOut = false;
   d.decoded = d.handed = 0;
   if (!StartDecoder(d) || !DescribeFormat(d)) return 0;
   FLAC__uint64 start = 0;
@@ -299,14 +323,12 @@ int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
   if (!instance || !block) return 0;
   Decoder& d = *Cast(instance);
   if (!d.flac) return 0;
+  if (d.dataHandedOut) d.data.clear();
+  d.dataHandedOut = true;
   bool end = false;
   if (!d.finished && !Fill(d, end)) return 0;
   end = end || d.finished;
-  size_t channels = d.info.channels;
-  size_t frames = d.pcm.size() / channels;
-  d.data.resize(d.pcm.size() * size_t(BitsOf(d.kind) / 8));
-  FromInt32(d.pcm.data(), d.pcm.size(), d.kind, d.data.data());
-  d.pcm.clear();
+  size_t frames = d.data.size() / d.image.Format.nBlockAlign;
   uint64_t rate = d.info.sample_rate;
   block->data = frames ? d.data.data() : nullptr;
   block->byteCount = uint32_t(d.data.size());
@@ -326,7 +348,8 @@ int32_t SetPosition(TvInstance instance, uint32_t first, uint32_t second) {
   if (d.finished && !StartDecoder(d)) return 0;
   uint64_t ms = (uint64_t(second) << 32) | first;
   uint64_t sample = ms * d.info.sample_rate / 1000;
-  d.pcm.clear();
+  d.data.clear();
+  d.dataHandedOut = false;
   d.errorStatus = -1;
   if (d.info.total_samples && sample >= d.info.total_samples) {  // libFLAC refuses to seek to the very end
     d.finished = true;
@@ -335,11 +358,11 @@ int32_t SetPosition(TvInstance instance, uint32_t first, uint32_t second) {
   }
   if (!FLAC__stream_decoder_seek_absolute(d.flac, sample)) {
     if (FLAC__stream_decoder_get_state(d.flac) == FLAC__STREAM_DECODER_SEEK_ERROR) FLAC__stream_decoder_flush(d.flac);
-    d.pcm.clear();
+    d.data.clear();
     return 0;
   }
   // libFLAC hands the frame holding the target over during the seek, trimmed to start there.
-  d.decoded = sample + d.pcm.size() / d.info.channels;
+  d.decoded = sample + d.data.size() / d.image.Format.nBlockAlign;
   d.handed = sample;
   return 1;
 }
