@@ -189,7 +189,9 @@ int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   e.channels = image.Format.nChannels;
   e.rate = int(image.Format.nSamplesPerSec);
   int container = s.container->format;
-  bool extensible = image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE || e.channels > 2 || s.forceExtensible;
+  // Samples wider than 16 bits and more than two channels call for the extensible header.
+  bool extensible = image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE || e.channels > 2 || BitsOf(kind) > 16 ||
+                    s.forceExtensible;
   if (container == SF_FORMAT_WAV && extensible) container = SF_FORMAT_WAVEX;
   SF_INFO out{};
   out.samplerate = e.rate;

@@ -20,3 +20,10 @@ function(tv_codec_tests target)
   target_link_libraries(${target} PRIVATE plugins foundation pcm_common codec_common codec_tags tags ${CMAKE_DL_LIBS})
   add_dependencies(${target} transmill pcm_decoder wav_encoder aiff_encoder w64_encoder ${ARGN})
 endfunction()
+
+# The lossless chain runs through the FLAC and WavPack plug-ins when they are built.
+foreach(plugin flac_decoder flac_encoder wavpack_decoder wavpack_encoder)
+  if(TARGET ${plugin})
+    add_dependencies(codecs_tests ${plugin} transmill)
+  endif()
+endforeach()
