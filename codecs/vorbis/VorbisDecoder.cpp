@@ -67,20 +67,24 @@ std::string CodecOf(const unsigned char* packet, long size) {
   return "an unknown codec";
 }
 
-// What a pass over the Ogg pages found, without decoding: the codec of each stream, bytes that
-// are no valid page (damage, or a file that isn't Ogg at all), and whether the last page ends
-// a stream (a file cut short ends inside or after an ordinary page).
+// What a pass over the Ogg pages found, without decoding: the codec of each stream, bytes
+// between pages that are no valid page (damage), and whether the last page ends a stream (a
+// file cut short ends inside or after an ordinary page). Bytes after a page that ends the
+// stream are left alone: the audio is whole.
 struct PageScan {
   std::vector<std::string> codecs;
   uint64_t size = 0;
   uint64_t junk = 0;
-  bool cut = false;  // the file ends inside a page
+  uint64_t pending = 0;  // stray bytes since the last page
+  bool cut = false;      // the file ends inside a page
   bool ended = false;
 };
 
 void TakePage(ogg_page& page, PageScan& scan) {
-  if (ogg_page_bos(&page)) scan.codecs.push_back(CodecOf(page.body + 0, page.body_len));
+  if (ogg_page_bos(&page)) scan.codecs.push_back(CodecOf(page.body, page.body_len));
   scan.ended = ogg_page_eos(&page) != 0;
+  scan.junk += scan.pending;
+  scan.pending = 0;
 }
 
 bool ScanPages(const std::string& name, PageScan& scan, std::string& error) {
@@ -96,11 +100,11 @@ bool ScanPages(const std::string& name, PageScan& scan, std::string& error) {
     scan.size += got;
     for (long step; (step = ogg_sync_pageseek(&sync, &page)) != 0;) {
       if (step > 0) TakePage(page, scan);
-      else scan.junk += uint64_t(-step);
+      else scan.pending += uint64_t(-step);
     }
     if (got == 0) break;
   }
-  scan.cut = sync.fill > sync.returned;
+  scan.cut = sync.fill - sync.returned >= 4 && !memcmp(sync.data + sync.returned, "OggS", 4);
   ogg_sync_clear(&sync);
   bool readError = ferror(in) != 0;
   fclose(in);

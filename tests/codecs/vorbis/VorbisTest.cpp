@@ -276,11 +276,14 @@ TEST_F(VorbisTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
   Sh("yes 'no audio in here' | head -c 40000 > text.ogg && : > empty.ogg");
   Sh("cp good.ogg hole.ogg && dd if=/dev/zero of=hole.ogg bs=1 seek=30000 count=3000 conv=notrunc 2>/dev/null");
   Sh("opusenc --quiet src.wav opus.ogg && flac -s --ogg -o flac.oga src.wav");
+  Sh("/usr/bin/python3 -c \"d = open('good.ogg', 'rb').read(); "
+     "open('pagecut.ogg', 'wb').write(d[:d.find(b'OggS', 20000)])\"");
   struct Case {
     const char* file;
     const char* reason;
   };
-  for (Case c : {Case{"cut.ogg", "truncated"}, {"hole.ogg", "damaged"}, {"wave.ogg", "not an Ogg file"},
+  for (Case c : {Case{"cut.ogg", "truncated: the file ends inside"}, {"pagecut.ogg", "truncated: its last page"},
+                 {"hole.ogg", "damaged"}, {"wave.ogg", "not an Ogg file"},
                  {"text.ogg", "not an Ogg file"}, {"empty.ogg", "empty"}, {"opus.ogg", "holds Opus, not Vorbis"},
                  {"flac.oga", "holds FLAC, not Vorbis"}}) {
     RunResult r = Transmill(c.file, "out.wav", "-convert_to=wav");
@@ -289,6 +292,11 @@ TEST_F(VorbisTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
     EXPECT_NE(r.err.find(c.reason), std::string::npos) << r.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "out.wav")) << c.file;
   }
+  // Stray bytes behind the page that ends the stream leave the audio whole.
+  Sh("cp good.ogg trailing.ogg && yes junk | head -c 300 >> trailing.ogg");
+  RunResult r = Transmill("trailing.ogg", "out.wav", "-convert_to=wav");
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(Samples("out.wav"), 4 * 44100);
 }
 
 }  // namespace
