@@ -179,6 +179,8 @@ bool Start(Encoder& e, const Settings& s, uint64_t total) {
   FLAC__stream_encoder_set_channels(e.flac, f.nChannels);
   FLAC__stream_encoder_set_bits_per_sample(e.flac, unsigned(e.bits));
   FLAC__stream_encoder_set_sample_rate(e.flac, f.nSamplesPerSec);
+  // Rates above what every player must handle are still valid FLAC, outside the streamable subset.
+  FLAC__stream_encoder_set_streamable_subset(e.flac, FLAC__format_sample_rate_is_subset(f.nSamplesPerSec));
   FLAC__stream_encoder_set_compression_level(e.flac, unsigned(s.level));
   FLAC__stream_encoder_set_verify(e.flac, s.verify);
   if (total) FLAC__stream_encoder_set_total_samples_estimate(e.flac, total);

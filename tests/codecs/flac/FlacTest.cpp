@@ -82,17 +82,20 @@ class FlacTest : public ConversionTest {
 
 TEST_F(FlacTest, EncodedFilesPassFlacTestAndDecodeToTheSourceSamples) {
   struct Case {
-    int channels, bits;
+    int channels, bits, rate;
   };
-  for (Case c : {Case{1, 16}, {2, 16}, {6, 16}, {1, 24}, {2, 24}, {6, 24}, {2, 8}, {2, 32}, {8, 24}}) {
-    std::string what = std::to_string(c.channels) + " channels, " + std::to_string(c.bits) + " bits";
-    Sh("sox -n -r 48000 -c " + std::to_string(c.channels) + " -b " + std::to_string(c.bits) +
+  // 768 kHz lies outside the streamable subset, which must not stop the encoder.
+  for (Case c : {Case{1, 16, 48000}, {2, 16, 48000}, {6, 16, 48000}, {1, 24, 48000}, {2, 24, 48000}, {6, 24, 48000},
+                 {2, 8, 48000}, {2, 32, 48000}, {8, 24, 48000}, {2, 24, 768000}}) {
+    std::string what = std::to_string(c.channels) + " channels, " + std::to_string(c.bits) + " bits, " +
+                       std::to_string(c.rate) + " Hz";
+    Sh("sox -n -r " + std::to_string(c.rate) + " -c " + std::to_string(c.channels) + " -b " + std::to_string(c.bits) +
        " src.wav synth 1.5 pinknoise vol 0.5");
     RunResult r = Transmill("src.wav", "out.flac", "-convert_to=flac");
     ASSERT_EQ(r.exitCode, 0) << what << r.err;
     EXPECT_EQ(Sh("flac -t -s out.flac 2>&1 && echo ok"), "ok") << what;
     EXPECT_EQ(Meta("out.flac", "--show-bps"), std::to_string(c.bits)) << what;
-    EXPECT_EQ(Meta("out.flac", "--show-total-samples"), "72000") << what;
+    EXPECT_EQ(Meta("out.flac", "--show-total-samples"), std::to_string(c.rate * 3 / 2)) << what;
     EXPECT_NE(Meta("out.flac", "--list --block-type=SEEKTABLE").find("seek points: 1"), std::string::npos) << what;
     Sh("flac -d -f -s -o back.wav out.flac");
     EXPECT_TRUE(SameSamples("src.wav", "back.wav")) << what;
