@@ -11,6 +11,7 @@
 #include <bit>
 #include <cstring>
 #include <new>
+#include <unistd.h>
 
 using namespace codec;
 
@@ -68,8 +69,10 @@ TvWaveFormatExtensible ImageOf(WavpackContext* wpc, SampleKind kind, int channel
 }
 
 bool OpenStream(Decoder& d) {
-  std::string reason;
+  std::string reason, correction = d.name + "c";  // the name the library looks for
   if (!wavpack::CheckBlocks(d.name, reason)) return Fail(d, reason);
+  if (access(correction.c_str(), F_OK) == 0 && !wavpack::CheckBlocks(correction, reason))
+    return Fail(d, "its correction file: " + reason);
   char error[128] = {};
   // Normalising leaves ordinary float files (exponent 127) as they are and scales odd ones to +-1.
   d.wpc = WavpackOpenFileInput(d.name.c_str(), error, OPEN_WVC | OPEN_NORMALIZE, 0);

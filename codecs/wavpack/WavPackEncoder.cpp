@@ -17,7 +17,7 @@ using namespace codec;
 namespace {
 
 struct Settings {
-  int flags = 0;           // CONFIG_ flags
+  int mode = 0;            // CONFIG_ flags of the last of -f, -h and -hh
   int extra = 0;           // extra processing level 1..6, 0 for none
   double bitRate = 0;      // hybrid: kbps from 24 up, bits per sample below; 0 for lossless
   bool correction = false; // also write the .wvc
@@ -69,11 +69,11 @@ bool ReadOption(const TextPair& option, Settings& s) {
   const std::u16string& key = option.first;
   bool plain = option.second.empty();
   if (EqualsNoCase(key, u"f") && plain) {
-    s.flags |= CONFIG_FAST_FLAG;
+    s.mode = CONFIG_FAST_FLAG;
   } else if (EqualsNoCase(key, u"h") && plain) {
-    s.flags |= CONFIG_HIGH_FLAG;
+    s.mode = CONFIG_HIGH_FLAG;
   } else if (EqualsNoCase(key, u"hh") && plain) {
-    s.flags |= CONFIG_HIGH_FLAG | CONFIG_VERY_HIGH_FLAG;
+    s.mode = CONFIG_HIGH_FLAG | CONFIG_VERY_HIGH_FLAG;
   } else if (EqualsNoCase(key, u"c") && plain) {
     s.correction = true;
   } else if (EqualsNoCase(key, u"notags") && plain) {
@@ -174,8 +174,11 @@ WavpackConfig MakeConfig(const TvWaveFormatExtensible& image, const Settings& s)
   config.num_channels = image.Format.nChannels;
   config.sample_rate = int32_t(image.Format.nSamplesPerSec);
   config.channel_mask = int32_t(ChannelMask(image));
-  config.flags = s.flags;
-  if (s.extra) config.flags |= CONFIG_EXTRA_MODE, config.xmode = s.extra;
+  config.flags = s.mode;
+  if (s.extra) {
+    config.flags |= CONFIG_EXTRA_MODE;
+    config.xmode = s.extra;
+  }
   if (s.bitRate > 0) {
     config.flags |= CONFIG_HYBRID_FLAG;
     config.bitrate = float(s.bitRate);

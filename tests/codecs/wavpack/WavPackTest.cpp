@@ -263,7 +263,13 @@ TEST_F(WavPackTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
   Sh("yes 'no audio in here' | head -c 40000 > text.wv && : > empty.wv && head -c 20 good.wv > stub.wv");
   Sh("cp good.wv hole.wv && dd if=/dev/urandom of=hole.wv bs=1 seek=" + std::to_string(size / 2) +
      " count=2000 conv=notrunc 2>/dev/null");
-  for (const char* source : {"cut.wv", "wave.wv", "text.wv", "empty.wv", "stub.wv", "hole.wv"}) {
+  // A hybrid pair whose correction file is damaged: the pair can't be decoded losslessly.
+  Sh("wavpack -q -y -b256 -c src.wav -o pair.wv");
+  Sh("dd if=/dev/urandom of=pair.wvc bs=1 seek=" + std::to_string(Size("pair.wvc") / 2) +
+     " count=500 conv=notrunc 2>/dev/null");
+  EXPECT_NE(Transmill("pair.wv", "out.wav", "-convert_to=wav").err.find("its correction file: damaged block"),
+            std::string::npos);
+  for (const char* source : {"cut.wv", "wave.wv", "text.wv", "empty.wv", "stub.wv", "hole.wv", "pair.wv"}) {
     RunResult r = Transmill(source, "out.wav", "-convert_to=wav");
     EXPECT_EQ(r.exitCode, 1) << source;
     bool opening = r.err.rfind(std::string("Error: Unable to open file '") + source + "'", 0) == 0;
@@ -271,6 +277,19 @@ TEST_F(WavPackTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
     EXPECT_TRUE(opening || reading) << source << ": " << r.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "out.wav")) << source;
   }
+}
+
+// Damage that turns up after Open (the file changed under the decoder) fails the decoding call.
+TEST_F(WavPackTest, DamageFoundWhileDecodingFailsTheBlockWithAReason) {
+  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5 && wavpack -q -y src.wav -o good.wv");
+  WavPackDecoder d;
+  ASSERT_TRUE(d.Open(folder / "good.wv")) << d.errors.Text();
+  Sh("dd if=/dev/urandom of=good.wv bs=1 seek=" + std::to_string(Size("good.wv") / 2) +
+     " count=2000 conv=notrunc 2>/dev/null");
+  std::vector<uint8_t> audio;
+  EXPECT_FALSE(d.DecodeAll(audio));
+  EXPECT_LT(audio.size(), size_t(88200) * 4);
+  EXPECT_NE(d.errors.Text().find("Error: Reading '"), std::string::npos);
 }
 
 }  // namespace
