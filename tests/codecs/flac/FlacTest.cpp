@@ -201,6 +201,21 @@ TEST_F(FlacTest, FilesOfTheFlacToolDecodeWithTheirTagsPictureAndLength) {
   EXPECT_TRUE(pictureFound) << text;
 }
 
+TEST_F(FlacTest, StreamsWrittenToAPipeDecodeToTheirEndWithoutALength) {
+  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 1 pinknoise vol 0.5 && sox src.wav -t raw src.raw");
+  Sh("flac -s --force-raw-format --endian=little --sign=signed --channels=2 --bps=16 --sample-rate=44100 -c - "
+     "< src.raw 2>/dev/null | cat > piped.flac");
+  ASSERT_EQ(Meta("piped.flac", "--show-total-samples"), "0");
+  DecoderPlugin decoder("flac");
+  std::u16string name = U16(folder / "piped.flac");
+  TvOpenInfo info;
+  ASSERT_TRUE(decoder.Open(name, info)) << decoder.errors.Text();
+  EXPECT_EQ(info.msLength, 0u);
+  std::vector<uint8_t> samples;
+  ASSERT_TRUE(decoder.DecodeAll(samples)) << decoder.errors.Text();
+  EXPECT_TRUE(std::string(samples.begin(), samples.end()) == ReadBytes(folder / "src.raw", 1 << 24));
+}
+
 TEST_F(FlacTest, TagsAndPicturesWrittenByTheEngineAreReadByMutagen) {
   MakeTaggedFlac();
   RunResult r = Transmill("tagged.flac", "out.flac", "-convert_to=flac -8 -tag=\"Title=New Title\" -tag=Album=Disc");
