@@ -42,21 +42,22 @@ struct Encoder {
 
 Encoder* Cast(TvInstance instance) { return static_cast<Encoder*>(instance); }
 
-// A number with at most one decimal point, in [low, high], or -1.
+// A number with at most one decimal point, in [low, high], or -1. Read by hand: strtod would
+// follow the host's locale for the decimal point.
 double Decimal(std::u16string_view text, double low, double high) {
-  if (text.empty() || text.size() > 12) return -1;
-  double value = 0, scale = 0;
+  if (text.empty() || text == u"." || text.size() > 12) return -1;
+  double value = 0, scale = 1;
+  bool point = false;
   for (char16_t c : text) {
-    if (c == u'.' && scale == 0) {
-      scale = 1;
-    } else if (c >= u'0' && c <= u'9') {
-      if (scale > 0) scale /= 10;
-      value = scale > 0 ? value + (c - u'0') * scale : value * 10 + (c - u'0');
-    } else {
-      return -1;
+    if (c == u'.' && !point) {
+      point = true;
+      continue;
     }
+    if (c < u'0' || c > u'9') return -1;
+    if (point) scale /= 10;
+    value = value * 10 + (c - u'0');
   }
-  if (text == u".") return -1;
+  value *= scale;
   return value >= low && value <= high ? value : -1;
 }
 
