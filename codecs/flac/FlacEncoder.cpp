@@ -122,7 +122,8 @@ void ChooseDepth(Encoder& e) {
     return;
   }
   int container = BitsOf(e.kind);
-  bool extensible = e.image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE && e.image.Format.cbSize >= TV_FORMAT_EXTENSIBLE_EXTRA;
+  bool extensible =
+      e.image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE && e.image.Format.cbSize >= TV_FORMAT_EXTENSIBLE_EXTRA;
   int valid = extensible ? e.image.wValidBitsPerSample : container;
   if (valid < 4 || valid > container) valid = container;
   e.bits = valid, e.shift = container - valid;

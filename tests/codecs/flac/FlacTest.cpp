@@ -266,9 +266,11 @@ TEST_F(FlacTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
   Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 3 sine 440 sine 661 gain -3 && flac -s -f -o good.flac src.wav");
   long size = FileSize(folder / "good.flac");
   std::string middle = std::to_string(size / 2);
-  Sh("cp good.flac noise.flac && head -c 3000 /dev/urandom | dd of=noise.flac bs=1 seek=" + middle +
+  // Foreign bytes (the tail of the WAV) and zeros over the middle of the stream.
+  Sh("cp good.flac noise.flac && tail -c 3000 src.wav | dd of=noise.flac bs=1 seek=" + middle +
      " conv=notrunc 2>/dev/null");
-  Sh("cp good.flac zeros.flac && dd if=/dev/zero of=zeros.flac bs=1 seek=" + middle + " count=500 conv=notrunc 2>/dev/null");
+  Sh("cp good.flac zeros.flac && dd if=/dev/zero of=zeros.flac bs=1 seek=" + middle +
+     " count=500 conv=notrunc 2>/dev/null");
   Sh("head -c " + middle + " good.flac > cut.flac && head -c 30 good.flac > stub.flac");
   // A wrong MD5 in the stream header: every frame is sound, the whole is not.
   Sh("cp good.flac md5.flac && printf '\\125' | dd of=md5.flac bs=1 seek=30 conv=notrunc 2>/dev/null");
