@@ -85,6 +85,10 @@ class OpusTest : public ConversionTest {
   double FormatBitRate(const std::string& file) {
     return std::stod("0" + Sh("ffprobe -v error -show_entries format=bit_rate -of default=nw=1:nk=1 '" + file + "'"));
   }
+  // The distinct packet sizes of a stream, one a line, as ffprobe lists them.
+  std::string PacketSizes(const std::string& file) {
+    return Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 '" + file + "' | cut -d, -f1 | grep . | sort -u");
+  }
   std::string Mutagen(const std::string& file, const std::string& expression) {
     return Sh("/usr/bin/python3 -c \"import mutagen.oggopus, mutagen.flac, base64; f=mutagen.oggopus.OggOpus('" +
               file + "'); print(" + expression + ")\"");
@@ -101,7 +105,8 @@ class OpusTest : public ConversionTest {
     Sound sound = ReadSound(folder / file);
     ASSERT_EQ(sound.channels, channels) << label;
     std::vector<int> tones(kTones.begin(), kTones.begin() + channels);
-    for (int c = 0; c < channels; ++c) EXPECT_EQ(DominantTone(sound, c, tones), kTones[size_t(c)]) << label << " channel " << c;
+    for (int c = 0; c < channels; ++c)
+      EXPECT_EQ(DominantTone(sound, c, tones), kTones[size_t(c)]) << label << " channel " << c;
   }
 };
 
@@ -135,9 +140,10 @@ TEST_F(OpusTest, BitRateAndModeSettingsReachTheStream) {
   // VBR spends what the signal needs: as much as opusenc spends with the same setting.
   for (const char* kbps : {"64", "192"}) {
     Sh(std::string("opusenc --quiet --bitrate ") + kbps + " noise.wav ref" + kbps + ".opus");
-    ASSERT_EQ(Transmill("noise.wav", std::string("vbr") + kbps + ".opus", std::string("-convert_to=opus -b ") + kbps).exitCode, 0);
+    std::string ours = std::string("vbr") + kbps + ".opus";
+    ASSERT_EQ(Transmill("noise.wav", ours, std::string("-convert_to=opus -b ") + kbps).exitCode, 0);
     double theirs = FormatBitRate(std::string("ref") + kbps + ".opus");
-    EXPECT_NEAR(FormatBitRate(std::string("vbr") + kbps + ".opus"), theirs, theirs * 0.05) << kbps;
+    EXPECT_NEAR(FormatBitRate(ours), theirs, theirs * 0.05) << kbps;
   }
   EXPECT_LT(FileSize("vbr64.opus") * 2, FileSize("vbr192.opus"));
   // Stereo defaults to 128 kbps: the same stream as asked for explicitly.
@@ -150,10 +156,8 @@ TEST_F(OpusTest, BitRateAndModeSettingsReachTheStream) {
   EXPECT_EQ(OpusinfoComplaints("cvbr.opus"), "");
   ASSERT_EQ(Transmill("noise.wav", "cbr.opus", "-convert_to=opus --hard-cbr -b 64").exitCode, 0);
   EXPECT_NEAR(FormatBitRate("cbr.opus"), 64000, 64000 * 0.05);
-  std::string sizes = Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 cbr.opus | cut -d, -f1 | grep . | sort -u");
-  EXPECT_EQ(sizes, std::to_string(64000 / 8 / 50)) << sizes;  // 64 kbps in 20 ms packets
-  sizes = Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 cvbr.opus | cut -d, -f1 | grep . | sort -u | wc -l");
-  EXPECT_GT(std::stoi(sizes), 1);
+  EXPECT_EQ(PacketSizes("cbr.opus"), std::to_string(64000 / 8 / 50));  // 64 kbps in 20 ms packets
+  EXPECT_NE(PacketSizes("cvbr.opus").find('\n'), std::string::npos) << "constrained VBR varies the size";
   // Complexity 10 is the default; 0 encodes differently.
   ASSERT_EQ(Transmill("noise.wav", "comp10.opus", "-convert_to=opus --comp 10").exitCode, 0);
   ASSERT_EQ(Transmill("noise.wav", "comp0.opus", "-convert_to=opus -complexity 0").exitCode, 0);
@@ -272,7 +276,8 @@ TEST_F(OpusTest, DecoderGivesLengthBitRateQualityAndSeeks) {
 }
 
 TEST_F(OpusTest, TagsAndPicturesWrittenAfterEncodingReadBackByMutagen) {
-  RunResult r = Transmill("src48.wav", "tagged.opus", "-convert_to=opus -tag=\"Title=Written\" -tag=\"Artist=Someone\"");
+  std::string tags = "-tag=\"Title=Written\" -tag=\"Artist=Someone\"";
+  RunResult r = Transmill("src48.wav", "tagged.opus", "-convert_to=opus " + tags);
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(Mutagen("tagged.opus", "f['title'][0], f['artist'][0]"), "Written Someone");
   EXPECT_EQ(OpusinfoComplaints("tagged.opus"), "");
@@ -292,7 +297,8 @@ TEST_F(OpusTest, TagsAndPicturesWrittenAfterEncodingReadBackByMutagen) {
 
 TEST_F(OpusTest, ChainedStreamsDecodeAsOneWhenTheirChannelCountsAgree) {
   Sh("sox src48.wav mono.wav remix 1 && opusenc --quiet src48.wav one.opus && opusenc --quiet src44.wav two.opus");
-  Sh("opusenc --quiet mono.wav three.opus && cat one.opus two.opus > chain.opus && cat one.opus three.opus > mixed.opus");
+  Sh("opusenc --quiet mono.wav three.opus && cat one.opus two.opus > chain.opus");
+  Sh("cat one.opus three.opus > mixed.opus");
   ASSERT_EQ(Transmill("chain.opus", "out.wav", "-convert_to=wav").exitCode, 0);
   EXPECT_EQ(Samples("out.wav"), OpusdecFrames("one.opus") + OpusdecFrames("two.opus"));
   RunResult r = Transmill("mixed.opus", "mixed.wav", "-convert_to=wav");
