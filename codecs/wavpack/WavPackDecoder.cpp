@@ -68,11 +68,17 @@ TvWaveFormatExtensible ImageOf(WavpackContext* wpc, SampleKind kind, int channel
   return MakeImage(kind, channels, int(WavpackGetSampleRate(wpc)), extensible, mask);
 }
 
-bool OpenStream(Decoder& d) {
+// The file and its correction file, when there is one, must be sound before decoding starts.
+bool CheckFiles(Decoder& d) {
   std::string reason, correction = d.name + "c";  // the name the library looks for
   if (!wavpack::CheckBlocks(d.name, reason)) return Fail(d, reason);
   if (access(correction.c_str(), F_OK) == 0 && !wavpack::CheckBlocks(correction, reason))
     return Fail(d, "its correction file: " + reason);
+  return true;
+}
+
+bool OpenStream(Decoder& d) {
+  if (!CheckFiles(d)) return false;
   char error[128] = {};
   // Normalising leaves ordinary float files (exponent 127) as they are and scales odd ones to +-1.
   d.wpc = WavpackOpenFileInput(d.name.c_str(), error, OPEN_WVC | OPEN_NORMALIZE, 0);
@@ -131,7 +137,7 @@ bool Unpack(Decoder& d, uint32_t& frames) {
   return true;
 }
 
-// Set "IDTags": offset 24 the file, offset 36 the block, offset 4 its length.
+// Set "IDTags": text1 the file, data the tag block, value its length.
 int32_t WriteTags(Decoder& d, const TvPluginValue& value) {
   if (!value.text1 || (value.value > 0 && !value.data)) return 0;
   TagItems items = value.value > 0 ? ReadTagItemBlock(value.data, uint32_t(value.value)) : TagItems{};

@@ -105,7 +105,6 @@ Settings ReadSettings(const char16_t* line) {
     if (option.first.empty() || !Ours(option.first) || ReadOption(option, s)) continue;
     if (s.problem.empty()) s.problem = u"-" + option.first + (option.second.empty() ? u"" : u" " + option.second);
   }
-  if (s.correction && s.bitRate == 0 && s.problem.empty()) s.problem = u"-c";
   return s;
 }
 
@@ -286,8 +285,8 @@ int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   e.image = *info->format;
   Settings s = ReadSettings(info->encoderSettings);
   e.writeTags = s.writeTags;
-  if (s.problem == u"-c") return Fail(e, "Error: Encoder setting '-c' needs hybrid mode (-b<n>).");
   if (!s.problem.empty()) return Fail(e, "Error: Unknown encoder setting '" + ToUtf8(s.problem) + "'.");
+  if (s.correction && s.bitRate == 0) return Fail(e, "Error: Encoder setting '-c' needs hybrid mode (-b<n>).");
   if (KindOfImage(e.image) == SampleKind::None)
     return Fail(e, "Error: Unable to encode '" + name + "': the source is not PCM or float audio.");
   return Start(e, name, s);
