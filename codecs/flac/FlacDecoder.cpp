@@ -72,7 +72,7 @@ bool FailOpen(Decoder& d, const std::string& text) {
 }
 
 bool FailDecode(Decoder& d, const std::string& text) {
-  ReportError(d.host, FromUtf8("Error: Decoding '" + d.name + "' failed: " + text));
+  ReportError(d.host, FromUtf8("Error: Reading '" + d.name + "' failed: " + text));
   CloseFile(d);
   return false;
 }

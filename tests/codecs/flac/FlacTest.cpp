@@ -288,7 +288,7 @@ TEST_F(FlacTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
     RunResult r = Transmill(c.file, "out.wav", "-convert_to=wav");
     EXPECT_EQ(r.exitCode, 1) << c.file;
     bool opening = c.error[1] == ':';
-    std::string start = (opening ? "Error: Unable to open file '" : "Error: Decoding '") + std::string(c.file);
+    std::string start = (opening ? "Error: Unable to open file '" : "Error: Reading '") + std::string(c.file);
     EXPECT_EQ(r.err.rfind(start + c.error, 0), 0u) << r.err;
   }
 }
