@@ -52,4 +52,6 @@ for f in "$out"/speech.flac "$out"/speech.mp3; do
   echo
   echo "$(basename "$f") as ffprobe reads it:"
   ffprobe -v error -show_entries format=duration,bit_rate:format_tags -of default=nw=1 "$f" || true
+  ffprobe -v error -select_streams v -show_entries stream=codec_name,width,height:stream_tags=comment \
+    -of default=nw=1 "$f" | sed 's/^/cover picture: /' || true
 done
