@@ -1,0 +1,90 @@
+// The entry points every decoder plug-in shares, asked of each one that is built: its list,
+// the engine's settings, calls without a file, a failed open and a tag write that fails.
+#include "CodecPlugins.h"
+
+namespace {
+
+struct Expected {
+  const char* stem;
+  int types;              // entries of its "Decodes" list
+  const char* extension;  // the first of them
+  bool writesTags;
+};
+void PrintTo(const Expected& expected, std::ostream* out) { *out << expected.stem; }
+
+class DecoderExportsTest : public ::testing::TestWithParam<Expected> {
+ protected:
+  void SetUp() override {
+    if (!decoder.library.Loaded()) GTEST_SKIP() << GetParam().stem << " decoder is not built";
+    ASSERT_TRUE(decoder.Complete());
+  }
+  DecoderPlugin decoder{GetParam().stem};
+};
+
+TEST_P(DecoderExportsTest, AnnouncesItsListAndNothingPastIt) {
+  TvPluginValue value{};
+  ASSERT_NE(decoder.get(decoder.instance, TV_KEY_DECODES, &value), 0);
+  EXPECT_EQ(Narrow(value.text1), GetParam().extension);
+  EXPECT_NE(value.text2, nullptr);
+  for (int32_t index : {-1, GetParam().types - 1, GetParam().types}) {
+    value = TvPluginValue{};
+    value.index = index;
+    bool listed = index >= 0 && index < GetParam().types;
+    EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_DECODES, &value) != 0, listed) << index;
+    EXPECT_EQ(value.text1 != nullptr, listed) << index;
+  }
+  EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_STREAMING_DECODES, &value), 0);
+  EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_UNLISTED, &value), 0);
+  EXPECT_EQ(decoder.get(decoder.instance, nullptr, &value), 0);
+}
+
+TEST_P(DecoderExportsTest, TakesTheEngineSettingsAndDeclinesTheRest) {
+  TvPluginValue value{};
+  value.text1 = TV_DECODE_AS_HIGHEST;
+  EXPECT_NE(decoder.set(decoder.instance, TV_KEY_DECODE_AS, &value), 0);
+  EXPECT_NE(decoder.set(decoder.instance, u"EVENTQUIT", &value), 0);
+  EXPECT_NE(decoder.set(decoder.instance, TV_KEY_BATCH_ID, &value), 0);
+  EXPECT_EQ(decoder.set(decoder.instance, TV_KEY_ID_TAGS, nullptr), 0);
+  EXPECT_EQ(decoder.set(decoder.instance, TV_KEY_PRIORITY, &value), 0);
+  EXPECT_EQ(decoder.set(nullptr, TV_KEY_BATCH_ID, &value), 0);
+  EXPECT_EQ(decoder.deleteATag(decoder.instance, 0, 0), 0);
+}
+
+TEST_P(DecoderExportsTest, CallsWithoutAFileFailQuietlyAlsoAfterAFailedOpen) {
+  TvAudioBlock block{};
+  EXPECT_EQ(decoder.decodeBlock(decoder.instance, &block), 0);
+  EXPECT_EQ(decoder.setPosition(decoder.instance, 0, 0), 0);
+  EXPECT_NE(decoder.closeFile(decoder.instance, nullptr), 0);
+  EXPECT_EQ(decoder.errors.Text(), "");
+
+  ScratchFolder folder;
+  std::u16string name = U16(folder / "absent");
+  TvOpenInfo info{};
+  ASSERT_FALSE(decoder.Open(name, info));
+  EXPECT_EQ(decoder.errors.Text().rfind("Error: Unable to open file '" + folder / "absent" + "': ", 0), 0u);
+  EXPECT_EQ(decoder.decodeBlock(decoder.instance, &block), 0);
+  EXPECT_EQ(decoder.setPosition(decoder.instance, 0, 0), 0);
+}
+
+// A decoder that writes tags tells why it could not; one that writes none declines silently.
+TEST_P(DecoderExportsTest, ATagWriteIntoAMissingFileFails) {
+  ScratchFolder folder;
+  std::u16string name = U16(folder / "absent");
+  TvPluginValue value{};
+  value.text1 = name.c_str();
+  EXPECT_EQ(decoder.set(decoder.instance, TV_KEY_ID_TAGS, &value), 0);
+  std::string said = decoder.errors.Text();
+  if (GetParam().writesTags)
+    EXPECT_EQ(said.rfind("Error: ", 0), 0u) << said;
+  else
+    EXPECT_EQ(said, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(EachDecoder, DecoderExportsTest,
+                         ::testing::Values(Expected{"pcm", 6, ".wav", false}, Expected{"mp3", 2, ".mp3", true},
+                                           Expected{"flac", 1, ".flac", true},
+                                           Expected{"vorbis", 2, ".ogg", true}, Expected{"opus", 1, ".opus", true},
+                                           Expected{"wavpack", 1, ".wv", true}),
+                         [](const ::testing::TestParamInfo<Expected>& each) { return std::string(each.param.stem); });
+
+}  // namespace
