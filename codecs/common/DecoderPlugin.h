@@ -56,8 +56,10 @@ class DecoderPlugin {
   virtual int64_t Seek(uint64_t frame, uint64_t ms) = 0;
   // Set "IDTags": decoders that write no tags decline it.
   virtual int32_t WriteTags(const TvPluginValue& value) { return 0; }
+  // The bit rate each block carries: the source's unless the codec says otherwise.
   virtual uint32_t BlockBitRate() const { return bitRate; }
 
+  // Milliseconds of count frames.
   uint64_t MsOf(uint64_t count) const { return count * 1000 / image.Format.nSamplesPerSec; }
   // Tells the host that the file can't be opened, and closes it; always false.
   bool FailOpen(const std::string& reason);
@@ -66,9 +68,9 @@ class DecoderPlugin {
   bool FailRead(const std::string& reason);
   bool FailReadAndClose(const std::string& reason);
 
-  std::string name;  // the source file, UTF-8
-  bool asFloat = false;  // "Decode As" asked for the highest quality
-  TvWaveFormatExtensible image{};
+  std::string name;       // the source file, UTF-8
+  bool asFloat = false;   // "Decode As" asked for the highest quality: float, where the codec can
+  TvWaveFormatExtensible image{};  // the decoded stream's format
   int64_t frames = -1;    // of the whole stream; -1 when the file does not say
   int64_t position = 0;   // frames handed out
   uint32_t bitRate = 0;   // of the source
