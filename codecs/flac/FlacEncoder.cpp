@@ -1,9 +1,9 @@
 // Encoder plug-in writing FLAC with libFLAC: integer sources bit for bit at their own depth,
 // float sources as 24-bit, a seek table when the length is known, optional verification.
-#define TV_ENCODER_PLUGIN
 #include "CodecSupport.h"
+#include "EncoderPlugin.h"
+#include "EncoderSettings.h"
 #include "FlacChannelMask.h"
-#include "SampleLayout.h"
 
 #include <FLAC/metadata.h>
 #include <FLAC/stream_encoder.h>
@@ -26,23 +26,6 @@ struct Settings {
   bool writeTags = true;
   std::u16string problem;  // the first option that could not be understood
 };
-
-struct Encoder {
-  TvHostContext host{};
-  FLAC__StreamEncoder* flac = nullptr;
-  std::vector<FLAC__StreamMetadata*> metadata;  // libFLAC reads them until the end
-  std::string name;
-  TvWaveFormatExtensible image{};
-  SampleKind kind = SampleKind::None;
-  int bits = 0;   // bits per sample in the FLAC stream
-  int shift = 0;  // container bits below the valid ones, dropped
-  bool writeTags = true;
-  std::vector<int32_t> samples;
-  std::vector<float> floats;
-  std::vector<uint8_t> bytes;
-};
-
-Encoder* Cast(TvInstance instance) { return static_cast<Encoder*>(instance); }
 
 // A level 0..8 from text, or -1.
 int Level(std::u16string_view text) {
@@ -74,16 +57,16 @@ int LevelOption(const TextPair& option, bool& isLevel) {
   return 0;
 }
 
-Settings ReadSettings(const char16_t* line) {
+Settings Parse(std::u16string_view line) {
   Settings s;
-  for (const TextPair& option : ParseOptions(View(line))) {
+  for (const TextPair& option : ParseOptions(line)) {
     const std::u16string& key = option.first;
     bool isLevel = false;
     int level = LevelOption(option, isLevel);
     if (isLevel && level >= 0) {
       s.level = level;
     } else if (isLevel && s.problem.empty()) {
-      s.problem = u"-" + key + (option.second.empty() ? u"" : u" " + option.second);
+      s.problem = OptionText(key, option.second);
     } else if (EqualsNoCase(key, u"V") || EqualsNoCase(Plain(key), u"verify")) {
       s.verify = true;
     } else if (EqualsNoCase(key, u"notags")) {
@@ -91,42 +74,6 @@ Settings ReadSettings(const char16_t* line) {
     }
   }
   return s;
-}
-
-void Release(Encoder& e) {
-  if (e.flac) FLAC__stream_encoder_delete(e.flac);
-  e.flac = nullptr;
-  for (FLAC__StreamMetadata* block : e.metadata) FLAC__metadata_object_delete(block);
-  e.metadata.clear();
-}
-
-bool Fail(Encoder& e, const std::string& text) {
-  ReportError(e.host, FromUtf8(text));
-  Release(e);
-  return false;
-}
-
-std::string StateText(Encoder& e) {
-  FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(e.flac);
-  if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA)
-    return "verification failed: the encoded audio does not decode to the source.";
-  if (state == FLAC__STREAM_ENCODER_IO_ERROR) return "the file could not be written.";
-  return std::string(FLAC__stream_encoder_get_resolved_state_string(e.flac)) + ".";
-}
-
-// Stream depth and the shift into it: float becomes 24-bit; an extensible image's valid bits
-// name a smaller depth inside the container.
-void ChooseDepth(Encoder& e) {
-  if (IsFloat(e.kind)) {
-    e.bits = 24, e.shift = 0;
-    return;
-  }
-  int container = BitsOf(e.kind);
-  bool extensible =
-      e.image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE && e.image.Format.cbSize >= TV_FORMAT_EXTENSIBLE_EXTRA;
-  int valid = extensible ? e.image.wValidBitsPerSample : container;
-  if (valid < 4 || valid > container) valid = container;
-  e.bits = valid, e.shift = container - valid;
 }
 
 // A mask other than the default for the channel count travels in a comment field, when it
@@ -155,16 +102,6 @@ FLAC__StreamMetadata* SeekTable(uint64_t total, uint32_t rate) {
   return nullptr;
 }
 
-void AddMetadata(Encoder& e, uint64_t total) {
-  if (total) e.metadata.push_back(SeekTable(total, e.image.Format.nSamplesPerSec));
-  e.metadata.push_back(MaskComment(e.image));
-  FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
-  if (padding) padding->length = kPaddingBytes;
-  e.metadata.push_back(padding);
-  std::erase(e.metadata, nullptr);
-  if (!e.metadata.empty()) FLAC__stream_encoder_set_metadata(e.flac, e.metadata.data(), unsigned(e.metadata.size()));
-}
-
 // Samples in the whole stream, from the open record behind the format; 0 when unknown.
 uint64_t TotalSamples(const TvConversionInfo& info) {
   uint64_t bytes = 0;
@@ -173,131 +110,142 @@ uint64_t TotalSamples(const TvConversionInfo& info) {
   return align ? bytes / align : 0;
 }
 
-bool Start(Encoder& e, const Settings& s, uint64_t total) {
-  const TvWaveFormatEx& f = e.image.Format;
-  e.flac = FLAC__stream_encoder_new();
-  if (!e.flac) return Fail(e, "Error: libFLAC could not be set up.");
-  FLAC__stream_encoder_set_channels(e.flac, f.nChannels);
-  FLAC__stream_encoder_set_bits_per_sample(e.flac, unsigned(e.bits));
-  FLAC__stream_encoder_set_sample_rate(e.flac, f.nSamplesPerSec);
+class Encoder : public EncoderPlugin {
+ public:
+  void Release() override;
+
+ protected:
+  const char16_t* Extension(std::u16string_view) const override { return u".flac"; }
+  bool IsLossless(std::u16string_view) const override { return true; }
+  bool KeepsSampleKind() const override { return true; }
+  std::u16string ReadSettings(std::u16string_view line) override;
+  bool Start(const TvConversionInfo& info) override;
+  bool Encode(const TvAudioBlock& block) override;
+  bool Finish() override;
+
+ private:
+  void ChooseDepth();
+  void AddMetadata(uint64_t total);
+  bool Open(uint64_t total);
+  std::string StateText();
+  const int32_t* StreamSamples(const TvAudioBlock& block);
+
+  Settings settings;
+  FLAC__StreamEncoder* flac = nullptr;
+  std::vector<FLAC__StreamMetadata*> metadata;  // libFLAC reads them until the end
+  SampleKind kind = SampleKind::None;
+  int bits = 0;   // bits per sample in the FLAC stream
+  int shift = 0;  // container bits below the valid ones, dropped
+  std::vector<int32_t> samples;
+  std::vector<uint8_t> bytes;
+};
+
+void Encoder::Release() {
+  if (flac) FLAC__stream_encoder_delete(flac);
+  flac = nullptr;
+  for (FLAC__StreamMetadata* block : metadata) FLAC__metadata_object_delete(block);
+  metadata.clear();
+}
+
+std::u16string Encoder::ReadSettings(std::u16string_view line) {
+  settings = Parse(line);
+  writeTags = settings.writeTags;
+  return settings.problem;
+}
+
+std::string Encoder::StateText() {
+  FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(flac);
+  if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA)
+    return "verification failed: the encoded audio does not decode to the source.";
+  if (state == FLAC__STREAM_ENCODER_IO_ERROR) return "the file could not be written.";
+  return std::string(FLAC__stream_encoder_get_resolved_state_string(flac)) + ".";
+}
+
+// Stream depth and the shift into it: float becomes 24-bit; an extensible image's valid bits
+// name a smaller depth inside the container.
+void Encoder::ChooseDepth() {
+  if (IsFloat(kind)) {
+    bits = 24, shift = 0;
+    return;
+  }
+  int container = BitsOf(kind);
+  bool extensible =
+      image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE && image.Format.cbSize >= TV_FORMAT_EXTENSIBLE_EXTRA;
+  int valid = extensible ? image.wValidBitsPerSample : container;
+  if (valid < 4 || valid > container) valid = container;
+  bits = valid, shift = container - valid;
+}
+
+void Encoder::AddMetadata(uint64_t total) {
+  if (total) metadata.push_back(SeekTable(total, image.Format.nSamplesPerSec));
+  metadata.push_back(MaskComment(image));
+  FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
+  if (padding) padding->length = kPaddingBytes;
+  metadata.push_back(padding);
+  std::erase(metadata, nullptr);
+  if (!metadata.empty()) FLAC__stream_encoder_set_metadata(flac, metadata.data(), unsigned(metadata.size()));
+}
+
+bool Encoder::Start(const TvConversionInfo& info) {
+  kind = KindOfImage(image);
+  int channels = image.Format.nChannels;
+  if (channels > int(FLAC__MAX_CHANNELS))
+    return CannotEncode("FLAC holds 1 to 8 channels, the source has " + std::to_string(channels) + ".");
+  ChooseDepth();
+  return Open(TotalSamples(info));
+}
+
+bool Encoder::Open(uint64_t total) {
+  const TvWaveFormatEx& f = image.Format;
+  flac = FLAC__stream_encoder_new();
+  if (!flac) return Fail("Error: libFLAC could not be set up.");
+  FLAC__stream_encoder_set_channels(flac, f.nChannels);
+  FLAC__stream_encoder_set_bits_per_sample(flac, unsigned(bits));
+  FLAC__stream_encoder_set_sample_rate(flac, f.nSamplesPerSec);
   // Rates above what every player must handle are still valid FLAC, outside the streamable subset.
-  FLAC__stream_encoder_set_streamable_subset(e.flac, FLAC__format_sample_rate_is_subset(f.nSamplesPerSec));
-  FLAC__stream_encoder_set_compression_level(e.flac, unsigned(s.level));
-  FLAC__stream_encoder_set_verify(e.flac, s.verify);
-  if (total) FLAC__stream_encoder_set_total_samples_estimate(e.flac, total);
-  AddMetadata(e, total);
-  FLAC__StreamEncoderInitStatus status = FLAC__stream_encoder_init_file(e.flac, e.name.c_str(), nullptr, nullptr);
-  if (status == FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR)
-    return Fail(e, "Error: Unable to create file '" + e.name + "': " + StateText(e));
+  FLAC__stream_encoder_set_streamable_subset(flac, FLAC__format_sample_rate_is_subset(f.nSamplesPerSec));
+  FLAC__stream_encoder_set_compression_level(flac, unsigned(settings.level));
+  FLAC__stream_encoder_set_verify(flac, settings.verify);
+  if (total) FLAC__stream_encoder_set_total_samples_estimate(flac, total);
+  AddMetadata(total);
+  FLAC__StreamEncoderInitStatus status = FLAC__stream_encoder_init_file(flac, name.c_str(), nullptr, nullptr);
+  if (status == FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR) return CannotCreate(name, StateText());
   if (status == FLAC__STREAM_ENCODER_INIT_STATUS_INVALID_SAMPLE_RATE)
-    return Fail(e, "Error: Unable to encode '" + e.name + "': FLAC cannot hold " + std::to_string(f.nSamplesPerSec) +
-                       " Hz.");
+    return CannotEncode("FLAC cannot hold " + std::to_string(f.nSamplesPerSec) + " Hz.");
   if (status != FLAC__STREAM_ENCODER_INIT_STATUS_OK)
-    return Fail(e, "Error: Unable to encode '" + e.name + "': libFLAC refused the format (" +
-                       FLAC__StreamEncoderInitStatusString[status] + ").");
+    return CannotEncode(std::string("libFLAC refused the format (") + FLAC__StreamEncoderInitStatusString[status] +
+                        ").");
   return true;
 }
 
-bool SameFormat(const Encoder& e, const TvWaveFormatExtensible& image) {
-  return KindOfImage(image) == e.kind && image.Format.nChannels == e.image.Format.nChannels &&
-         image.Format.nSamplesPerSec == e.image.Format.nSamplesPerSec;
+// The block's samples as right-aligned integers of the stream's depth.
+const int32_t* Encoder::StreamSamples(const TvAudioBlock& block) {
+  if (!IsFloat(kind)) {
+    std::span<int32_t> integers = Integers(block);
+    if (shift)
+      for (int32_t& v : integers) v >>= shift;
+    return integers.data();
+  }
+  std::span<float> floats = Floats(block);
+  bytes.resize(floats.size() * 3);
+  FromFloat(floats.data(), floats.size(), SampleKind::S24, bytes.data());  // clips
+  samples.resize(floats.size());
+  ToInt32(bytes.data(), SampleKind::S24, samples.size(), samples.data());
+  return samples.data();
 }
 
-// The block's samples as right-aligned integers of the stream's depth.
-void ToStreamSamples(Encoder& e, const uint8_t* data, size_t count) {
-  e.samples.resize(count);
-  if (IsFloat(e.kind)) {
-    e.floats.resize(count);
-    ToFloat(data, e.kind, count, e.floats.data());
-    e.bytes.resize(count * 3);
-    FromFloat(e.floats.data(), count, SampleKind::S24, e.bytes.data());  // clips
-    ToInt32(e.bytes.data(), SampleKind::S24, count, e.samples.data());
-    return;
-  }
-  ToInt32(data, e.kind, count, e.samples.data());
-  if (e.shift)
-    for (int32_t& v : e.samples) v >>= e.shift;
+bool Encoder::Encode(const TvAudioBlock& block) {
+  if (!FLAC__stream_encoder_process_interleaved(flac, StreamSamples(block), unsigned(Frames(block))))
+    return Failed("Encoding", StateText());
+  return true;
+}
+
+bool Encoder::Finish() {
+  if (!FLAC__stream_encoder_finish(flac)) return Failed("Finishing", StateText());
+  Release();
+  return true;
 }
 
 }  // namespace
 
-extern "C" {
-
-TvInstance ENC_Create(TvHostContext* context) {
-  Encoder* e = new (std::nothrow) Encoder;
-  if (e && context) e->host = *context;
-  return e;
-}
-
-int32_t ENC_Destroy(TvInstance instance) {
-  if (!instance) return 0;
-  Release(*Cast(instance));
-  delete Cast(instance);
-  return 1;
-}
-
-int32_t ENC_Get(TvInstance instance, const char16_t* key, TvPluginValue* value) {
-  if (!instance || !key || !value) return 0;
-  if (EqualsNoCase(key, TV_KEY_EXTENSION)) {
-    value->text1 = u".flac";
-    return 1;
-  }
-  return EqualsNoCase(key, TV_KEY_IS_LOSSLESS);
-}
-
-int32_t ENC_Set(TvInstance instance, const char16_t* key, TvPluginValue*) {
-  if (!instance || !key) return 0;
-  return EqualsNoCase(key, TV_KEY_EVENT_QUIT) || EqualsNoCase(key, TV_KEY_BATCH_ID) ||
-         EqualsNoCase(key, TV_KEY_PRIORITY);
-}
-
-int32_t ENC_ShowConfigBit(TvInstance, uint32_t, uint32_t, uint32_t, uint32_t) { return 0; }
-int32_t ENC_RemoveConfigBit(TvInstance, uint32_t) { return 0; }
-
-int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
-  if (!instance || !info || !info->format) return 0;
-  Encoder& e = *Cast(instance);
-  Release(e);
-  e.name = ToUtf8(View(info->outputFile));
-  e.image = *info->format;
-  e.kind = KindOfImage(e.image);
-  Settings s = ReadSettings(info->encoderSettings);
-  e.writeTags = s.writeTags;
-  if (!s.problem.empty()) return Fail(e, "Error: Unknown encoder setting '" + ToUtf8(s.problem) + "'.");
-  if (e.kind == SampleKind::None)
-    return Fail(e, "Error: Unable to encode '" + e.name + "': the source is not PCM or float audio.");
-  int channels = e.image.Format.nChannels;
-  if (channels > int(FLAC__MAX_CHANNELS))
-    return Fail(e, "Error: Unable to encode '" + e.name + "': FLAC holds 1 to 8 channels, the source has " +
-                       std::to_string(channels) + ".");
-  ChooseDepth(e);
-  return Start(e, s, TotalSamples(*info));
-}
-
-int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block) {
-  if (!instance || !block) return 0;
-  Encoder& e = *Cast(instance);
-  if (!e.flac) return 0;
-  if (block->byteCount == 0 || !block->data) return 1;
-  if (!SameFormat(e, block->format))
-    return Fail(e, "Error: Unable to encode '" + e.name + "': the audio changed its format during the conversion.");
-  const TvWaveFormatEx& f = block->format.Format;
-  size_t frames = block->byteCount / f.nBlockAlign;
-  ToStreamSamples(e, static_cast<const uint8_t*>(block->data), frames * f.nChannels);
-  if (!FLAC__stream_encoder_process_interleaved(e.flac, e.samples.data(), unsigned(frames)))
-    return Fail(e, "Error: Encoding '" + e.name + "' failed: " + StateText(e));
-  return 1;
-}
-
-int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo*, int32_t* writeTags) {
-  if (!instance) return 0;
-  Encoder& e = *Cast(instance);
-  if (writeTags) *writeTags = 0;
-  if (!e.flac) return 0;  // never begun, or failed already
-  if (!FLAC__stream_encoder_finish(e.flac)) return Fail(e, "Error: Finishing '" + e.name + "' failed: " + StateText(e));
-  Release(e);
-  if (writeTags) *writeTags = e.writeTags;
-  return 1;
-}
-
-}  // extern "C"
+EncoderPlugin* codec::NewEncoder() { return new (std::nothrow) Encoder; }

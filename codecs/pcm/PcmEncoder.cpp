@@ -1,8 +1,8 @@
 // Encoder plug-in writing WAV, AIFF or W64 with libsndfile; built once per output type, the
 // type given by PCM_ENCODER_TYPE ("wav", "aiff" or "w64").
-#define TV_ENCODER_PLUGIN
-#include "PcmFormat.h"
 #include "CodecSupport.h"
+#include "EncoderPlugin.h"
+#include "PcmFormat.h"
 
 #include <cstring>
 #include <new>
@@ -56,17 +56,6 @@ struct Settings {
   std::u16string problem;  // the first option that could not be understood
 };
 
-struct Encoder {
-  TvHostContext host{};
-  SNDFILE* file = nullptr;
-  std::string name;
-  int channels = 0;
-  int rate = 0;
-  bool failed = false;
-};
-
-Encoder* Cast(TvInstance instance) { return static_cast<Encoder*>(instance); }
-
 SampleKind KindForBits(int bits, bool isFloat) {
   if (isFloat) return bits == 64 ? SampleKind::F64 : bits == 32 || bits == 0 ? SampleKind::F32 : SampleKind::None;
   switch (bits) {
@@ -79,9 +68,9 @@ SampleKind KindForBits(int bits, bool isFloat) {
   }
 }
 
-Settings ReadSettings(const char16_t* line) {
+Settings Parse(std::u16string_view line) {
   Settings s;
-  TextPairs options = ParseOptions(View(line));
+  TextPairs options = ParseOptions(line);
   s.container = &DefaultContainer();
   bool hasType = false, hasBits = false, hasFloat = false;
   std::u16string type = OptionValue(options, u"type", &hasType);
@@ -108,134 +97,108 @@ Settings ReadSettings(const char16_t* line) {
   return s;
 }
 
-bool Fail(Encoder& e, const std::string& text) {
-  ReportError(e.host, FromUtf8(text));
-  if (e.file) sf_close(e.file);
-  e.file = nullptr;
-  e.failed = true;
-  return false;
+class Encoder : public EncoderPlugin {
+ public:
+  void Release() override;
+
+ protected:
+  const char16_t* Extension(std::u16string_view line) const override;
+  bool IsLossless(std::u16string_view) const override { return true; }
+  std::u16string ReadSettings(std::u16string_view line) override;
+  bool TakesSource(const TvWaveFormatExtensible& source) const override;
+  bool Start(const TvConversionInfo& info) override;
+  bool Encode(const TvAudioBlock& block) override;
+  bool Finish() override;
+
+ private:
+  void WriteTags(const TvConversionInfo& info);
+  void SetChannelMap();
+
+  Settings settings;
+  SNDFILE* file = nullptr;
+};
+
+void Encoder::Release() {
+  if (file) sf_close(file);
+  file = nullptr;
 }
 
-void WriteTags(Encoder& e, const TvConversionInfo& info) {
+const char16_t* Encoder::Extension(std::u16string_view line) const {
+  Settings s = Parse(line);
+  return (s.container ? s.container : &DefaultContainer())->extension;
+}
+
+std::u16string Encoder::ReadSettings(std::u16string_view line) {
+  settings = Parse(line);
+  writeTags = false;  // they go into the file's own text fields at the start
+  return settings.problem;
+}
+
+// A sample layout asked for in the settings stands in for one the source lacks.
+bool Encoder::TakesSource(const TvWaveFormatExtensible& source) const {
+  return settings.kind != SampleKind::None || KindOfImage(source) != SampleKind::None;
+}
+
+void Encoder::WriteTags(const TvConversionInfo& info) {
   TextPairs tags = ReadTagBlock(info.idTags, info.idTagsSize);
   for (const TagField& field : kTagFields) {
     for (const TextPair& tag : tags) {
       if (!EqualsNoCase(tag.first, field.key) || tag.second.empty()) continue;
-      sf_set_string(e.file, field.stringType, ToUtf8(tag.second).c_str());  // a type without the field declines
+      sf_set_string(file, field.stringType, ToUtf8(tag.second).c_str());  // a type without the field declines
       break;
     }
   }
 }
 
-void SetChannelMap(Encoder& e, const TvWaveFormatExtensible& image) {
+void Encoder::SetChannelMap() {
   uint32_t mask = ChannelMaskOf(image);
   std::vector<int> map;
-  if (mask == 0 || mask == TV_CHANNEL_MASK_UNKNOWN || !MapFromMask(mask, e.channels, map)) return;
-  sf_command(e.file, SFC_SET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int)));
+  if (mask == 0 || mask == TV_CHANNEL_MASK_UNKNOWN || !MapFromMask(mask, image.Format.nChannels, map)) return;
+  sf_command(file, SFC_SET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int)));
+}
+
+bool Encoder::Start(const TvConversionInfo& info) {
+  SampleKind kind = settings.kind != SampleKind::None ? settings.kind : KindOfImage(image);
+  int channels = image.Format.nChannels;
+  int container = settings.container->format;
+  // Samples wider than 16 bits and more than two channels call for the extensible header.
+  bool extensible = image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE || channels > 2 || BitsOf(kind) > 16 ||
+                    settings.forceExtensible;
+  if (container == SF_FORMAT_WAV && extensible) container = SF_FORMAT_WAVEX;
+  SF_INFO out{};
+  out.samplerate = int(image.Format.nSamplesPerSec);
+  out.channels = channels;
+  out.format = container | SubFormatOf(kind, settings.container->format);
+  if (!sf_format_check(&out)) return CannotEncode("this format cannot be stored in the output type.");
+  file = sf_open(name.c_str(), SFM_WRITE, &out);
+  if (!file) return CannotCreate(name, sf_strerror(nullptr));
+  sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+  sf_command(file, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
+  sf_command(file, SFC_SET_NORM_DOUBLE, nullptr, SF_TRUE);
+  // Integer samples going into a float file are scaled to -1..1, not stored as big numbers.
+  sf_command(file, SFC_SET_SCALE_INT_FLOAT_WRITE, nullptr, SF_TRUE);
+  SetChannelMap();
+  if (settings.writeTags) WriteTags(info);
+  return true;
+}
+
+bool Encoder::Encode(const TvAudioBlock& block) {
+  SampleKind kind = KindOfImage(block.format);
+  int channels = image.Format.nChannels;
+  sf_count_t frames = block.byteCount / (uint32_t(BitsOf(kind) / 8) * uint32_t(channels));
+  if (!WriteFrames(file, kind, channels, static_cast<const uint8_t*>(block.data), frames))
+    return Failed("Writing", sf_strerror(file));
+  return true;
+}
+
+bool Encoder::Finish() {
+  sf_write_sync(file);
+  int result = sf_close(file);
+  file = nullptr;
+  if (result != 0) return Failed("Finishing", sf_error_number(result));
+  return true;
 }
 
 }  // namespace
 
-extern "C" {
-
-TvInstance ENC_Create(TvHostContext* context) {
-  Encoder* e = new (std::nothrow) Encoder;
-  if (e && context) e->host = *context;
-  return e;
-}
-
-int32_t ENC_Destroy(TvInstance instance) {
-  if (!instance) return 0;
-  Encoder* e = Cast(instance);
-  if (e->file) sf_close(e->file);
-  delete e;
-  return 1;
-}
-
-int32_t ENC_Get(TvInstance instance, const char16_t* key, TvPluginValue* value) {
-  if (!instance || !key || !value) return 0;
-  if (EqualsNoCase(key, TV_KEY_EXTENSION)) {
-    Settings s = ReadSettings(value->text1);
-    value->text1 = (s.container ? s.container : &DefaultContainer())->extension;
-    return 1;
-  }
-  if (EqualsNoCase(key, TV_KEY_IS_LOSSLESS)) return 1;
-  return 0;
-}
-
-int32_t ENC_Set(TvInstance instance, const char16_t* key, TvPluginValue*) {
-  if (!instance || !key) return 0;
-  return EqualsNoCase(key, TV_KEY_EVENT_QUIT) || EqualsNoCase(key, TV_KEY_BATCH_ID) ||
-         EqualsNoCase(key, TV_KEY_PRIORITY);
-}
-
-int32_t ENC_ShowConfigBit(TvInstance, uint32_t, uint32_t, uint32_t, uint32_t) { return 0; }
-int32_t ENC_RemoveConfigBit(TvInstance, uint32_t) { return 0; }
-
-int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
-  if (!instance || !info || !info->format) return 0;
-  Encoder& e = *Cast(instance);
-  if (e.file) sf_close(e.file);
-  e.file = nullptr;
-  e.failed = false;
-  e.name = ToUtf8(View(info->outputFile));
-  Settings s = ReadSettings(info->encoderSettings);
-  if (!s.problem.empty()) return Fail(e, "Error: Unknown encoder setting '" + ToUtf8(s.problem) + "'.");
-  const TvWaveFormatExtensible& image = *info->format;
-  SampleKind source = KindOfImage(image);
-  SampleKind kind = s.kind != SampleKind::None ? s.kind : source;
-  if (kind == SampleKind::None)
-    return Fail(e, "Error: Unable to encode '" + e.name + "': the source is not PCM or float audio.");
-  e.channels = image.Format.nChannels;
-  e.rate = int(image.Format.nSamplesPerSec);
-  int container = s.container->format;
-  // Samples wider than 16 bits and more than two channels call for the extensible header.
-  bool extensible = image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE || e.channels > 2 || BitsOf(kind) > 16 ||
-                    s.forceExtensible;
-  if (container == SF_FORMAT_WAV && extensible) container = SF_FORMAT_WAVEX;
-  SF_INFO out{};
-  out.samplerate = e.rate;
-  out.channels = e.channels;
-  out.format = container | SubFormatOf(kind, s.container->format);
-  if (!sf_format_check(&out))
-    return Fail(e, "Error: Unable to encode '" + e.name + "': this format cannot be stored in the output type.");
-  e.file = sf_open(e.name.c_str(), SFM_WRITE, &out);
-  if (!e.file) return Fail(e, "Error: Unable to create file '" + e.name + "': " + sf_strerror(nullptr));
-  sf_command(e.file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-  sf_command(e.file, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
-  sf_command(e.file, SFC_SET_NORM_DOUBLE, nullptr, SF_TRUE);
-  // Integer samples going into a float file are scaled to -1..1, not stored as big numbers.
-  sf_command(e.file, SFC_SET_SCALE_INT_FLOAT_WRITE, nullptr, SF_TRUE);
-  SetChannelMap(e, image);
-  if (s.writeTags) WriteTags(e, *info);
-  return 1;
-}
-
-int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block) {
-  if (!instance || !block) return 0;
-  Encoder& e = *Cast(instance);
-  if (!e.file) return 0;
-  if (block->byteCount == 0 || !block->data) return 1;
-  const TvWaveFormatExtensible& image = block->format;
-  SampleKind kind = KindOfImage(image);
-  if (kind == SampleKind::None || image.Format.nChannels != e.channels || int(image.Format.nSamplesPerSec) != e.rate)
-    return Fail(e, "Error: Unable to encode '" + e.name + "': the audio changed its format during the conversion.");
-  sf_count_t frames = block->byteCount / (uint32_t(BitsOf(kind) / 8) * uint32_t(e.channels));
-  if (!WriteFrames(e.file, kind, e.channels, static_cast<const uint8_t*>(block->data), frames))
-    return Fail(e, "Error: Writing '" + e.name + "' failed: " + sf_strerror(e.file));
-  return 1;
-}
-
-int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo*, int32_t* writeTags) {
-  if (!instance) return 0;
-  Encoder& e = *Cast(instance);
-  if (writeTags) *writeTags = 0;  // the tags went into the file's own text fields
-  if (!e.file) return 0;  // never begun, or failed already
-  sf_write_sync(e.file);
-  int result = sf_close(e.file);
-  e.file = nullptr;
-  if (result != 0) return Fail(e, "Error: Finishing '" + e.name + "' failed: " + sf_error_number(result));
-  return 1;
-}
-
-}  // extern "C"
+EncoderPlugin* codec::NewEncoder() { return new (std::nothrow) Encoder; }
