@@ -34,3 +34,10 @@ foreach(plugin mp3_decoder flac_decoder vorbis_decoder opus_decoder wavpack_deco
     add_dependencies(codecs_tests ${plugin})
   endif()
 endforeach()
+
+# Every encoder plug-in that is built answers the test of the shared entry points.
+foreach(plugin mp3_encoder flac_encoder vorbis_encoder opus_encoder wavpack_encoder)
+  if(TARGET ${plugin})
+    add_dependencies(codecs_tests ${plugin})
+  endif()
+endforeach()
