@@ -2,6 +2,7 @@
 // types, catches their error channel, and makes and reads audio files with libsndfile.
 #pragma once
 #include "ScratchFolder.h"
+#include "TagBridge.h"
 #include "tv_plugin.h"
 
 #include <dlfcn.h>
@@ -132,6 +133,28 @@ struct DecoderPlugin {
     }
     return false;
   }
+};
+
+// A decoder plug-in that keeps the record of its last open, with the quality text and the
+// tags ("Key=Value;" each) read from it.
+struct OpenedDecoder : DecoderPlugin {
+  explicit OpenedDecoder(const std::string& stem) : DecoderPlugin(stem) {}
+  bool Open(const std::string& path) {
+    name = U16(path);
+    return DecoderPlugin::Open(name, info);
+  }
+  std::string Quality() const {
+    codec::TagItems items = codec::ReadTagItemBlock(info.properties, info.propertiesSize);
+    return items.empty() ? "" : Narrow(items[0].value.c_str());
+  }
+  std::string Tags() const {
+    std::string text;
+    for (const codec::TagItem& tag : codec::ReadTagItemBlock(info.idTags, info.idTagsSize))
+      text += Narrow(tag.key.c_str()) + "=" + Narrow(tag.value.c_str()) + ";";
+    return text;
+  }
+  TvOpenInfo info{};
+  std::u16string name;
 };
 
 // One encoder plug-in (encoder/<stem>.so) with one instance.

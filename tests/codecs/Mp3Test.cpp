@@ -84,33 +84,11 @@ TEST_F(Mp3Test, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
 }
 
 // The decoder plug-in itself, loaded as the engine loads it.
-struct Mp3Decoder {
-  PluginLibrary library{std::string(TV_BIN_DIR) + "/decoder/mp3.so"};
-  ErrorChannel errors;
-  TvHostContext context = errors.Context();
-  TvInstance instance = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE)(&context);
-  TvOpenInfo info{};
-  std::u16string name;
-  ~Mp3Decoder() { library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY)(instance); }
-  bool Open(const std::string& path) {
-    name = U16(path);
-    info = TvOpenInfo{};
-    info.fileName = name.c_str();
-    return library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN)(instance, &info) != 0;
-  }
-  std::string Quality() {
-    codec::TagItems items = codec::ReadTagItemBlock(info.properties, info.propertiesSize);
-    return items.empty() ? "" : Narrow(items[0].value.c_str());
-  }
+struct Mp3Decoder : OpenedDecoder {
+  Mp3Decoder() : OpenedDecoder("mp3") {}
   uint64_t FramesToEnd() {
-    uint64_t bytes = 0;
-    for (int round = 0; round < 10000; ++round) {
-      TvAudioBlock block{};
-      if (!library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK)(instance, &block)) return 0;
-      bytes += block.byteCount;
-      if (block.endOfStream) break;
-    }
-    return bytes / info.format.Format.nBlockAlign;
+    std::vector<uint8_t> bytes;
+    return DecodeAll(bytes) ? bytes.size() / info.format.Format.nBlockAlign : 0;
   }
 };
 
@@ -125,12 +103,9 @@ TEST_F(Mp3Test, DecoderGivesQualityLengthTagsAndSeeks) {
   EXPECT_EQ(d.info.bitRate, 128000u);
   EXPECT_EQ(d.info.msLength, 1500u);
   EXPECT_EQ(d.info.byteLength, uint64_t(kSourceFrames) * 4);
-  codec::TagItems tags = codec::ReadTagItemBlock(d.info.idTags, d.info.idTagsSize);
-  std::string text;
-  for (const codec::TagItem& tag : tags) text += Narrow(tag.key.c_str()) + "=" + Narrow(tag.value.c_str()) + ";";
   for (const char* expected : {"Title=A Title;", "Artist=An Artist;", "Album=An Album;"})
-    EXPECT_NE(text.find(expected), std::string::npos) << text;
-  ASSERT_NE(d.library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION)(d.instance, 1000, 0), 0);
+    EXPECT_NE(d.Tags().find(expected), std::string::npos) << d.Tags();
+  ASSERT_NE(d.setPosition(d.instance, 1000, 0), 0);
   EXPECT_EQ(d.FramesToEnd(), uint64_t(kSourceFrames - 44100));
 }
 

@@ -174,24 +174,8 @@ TEST_F(VorbisTest, SurroundChannelsKeepTheirSpeakersBothWays) {
 }
 
 // The decoder plug-in itself, loaded as the engine loads it.
-struct Decoder : DecoderPlugin {
-  Decoder() : DecoderPlugin("vorbis") {}
-  TvOpenInfo info{};
-  std::u16string name;
-  bool Open(const std::string& path) {
-    name = U16(path);
-    return DecoderPlugin::Open(name, info);
-  }
-  std::string Quality() {
-    codec::TagItems items = codec::ReadTagItemBlock(info.properties, info.propertiesSize);
-    return items.empty() ? "" : Narrow(items[0].value.c_str());
-  }
-  std::string Tags() {
-    std::string text;
-    for (const codec::TagItem& tag : codec::ReadTagItemBlock(info.idTags, info.idTagsSize))
-      text += Narrow(tag.key.c_str()) + "=" + Narrow(tag.value.c_str()) + ";";
-    return text;
-  }
+struct Decoder : OpenedDecoder {
+  Decoder() : OpenedDecoder("vorbis") {}
   std::vector<float> FloatsToEnd() {
     std::vector<uint8_t> bytes;
     if (!DecodeAll(bytes)) return {};
