@@ -252,6 +252,27 @@ struct TestAudio {
   }
 };
 
+// Interleaved float samples of a file, through libsndfile.
+struct Sound {
+  int channels = 0;
+  int rate = 0;
+  std::vector<float> samples;
+  long Frames() const { return channels ? long(samples.size()) / channels : 0; }
+};
+
+inline Sound ReadSound(const std::string& path) {
+  Sound sound;
+  SF_INFO info{};
+  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+  if (!file) return sound;
+  sound.channels = info.channels;
+  sound.rate = info.samplerate;
+  sound.samples.resize(size_t(info.frames * info.channels));
+  sf_readf_float(file, sound.samples.data(), info.frames);
+  sf_close(file);
+  return sound;
+}
+
 // Runs a shell command and gives its standard output.
 inline std::string RunCommand(const std::string& command) {
   std::string out;

@@ -12,27 +12,6 @@ namespace {
 constexpr long kFrames = 72000;  // 1.5 s at 48 kHz
 constexpr long kOpusFrame = 960;  // 20 ms
 
-// Interleaved float samples of a file, through libsndfile.
-struct Sound {
-  int channels = 0;
-  int rate = 0;
-  std::vector<float> samples;
-  long Frames() const { return channels ? long(samples.size()) / channels : 0; }
-};
-
-Sound ReadSound(const std::string& path) {
-  Sound sound;
-  SF_INFO info{};
-  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-  if (!file) return sound;
-  sound.channels = info.channels;
-  sound.rate = info.samplerate;
-  sound.samples.resize(size_t(info.frames * info.channels));
-  sf_readf_float(file, sound.samples.data(), info.frames);
-  sf_close(file);
-  return sound;
-}
-
 double TonePower(const Sound& sound, int channel, int tone) {
   double w = 2 * M_PI * tone / sound.rate, c = 2 * std::cos(w), s1 = 0, s2 = 0;
   for (long i = 0; i < sound.Frames(); ++i) {

@@ -11,24 +11,7 @@ namespace {
 
 constexpr int kSourceFrames = 66150;  // 1.5 s at 44.1 kHz
 
-struct Audio {
-  int channels = 0, rate = 0;
-  std::vector<float> samples;  // interleaved
-  long Frames() const { return channels ? long(samples.size()) / channels : 0; }
-};
-
-Audio ReadAudio(const std::string& path) {
-  Audio audio;
-  SF_INFO info{};
-  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-  if (!file) return audio;
-  audio.channels = info.channels;
-  audio.rate = info.samplerate;
-  audio.samples.resize(size_t(info.frames) * size_t(info.channels));
-  sf_readf_float(file, audio.samples.data(), info.frames);
-  sf_close(file);
-  return audio;
-}
+using Audio = Sound;
 
 // Normalised cross-correlation at lag 0: 1 for the same waveform, near 0 for unrelated ones.
 double Correlation(const Audio& a, const Audio& b) {
@@ -83,14 +66,14 @@ class VorbisTest : public ConversionTest {
 };
 
 TEST_F(VorbisTest, EachSettingGivesAValidStreamOfTheSourcesLengthThatSoundsLikeIt) {
-  Audio source = ReadAudio(folder / "src.wav");
+  Audio source = ReadSound(folder / "src.wav");
   // "-=5", an option without a name, is left alone as by the other encoders.
   for (const char* settings : {"", "-q 4.5", "-q -1", "-q=10", "-b 128", "-m 96 -M 192", "-=5 -q 4"}) {
     RunResult r = Transmill("src.wav", "out.ogg", std::string("-convert_to=vorbis ") + settings);
     ASSERT_EQ(r.exitCode, 0) << settings << r.err;
     EXPECT_EQ(OgginfoComplaints("out.ogg"), "0") << settings;
     Sh("rm -f back.wav && oggdec -Q -o back.wav out.ogg");
-    Audio back = ReadAudio(folder / "back.wav");
+    Audio back = ReadSound(folder / "back.wav");
     EXPECT_EQ(back.Frames(), kSourceFrames) << settings;
     // Left and right carry different tones, so swapped or shifted channels fail as well.
     EXPECT_GT(Correlation(source, back), 0.98) << settings;
@@ -157,13 +140,13 @@ TEST_F(VorbisTest, SurroundChannelsKeepTheirSpeakersBothWays) {
     RunResult r = Transmill("in.wav", "out.ogg", "-convert_to=vorbis");
     ASSERT_EQ(r.exitCode, 0) << layout.name << r.err;
     Sh("rm -f ff.wav && ffmpeg -v error -i out.ogg ff.wav");
-    Audio referee = ReadAudio(folder / "ff.wav");
+    Audio referee = ReadSound(folder / "ff.wav");
     ASSERT_EQ(referee.channels, int(layout.tones.size())) << layout.name;
     for (int c = 0; c < referee.channels; ++c)
       EXPECT_EQ(DominantTone(referee, c, layout.tones), layout.tones[size_t(c)]) << layout.name << " channel " << c;
     if (!layout.ourDecoderSameOrder) continue;
     ASSERT_EQ(Transmill("out.ogg", "back.wav", "-convert_to=wav").exitCode, 0) << layout.name;
-    Audio back = ReadAudio(folder / "back.wav");
+    Audio back = ReadSound(folder / "back.wav");
     ASSERT_EQ(back.channels, int(layout.tones.size())) << layout.name;
     for (int c = 0; c < back.channels; ++c)
       EXPECT_EQ(DominantTone(back, c, layout.tones), layout.tones[size_t(c)]) << layout.name << " channel " << c;
