@@ -1,7 +1,7 @@
 /* A decoder that does nothing but announce one extension: the cost of finding it is the cost
    of loading a library and asking it. */
 #define TV_DECODER_PLUGIN
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 #include <stdlib.h>
 

@@ -1,9 +1,9 @@
 // Finding a decoder among twenty libraries: a cached hit against a full scan.
-#include "XPath.h"
-#include "XRegistry.h"
-#include "XString.h"
-#include "clTvCodecHandler.h"
-#include "clTvDecoder.h"
+#include "foundation/XPath.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XString.h"
+#include "plugins/clTvCodecHandler.h"
+#include "plugins/clTvDecoder.h"
 
 #include <benchmark/benchmark.h>
 

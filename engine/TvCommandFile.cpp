@@ -1,6 +1,6 @@
 // Option intake, first half: the process's arguments and the host's command file.
-#include "TvTransmill.h"
-#include "XDebugLog.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
 
 #include <cstring>
 #include <new>

@@ -1,7 +1,7 @@
 // The Communicate dialogue: requests of one plug-in carried out on the decoder or the encoder.
-#include "TvCommunicate.h"
-#include "TvTransmill.h"
-#include "XString.h"
+#include "engine/TvCommunicate.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XString.h"
 
 #include <atomic>
 #include <cstring>

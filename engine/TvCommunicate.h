@@ -1,6 +1,6 @@
 // The Communicate dialogue: a plug-in asks, round by round, for Get or Set calls on the others.
 #pragma once
-#include "TvHostContext.h"
+#include "foundation/TvHostContext.h"
 
 #include <cstdint>
 #include <functional>

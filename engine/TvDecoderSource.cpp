@@ -1,8 +1,8 @@
 // The audio source of a run: the decoder plug-in, and the choice between the three block sources.
-#include "TvTransmill.h"
-#include "XDebugLog.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,8 @@
 // The DSP chain's steps in a run: loading, the quit event, the live loops and the last call.
-#include "TvTransmill.h"
-#include "XDebugLog.h"
-#include "clTvCodecHandler.h"
-#include "clTvDSP.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
+#include "plugins/clTvCodecHandler.h"
+#include "plugins/clTvDSP.h"
 
 namespace {
 const char* const kLoadFunction = "TvTransmill::LoadDSPEffects";

@@ -1,12 +1,12 @@
 // The finish of a pumped run: closing the plug-ins, replacing the old output, the size check.
-#include "TvRunRules.h"
-#include "TvTransmill.h"
-#include "XDebugLog.h"
-#include "XFormat.h"
-#include "XLastError.h"
-#include "XPath.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "engine/TvRunRules.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XFormat.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPath.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 namespace {
 const char* const kRunFunction = "TvTransmill::TvTransmill";

@@ -1,7 +1,7 @@
 // First-run defaults: written once per user, marked by the tag default's existence.
-#include "TvFirstRun.h"
+#include "engine/TvFirstRun.h"
 
-#include "XRegistry.h"
+#include "foundation/XRegistry.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // The lines a host reads on standard output: "MSGTO: tVH: " and what the run has to tell.
-#include "TvTransmill.h"
-#include "XPath.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XPath.h"
 
 namespace {
 

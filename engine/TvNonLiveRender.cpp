@@ -1,13 +1,13 @@
 // Non-live rendering: with a non-live effect in the chain, the whole source is decoded into a
 // raw temporary file, every effect works on that file in chain order, and the pump reads it back.
-#include "TvRunRules.h"
-#include "TvTransmill.h"
-#include "XBuffer.h"
-#include "XDebugLog.h"
-#include "XLastError.h"
-#include "XPath.h"
-#include "clTvDSP.h"
-#include "clTvDecoder.h"
+#include "engine/TvRunRules.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPath.h"
+#include "plugins/clTvDSP.h"
+#include "plugins/clTvDecoder.h"
 
 #include <algorithm>
 #include <chrono>

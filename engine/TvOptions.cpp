@@ -1,6 +1,6 @@
 // Option intake, second half: the engine's own options, the DSP list, the encoder's line.
-#include "TvTransmill.h"
-#include "XDebugLog.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // Output-name rules: the ".IGNORE" extension, the output's folder, the temporary output.
-#include "TvRunRules.h"
-#include "TvTransmill.h"
-#include "XPath.h"
+#include "engine/TvRunRules.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XPath.h"
 
 namespace {
 // The longest temporary output name that the rule can make.

@@ -1,8 +1,8 @@
 // Pre-cache read: conversions that start together read their sources one after the other.
-#include "TvPreCache.h"
-#include "TvTransmill.h"
-#include "XMutex.h"
-#include "XRegistry.h"
+#include "engine/TvPreCache.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XMutex.h"
+#include "foundation/XRegistry.h"
 
 namespace {
 constexpr uint32_t kPiece = 65536;

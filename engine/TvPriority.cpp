@@ -1,7 +1,7 @@
 // The `priority` and `processor` options: their values, the log lines and the encoder's notice.
-#include "TvPriority.h"
-#include "TvTransmill.h"
-#include "XDebugLog.h"
+#include "engine/TvPriority.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
 
 TvPriorityChoice TvPriorityOf(const char16_t* word) {
   if (word != nullptr) {

@@ -1,5 +1,5 @@
 // Nice values, scheduling policy and affinity of the run's threads through the system.
-#include "TvPriority.h"
+#include "engine/TvPriority.h"
 
 #include <dirent.h>
 #include <pthread.h>

@@ -1,11 +1,11 @@
 // The block pump: source, incomplete samples, progress, live DSPs and encoder, with its back-off.
-#include "TvRunRules.h"
-#include "TvTransmill.h"
-#include "XDebugLog.h"
-#include "XLastError.h"
-#include "clTvDSP.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "engine/TvRunRules.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XLastError.h"
+#include "plugins/clTvDSP.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 #include <chrono>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The capture pipes and the output relay thread that empties them every 50 ms.
-#include "TvStdHandles.h"
-#include "TvTransmill.h"
-#include "XDebugLog.h"
+#include "engine/TvStdHandles.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
 
 namespace {
 

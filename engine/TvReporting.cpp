@@ -1,6 +1,6 @@
 // Console output of a run: Print, the banner, the header with the scale, and the 60-mark bar.
-#include "TvTransmill.h"
-#include "XDebugLog.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
 
 #include <atomic>
 #include <ctime>

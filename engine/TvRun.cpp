@@ -1,14 +1,14 @@
 // The conversion run behind the banner: loading the plug-ins, the normal and the raw pass, teardown.
-#include "TvRunRules.h"
-#include "TvTransmill.h"
-#include "XDebugLog.h"
-#include "XPath.h"
-#include "XRegistry.h"
-#include "XTagList.h"
-#include "clTvCodecHandler.h"
-#include "clTvDSP.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "engine/TvRunRules.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XPath.h"
+#include "foundation/XRegistry.h"
+#include "tags/XTagList.h"
+#include "plugins/clTvCodecHandler.h"
+#include "plugins/clTvDSP.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 #include <chrono>
 #include <cstring>

@@ -1,6 +1,6 @@
 // The small rules of a run: output names, the back-off, the percentage and the closing line.
 #pragma once
-#include "XString.h"
+#include "foundation/XString.h"
 
 #include <cstdint>
 

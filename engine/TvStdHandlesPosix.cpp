@@ -1,5 +1,5 @@
 // Standard descriptor checks through the system.
-#include "TvStdHandles.h"
+#include "engine/TvStdHandles.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 // Raw audio on standard input: its format from the "source..." options, its tags from a file.
-#include "TvTransmill.h"
-#include "XDebugLog.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
 
 #include <cstring>
 

@@ -1,10 +1,10 @@
 // The tags the output will carry: the host's, the source's, and the few that describe this run.
-#include "TvTransmill.h"
-#include "XFile.h"
-#include "XModulePath.h"
-#include "XPath.h"
-#include "XRegistry.h"
-#include "XTagList.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XFile.h"
+#include "foundation/XModulePath.h"
+#include "foundation/XPath.h"
+#include "foundation/XRegistry.h"
+#include "tags/XTagList.h"
 
 namespace {
 // The value of a tag option with "{qt}" made a double quote.

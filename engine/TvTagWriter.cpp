@@ -1,14 +1,14 @@
 // Tags go into the finished output through a decoder of its type; the list of outputs made.
-#include "TvRunRules.h"
-#include "TvTransmill.h"
-#include "XDebugLog.h"
-#include "XFile.h"
-#include "XPath.h"
-#include "XStringList.h"
-#include "XTagList.h"
-#include "clTvCodecHandler.h"
-#include "clTvDSP.h"
-#include "clTvDecoder.h"
+#include "engine/TvRunRules.h"
+#include "engine/TvTransmill.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XFile.h"
+#include "foundation/XPath.h"
+#include "foundation/XStringList.h"
+#include "tags/XTagList.h"
+#include "plugins/clTvCodecHandler.h"
+#include "plugins/clTvDSP.h"
+#include "plugins/clTvDecoder.h"
 
 #include <chrono>
 #include <thread>

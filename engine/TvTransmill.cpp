@@ -1,10 +1,10 @@
 // The conversion run: the start-up steps in their order, and the end of a run that stops early.
-#include "TvTransmill.h"
-#include "TvFirstRun.h"
-#include "TvStdHandles.h"
-#include "XDebugLog.h"
-#include "XPath.h"
-#include "XRegistry.h"
+#include "engine/TvTransmill.h"
+#include "engine/TvFirstRun.h"
+#include "engine/TvStdHandles.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XPath.h"
+#include "foundation/XRegistry.h"
 
 uint8_t tvExitFlag = 0;
 

@@ -1,5 +1,5 @@
 // The host's controls of a run: the quit and error events, the watchdog and the shared counter.
-#include "TvTransmill.h"
+#include "engine/TvTransmill.h"
 
 namespace {
 constexpr uint32_t kSignOfLifePeriod = 50;

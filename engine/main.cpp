@@ -1,5 +1,5 @@
 // The transmill program: one process converts one audio file.
-#include "TvTransmill.h"
+#include "engine/TvTransmill.h"
 
 int main(int argc, char** argv) {
   int result = 0;

@@ -3,6 +3,6 @@
 #define TV_HOST_CONTEXT_H
 
 /* One definition, in the plug-in boundary's header: plug-ins keep the record they are given. */
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 #endif

@@ -1,5 +1,5 @@
 // Options cut from command-line text: the tokeniser, item lists and look-ups.
-#include "XArgList.h"
+#include "foundation/XArgList.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Options cut from command-line text: keys and values in two lists kept in step.
 #pragma once
-#include "XStringList.h"
+#include "foundation/XStringList.h"
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
 // The process's own options: its arguments as the kernel keeps them in /proc/self/cmdline.
-#include "XArgList.h"
+#include "foundation/XArgList.h"
 
 #include <fstream>
 #include <iterator>

@@ -1,5 +1,5 @@
 // Owned block of bytes: resizing with the quiet allocator, copies and moves.
-#include "XBuffer.h"
+#include "foundation/XBuffer.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,11 +1,11 @@
 // The log writer: one lock and one indentation for the whole process, lines as a tree.
-#include "XDebugLog.h"
+#include "foundation/XDebugLog.h"
 
 #include <mutex>
 #include <string>
 
-#include "XString.h"
-#include "XTextCodec.h"
+#include "foundation/XString.h"
+#include "foundation/XTextCodec.h"
 
 void XWriteLogFile(intptr_t handle, const char16_t* text, size_t units);
 

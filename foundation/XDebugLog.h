@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "TvHostContext.h"
+#include "foundation/TvHostContext.h"
 
 class XEvent;
 class XFile;

@@ -7,8 +7,8 @@
 #include <mutex>
 #include <string>
 
-#include "XDebugLog.h"
-#include "XTextCodec.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XTextCodec.h"
 
 namespace {
 

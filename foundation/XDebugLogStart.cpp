@@ -3,16 +3,16 @@
 
 #include <atomic>
 
-#include "XDebugLog.h"
-#include "XEvent.h"
-#include "XFile.h"
-#include "XLastError.h"
-#include "XModulePath.h"
-#include "XPath.h"
-#include "XProcessLaunch.h"
-#include "XRegistry.h"
-#include "XString.h"
-#include "XTempFile.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XEvent.h"
+#include "foundation/XFile.h"
+#include "foundation/XLastError.h"
+#include "foundation/XModulePath.h"
+#include "foundation/XPath.h"
+#include "foundation/XProcessLaunch.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XString.h"
+#include "foundation/XTempFile.h"
 
 void XSetLogFileHandle(intptr_t handle);
 

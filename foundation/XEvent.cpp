@@ -1,9 +1,9 @@
 // XEvent over the shared-memory events of the sdk's C layer.
-#include "XEvent.h"
+#include "foundation/XEvent.h"
 
-#include "XLastError.h"
-#include "XObjectName.h"
-#include "tv_named.h"
+#include "foundation/XLastError.h"
+#include "foundation/XObjectName.h"
+#include "sdk/tv_named.h"
 
 XEvent::XEvent(const char16_t* name) { Create(name); }
 

@@ -1,11 +1,11 @@
 // XFile: opening rules, reads and writes with their failure rules, lines and byte order marks.
-#include "XFile.h"
+#include "foundation/XFile.h"
 
 #include <cstring>
 #include <string>
 
-#include "XFilePlatform.h"
-#include "XLastError.h"
+#include "foundation/XFilePlatform.h"
+#include "foundation/XLastError.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "XString.h"
+#include "foundation/XString.h"
 
 class XBuffer;
 class XStringList;

@@ -1,7 +1,7 @@
 // The finder's portable part: construction, the entry filter and wildcard matching.
-#include "XFileFinder.h"
+#include "foundation/XFileFinder.h"
 
-#include "XPath.h"
+#include "foundation/XPath.h"
 
 #include <string>
 #include <string_view>

@@ -1,6 +1,6 @@
 // Enumerates the entries of a folder that match a wildcard pattern, or looks up one entry.
 #pragma once
-#include "XString.h"
+#include "foundation/XString.h"
 
 #include <cstdint>
 

@@ -1,9 +1,9 @@
 // The finder's system calls: a folder stream, and statx for each entry.
-#include "XFileFinder.h"
+#include "foundation/XFileFinder.h"
 
-#include "XLastError.h"
-#include "XPath.h"
-#include "XPathSystem.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPath.h"
+#include "foundation/XPathSystem.h"
 
 #include <cerrno>
 #include <dirent.h>

@@ -13,8 +13,8 @@
 #include <string>
 #include <strings.h>
 
-#include "XFilePlatform.h"
-#include "XLastError.h"
+#include "foundation/XFilePlatform.h"
+#include "foundation/XLastError.h"
 
 namespace xfileos {
 namespace {

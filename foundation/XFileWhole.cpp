@@ -1,12 +1,12 @@
 // Whole-file helpers: files to and from memory, lines of a text file, shifting a file's tail.
 #include <algorithm>
 
-#include "XBuffer.h"
-#include "XFile.h"
-#include "XFilePlatform.h"
-#include "XLastError.h"
-#include "XRewriteFile.h"
-#include "XStringList.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XFile.h"
+#include "foundation/XFilePlatform.h"
+#include "foundation/XLastError.h"
+#include "foundation/XRewriteFile.h"
+#include "foundation/XStringList.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Numbers, sizes and durations as text, with punctuation from the user's settings.
-#include "XFormat.h"
+#include "foundation/XFormat.h"
 
-#include "XRegistry.h"
-#include "XString.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XString.h"
 
 #include <cmath>
 #include <string>

@@ -1,5 +1,5 @@
 // A set of strings with a CRC-32 per string: hashed adds and look-ups.
-#include "XIndexedList.h"
+#include "foundation/XIndexedList.h"
 
 #include <vector>
 #include <zlib.h>

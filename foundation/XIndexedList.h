@@ -1,7 +1,7 @@
 // A set of strings with a CRC-32 per string, for look-ups that compare integers first.
 #pragma once
-#include "XPtrArray.h"
-#include "XStringList.h"
+#include "foundation/XPtrArray.h"
+#include "foundation/XStringList.h"
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
 // The thread's last error, its mapping from errno, and the tick count.
-#include "XLastError.h"
+#include "foundation/XLastError.h"
 
 #include <cerrno>
 #include <ctime>

@@ -1,8 +1,8 @@
 // XMappedFile: an exclusive open and a read-only view of the whole file.
-#include "XMappedFile.h"
+#include "foundation/XMappedFile.h"
 
-#include "XFilePlatform.h"
-#include "XLastError.h"
+#include "foundation/XFilePlatform.h"
+#include "foundation/XLastError.h"
 
 XMappedFile::~XMappedFile() { CloseMapped(); }
 

@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "XFile.h"
+#include "foundation/XFile.h"
 
 class XMappedFile : public XFile {
  public:

@@ -1,10 +1,10 @@
 // XMemoryFile: file reads, writes and seeks over the bytes of an XBuffer.
-#include "XMemoryFile.h"
+#include "foundation/XMemoryFile.h"
 
 #include <cstring>
 
-#include "XBuffer.h"
-#include "XLastError.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XLastError.h"
 
 uint32_t XMemoryFile::Read(void* out, uint32_t count, uint32_t origin, bool* outFailed) {
   bool ok = origin == XSeekCurrent || Seek(0, origin);

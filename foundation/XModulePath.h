@@ -1,6 +1,6 @@
 // Where the running program and its loaded libraries live on disk.
 #pragma once
-#include "XString.h"
+#include "foundation/XString.h"
 
 // The path of the executable for a null `module`; otherwise the path of the loaded
 // library that holds the address `module` (any of its functions or data). Empty if unknown.

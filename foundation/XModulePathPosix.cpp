@@ -1,7 +1,7 @@
 // Where the executable and loaded libraries live: /proc/self/exe and the dynamic loader.
-#include "XModulePath.h"
+#include "foundation/XModulePath.h"
 
-#include "XPath.h"
+#include "foundation/XPath.h"
 
 #include <dlfcn.h>
 #include <link.h>

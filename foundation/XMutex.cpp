@@ -1,9 +1,9 @@
 // XMutex over the shared-memory mutexes of the sdk's C layer.
-#include "XMutex.h"
+#include "foundation/XMutex.h"
 
-#include "XLastError.h"
-#include "XObjectName.h"
-#include "tv_named.h"
+#include "foundation/XLastError.h"
+#include "foundation/XObjectName.h"
+#include "sdk/tv_named.h"
 
 XMutex::XMutex(const char16_t* name) { Create(name); }
 

@@ -1,12 +1,12 @@
 // Names of named objects: UTF-8 for the C layer, names from the clock and from GUIDs.
-#include "XObjectName.h"
+#include "foundation/XObjectName.h"
 
 
 #include <cerrno>
 
-#include "XLastError.h"
-#include "XPath.h"
-#include "XTextCodec.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPath.h"
+#include "foundation/XTextCodec.h"
 
 std::string XObjectNameUtf8(const char16_t* name) {
   return name ? XUtf16ToUtf8(name) : std::string();

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "XString.h"
+#include "foundation/XString.h"
 
 // The name as the C layer takes it; an empty text for a null name.
 std::string XObjectNameUtf8(const char16_t* name);

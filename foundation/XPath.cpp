@@ -1,10 +1,10 @@
 // Path text handling, folder walks, the move with retry and temporary names; no system calls.
-#include "XPath.h"
+#include "foundation/XPath.h"
 
-#include "XEvent.h"
-#include "XFileFinder.h"
-#include "XLastError.h"
-#include "XPathSystem.h"
+#include "foundation/XEvent.h"
+#include "foundation/XFileFinder.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPathSystem.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,6 +1,6 @@
 // Path text functions with "/" as the separator, and the file and folder operations on them.
 #pragma once
-#include "XString.h"
+#include "foundation/XString.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // CleanPath: turns any text into a path that FAT, NTFS, SMB shares and Linux all accept.
-#include "XPath.h"
+#include "foundation/XPath.h"
 
-#include "XPathSystem.h"
+#include "foundation/XPathSystem.h"
 
 #include <algorithm>
 #include <string>

@@ -1,8 +1,8 @@
 // System calls under the path functions: files, folders, randomness and the XDG folders.
-#include "XPath.h"
+#include "foundation/XPath.h"
 
-#include "XLastError.h"
-#include "XPathSystem.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPathSystem.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // Platform primitives under the path functions; the Posix source holds their system calls.
 #pragma once
-#include "XPath.h"
-#include "XString.h"
+#include "foundation/XPath.h"
+#include "foundation/XString.h"
 
 #include <cstddef>
 #include <string>

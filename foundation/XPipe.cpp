@@ -1,9 +1,9 @@
 // XPipe: two XFile ends of one pipe and the drain of what is waiting in it.
-#include "XPipe.h"
+#include "foundation/XPipe.h"
 
-#include "XFilePlatform.h"
-#include "XLastError.h"
-#include "XStringList.h"
+#include "foundation/XFilePlatform.h"
+#include "foundation/XLastError.h"
+#include "foundation/XStringList.h"
 
 namespace {
 // One drain stops after this much, so that a fast writer or a large file cannot keep it going.

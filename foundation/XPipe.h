@@ -2,8 +2,8 @@
 #pragma once
 #include <cstdint>
 
-#include "XBuffer.h"
-#include "XFile.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XFile.h"
 
 class XStringList;
 

@@ -7,8 +7,8 @@
 
 #include <cerrno>
 
-#include "XFilePlatform.h"
-#include "XLastError.h"
+#include "foundation/XFilePlatform.h"
+#include "foundation/XLastError.h"
 
 namespace xfileos {
 namespace {

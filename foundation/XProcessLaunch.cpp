@@ -1,5 +1,5 @@
 // The portable half of process start: composing and splitting the command line.
-#include "XProcessLaunch.h"
+#include "foundation/XProcessLaunch.h"
 
 namespace {
 

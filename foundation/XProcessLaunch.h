@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "XString.h"
+#include "foundation/XString.h"
 
 // Creation flags in the system's numbering; only these change anything on Linux.
 enum : uint32_t {

@@ -13,9 +13,9 @@
 #include <thread>
 #include <vector>
 
-#include "XLastError.h"
-#include "XProcessLaunch.h"
-#include "XTextCodec.h"
+#include "foundation/XLastError.h"
+#include "foundation/XProcessLaunch.h"
+#include "foundation/XTextCodec.h"
 
 extern char** environ;
 

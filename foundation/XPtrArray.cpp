@@ -1,5 +1,5 @@
 // Growing array of pointer-sized words: growth, insertion and removal.
-#include "XPtrArray.h"
+#include "foundation/XPtrArray.h"
 
 #include <algorithm>
 #include <cstring>

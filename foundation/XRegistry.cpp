@@ -1,9 +1,9 @@
 // The settings store's free functions: locations, type rules, values and subtrees.
-#include "XRegistry.h"
+#include "foundation/XRegistry.h"
 
-#include "XRegistryDetail.h"
-#include "XRegistryStore.h"
-#include "XString.h"
+#include "foundation/XRegistryDetail.h"
+#include "foundation/XRegistryStore.h"
+#include "foundation/XString.h"
 
 #include <cstring>
 #include <string>

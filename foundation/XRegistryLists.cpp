@@ -1,10 +1,10 @@
 // The settings store's functions on string lists: multi-string values and listings.
-#include "XRegistry.h"
+#include "foundation/XRegistry.h"
 
-#include "XBuffer.h"
-#include "XRegistryDetail.h"
-#include "XRegistryStore.h"
-#include "XStringList.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XRegistryDetail.h"
+#include "foundation/XRegistryStore.h"
+#include "foundation/XStringList.h"
 
 using namespace XRegistryDetail;
 

@@ -1,6 +1,6 @@
 // The settings store in SQLite: one database per user, a read-only system-wide one.
-#include "XRegistry.h"
-#include "XRegistryStore.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XRegistryStore.h"
 
 #include <sqlite3.h>
 

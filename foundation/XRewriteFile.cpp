@@ -1,8 +1,8 @@
 // XRewriteFile: a working file beside the target that replaces it only when complete.
-#include "XRewriteFile.h"
+#include "foundation/XRewriteFile.h"
 
-#include "XFilePlatform.h"
-#include "XLastError.h"
+#include "foundation/XFilePlatform.h"
+#include "foundation/XLastError.h"
 
 XRewriteFile::~XRewriteFile() {
   if (IsOpen()) {

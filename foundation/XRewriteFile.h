@@ -1,6 +1,6 @@
 // XRewriteFile: writes a new version of a file beside it and puts it in place only when done.
 #pragma once
-#include "XFile.h"
+#include "foundation/XFile.h"
 
 class XRewriteFile : public XFile {
  public:

@@ -1,12 +1,12 @@
 // XSharedMem: the block "NSharedData_<name>" under the mutex "SMutex_<name>".
-#include "XSharedMem.h"
+#include "foundation/XSharedMem.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "XLastError.h"
-#include "XObjectName.h"
-#include "tv_named.h"
+#include "foundation/XLastError.h"
+#include "foundation/XObjectName.h"
+#include "sdk/tv_named.h"
 
 XSharedMem::XSharedMem() : mutex(nullptr) {}
 

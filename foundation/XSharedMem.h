@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "XMutex.h"
+#include "foundation/XMutex.h"
 
 struct tv_block;
 

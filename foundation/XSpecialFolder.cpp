@@ -1,8 +1,8 @@
 // Special folders on the XDG folders, and paths told by their display names.
-#include "XPath.h"
+#include "foundation/XPath.h"
 
-#include "XPathSystem.h"
-#include "XStringList.h"
+#include "foundation/XPathSystem.h"
+#include "foundation/XStringList.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // XString storage, reading, searching, changing and narrow conversions.
-#include "XString.h"
+#include "foundation/XString.h"
 
-#include "XTextCodec.h"
+#include "foundation/XTextCodec.h"
 
 #include <algorithm>
 #include <climits>

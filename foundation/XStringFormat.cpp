@@ -1,7 +1,7 @@
 // XString formatting: a wide printf over 16-bit units, the size ladder of Format, and FormatSlow.
-#include "XString.h"
+#include "foundation/XString.h"
 
-#include "XTextCodec.h"
+#include "foundation/XTextCodec.h"
 
 #include <algorithm>
 #include <cstdio>

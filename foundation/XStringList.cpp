@@ -1,7 +1,7 @@
 // Owned list of strings: editing, searching, splitting, joining, flat form and sorting.
-#include "XStringList.h"
+#include "foundation/XStringList.h"
 
-#include "XBuffer.h"
+#include "foundation/XBuffer.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // Owned list of strings, each with its tag, on top of the pointer array.
 #pragma once
-#include "XPtrArray.h"
-#include "XString.h"
+#include "foundation/XPtrArray.h"
+#include "foundation/XString.h"
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
 // XString numbers: integer and hex text, integer and floating-point parsing and printing, sort order.
-#include "XString.h"
+#include "foundation/XString.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
 // Temporary files and folders: unique names in the temporary folder, deleted when dropped.
-#include "XTempFile.h"
+#include "foundation/XTempFile.h"
 
-#include "XLastError.h"
-#include "XPath.h"
-#include "XPathSystem.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPath.h"
+#include "foundation/XPathSystem.h"
 
 namespace {
 

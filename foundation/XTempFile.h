@@ -1,6 +1,6 @@
 // Temporary files and folders that are deleted with the object that owns them.
 #pragma once
-#include "XString.h"
+#include "foundation/XString.h"
 
 // A new, empty file in the temporary folder, named from TempName; deleted when dropped.
 class XTempFile {

@@ -1,7 +1,7 @@
 // UTF-8 and US-ASCII conversion to and from UTF-16, with the two-call sizing contract.
-#include "XTextCodec.h"
+#include "foundation/XTextCodec.h"
 
-#include "XLastError.h"
+#include "foundation/XLastError.h"
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
 // Worker threads on pthreads: a start gate, suspension by a signal that waits on a semaphore.
-#include "XThread.h"
+#include "foundation/XThread.h"
 
 #include <pthread.h>
 #include <semaphore.h>
@@ -16,9 +16,9 @@
 #include <mutex>
 #include <string>
 
-#include "XEvent.h"
-#include "XLastError.h"
-#include "XTextCodec.h"
+#include "foundation/XEvent.h"
+#include "foundation/XLastError.h"
+#include "foundation/XTextCodec.h"
 
 // What the object and its thread share; the thread keeps it alive for as long as it runs,
 // so an object may let go of a thread that is still running or frozen.

@@ -2,9 +2,9 @@
 #include <cstdio>
 #include <string>
 
-#include "XBuffer.h"
-#include "XTagList.h"
-#include "XTagPicture.h"
+#include "foundation/XBuffer.h"
+#include "tags/XTagList.h"
+#include "tags/XTagPicture.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "XBuffer.h"
-#include "XStringList.h"
-#include "XTagList.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XStringList.h"
+#include "tags/XTagList.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // XDLL: the load sequence shared by the plug-in bindings.
-#include "XDLL.h"
+#include "plugins/XDLL.h"
 
-#include "XDebugLog.h"
+#include "foundation/XDebugLog.h"
 
 XDLL::~XDLL() { FreeModule(); }
 

@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "XString.h"
+#include "foundation/XString.h"
 
 // Owns one loaded library and tells whether every export a child needs was found. A load
 // that fails and an export that is missing both leave the flag false; the debug log says which.

@@ -1,5 +1,5 @@
 // XDLL: loading, lookup and release of shared libraries through the dynamic linker.
-#include "XDLL.h"
+#include "plugins/XDLL.h"
 
 #include <dlfcn.h>
 #include <elf.h>
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "XDebugLog.h"
+#include "foundation/XDebugLog.h"
 
 namespace {
 

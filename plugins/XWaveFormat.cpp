@@ -1,9 +1,9 @@
 // Audio format images: setting, normalising, converting between plain and extensible, sizes and times.
-#include "XWaveFormat.h"
+#include "plugins/XWaveFormat.h"
 
 #include <cstring>
 
-#include "XFile.h"
+#include "foundation/XFile.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #pragma once
 #include <cstdint>
 
-#include "XBuffer.h"
-#include "XString.h"
-#include "tv_plugin.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XString.h"
+#include "sdk/tv_plugin.h"
 
 class XFile;
 

@@ -1,15 +1,15 @@
 // Plug-in discovery: the decoder cache and scan, encoder and DSP loading, listings, name tables.
-#include "clTvCodecHandler.h"
+#include "plugins/clTvCodecHandler.h"
 
-#include "XDebugLog.h"
-#include "XFileFinder.h"
-#include "XModulePath.h"
-#include "XPath.h"
-#include "XRegistry.h"
-#include "XStringList.h"
-#include "clTvDSP.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XFileFinder.h"
+#include "foundation/XModulePath.h"
+#include "foundation/XPath.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XStringList.h"
+#include "plugins/clTvDSP.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 #include <algorithm>
 #include <mutex>

@@ -1,8 +1,8 @@
 // Finds plug-in libraries on disk: decoders by extension (with the per-user decoder cache),
 // encoders and DSP effects by name, and the listings a front end shows.
 #pragma once
-#include "XString.h"
-#include "tv_plugin.h"
+#include "foundation/XString.h"
+#include "sdk/tv_plugin.h"
 
 class XStringList;
 class clTvDecoder;

@@ -1,5 +1,5 @@
 // The codec handler's one system call: whether a path is a regular file.
-#include "clTvCodecHandler.h"
+#include "plugins/clTvCodecHandler.h"
 
 #include <sys/stat.h>
 

@@ -1,5 +1,5 @@
 // clTvDSP: binding, instance life and forwarding calls of a DSP effect plug-in.
-#include "clTvDSP.h"
+#include "plugins/clTvDSP.h"
 
 clTvDSP::clTvDSP() { Load(nullptr); }
 

@@ -1,5 +1,5 @@
 // clTvDecoder: binding, instance life and forwarding calls of a decoder plug-in.
-#include "clTvDecoder.h"
+#include "plugins/clTvDecoder.h"
 
 clTvDecoder::clTvDecoder() { Load(nullptr); }
 

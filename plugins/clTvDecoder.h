@@ -1,7 +1,7 @@
 // clTvDecoder: the binding of a decoder plug-in library and its instance.
 #pragma once
-#include "XDLL.h"
-#include "tv_plugin.h"
+#include "plugins/XDLL.h"
+#include "sdk/tv_plugin.h"
 
 // Every forwarding member returns 0 without a call while no instance exists or the export is
 // not bound, so that a binding that failed to load is harmless to call.

@@ -1,5 +1,5 @@
 // clTvEncoder: binding, instance life and forwarding calls of an encoder plug-in.
-#include "clTvEncoder.h"
+#include "plugins/clTvEncoder.h"
 
 clTvEncoder::clTvEncoder() { Load(nullptr); }
 

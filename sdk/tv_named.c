@@ -1,6 +1,6 @@
 /* The C API of named events, mutexes, blocks and the encoded-bytes counter. */
 #define _GNU_SOURCE
-#include "tv_named.h"
+#include "sdk/tv_named.h"
 
 #include <endian.h>
 #include <errno.h>
@@ -8,7 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "tv_named_store.h"
+#include "sdk/tv_named_store.h"
 
 struct tv_event {
   tvn_handle h;

@@ -1,6 +1,6 @@
 /* Shared-memory objects in /dev/shm: naming, create-or-open, user table, sweeping. */
 #define _GNU_SOURCE
-#include "tv_named_store.h"
+#include "sdk/tv_named_store.h"
 
 #include <dirent.h>
 #include <errno.h>

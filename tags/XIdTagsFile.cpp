@@ -1,9 +1,9 @@
 // The idtags file: read whole into a buffer the caller keeps, then parsed as a UTF-16 tag block.
-#include "XIdTagsFile.h"
+#include "tags/XIdTagsFile.h"
 
-#include "XDebugLog.h"
-#include "XFile.h"
-#include "XTagList.h"
+#include "foundation/XDebugLog.h"
+#include "foundation/XFile.h"
+#include "tags/XTagList.h"
 
 namespace {
 

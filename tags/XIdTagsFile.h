@@ -1,7 +1,7 @@
 // The idtags file: the tag block a host writes for audio that comes on standard input.
 #pragma once
-#include "XBuffer.h"
-#include "XString.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XString.h"
 
 class XTagList;
 

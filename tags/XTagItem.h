@@ -1,7 +1,7 @@
 // XTagItem: one tag of a tag list, a key with a text value and an optional binary payload.
 #pragma once
-#include "XBuffer.h"
-#include "XString.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XString.h"
 
 // A text item has an empty binary (size 0). Keys are compared without regard to ASCII case;
 // a key that starts with "_" is a hidden key (pictures, CD table of contents, CRC, RIFF).

@@ -1,9 +1,9 @@
 // Tag list: adding, finding, changing, merging and the text form for logs.
-#include "XTagList.h"
+#include "tags/XTagList.h"
 
 #include <utility>
 
-#include "XTagPicture.h"
+#include "tags/XTagPicture.h"
 
 namespace {
 

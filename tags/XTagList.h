@@ -2,9 +2,9 @@
 #pragma once
 #include <cstdint>
 
-#include "XPtrArray.h"
-#include "XString.h"
-#include "XTagItem.h"
+#include "foundation/XPtrArray.h"
+#include "foundation/XString.h"
+#include "tags/XTagItem.h"
 
 class XBuffer;
 class XStringList;

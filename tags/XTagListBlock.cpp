@@ -1,11 +1,11 @@
 // Tag list block forms: a count, then records of size, key, value and raw binary, in UTF-16LE
 // or UTF-8. The reader trusts no length in the block.
-#include "XTagList.h"
+#include "tags/XTagList.h"
 
 #include <cstring>
 #include <string>
 
-#include "XBuffer.h"
+#include "foundation/XBuffer.h"
 
 namespace {
 

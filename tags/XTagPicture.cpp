@@ -1,8 +1,8 @@
 // Picture keys, picture types, and the list operations that work on pictures and hidden items.
-#include "XTagPicture.h"
+#include "tags/XTagPicture.h"
 
-#include "XStringList.h"
-#include "XTagList.h"
+#include "foundation/XStringList.h"
+#include "tags/XTagList.h"
 
 namespace {
 

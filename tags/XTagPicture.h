@@ -2,7 +2,7 @@
 #pragma once
 #include <cstdint>
 
-#include "XString.h"
+#include "foundation/XString.h"
 
 // The reserved word between a picture's type and its sub-description.
 inline constexpr char16_t XPictureSubDescWord[] = u"<subdesc>";

@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <string>
 
-#include "XEvent.h"
-#include "XTextCodec.h"
+#include "foundation/XEvent.h"
+#include "foundation/XTextCodec.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Text, host messages, option words and tag blocks shared by the codec plug-ins.
-#include "CodecSupport.h"
+#include "codecs/common/CodecSupport.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,6 +1,6 @@
 // Text, host messages, option words and tag blocks shared by the codec plug-ins.
 #pragma once
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 #include <cstdint>
 #include <string>

@@ -1,8 +1,8 @@
 // The export layer every decoder plug-in shares: the C entry points over one small class
 // whose subclass does the codec's own work.
 #define TV_DECODER_PLUGIN
-#include "DecoderPlugin.h"
-#include "CodecSupport.h"
+#include "codecs/common/DecoderPlugin.h"
+#include "codecs/common/CodecSupport.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,7 +1,7 @@
 // The export layer every decoder plug-in shares: the C entry points over one small class
 // whose subclass does the codec's own work.
 #pragma once
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 #include <cstdint>
 #include <span>

@@ -1,6 +1,6 @@
 // Decoder plug-ins whose tags go through the tag bridge: read at Open, written on Set "IDTags".
-#include "DecoderTags.h"
-#include "CodecSupport.h"
+#include "codecs/common/DecoderTags.h"
+#include "codecs/common/CodecSupport.h"
 
 namespace codec {
 

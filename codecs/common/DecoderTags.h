@@ -1,7 +1,7 @@
 // Decoder plug-ins whose tags go through the tag bridge: read at Open, written on Set "IDTags".
 #pragma once
-#include "DecoderPlugin.h"
-#include "TagBridge.h"
+#include "codecs/common/DecoderPlugin.h"
+#include "codecs/common/TagBridge.h"
 
 namespace codec {
 

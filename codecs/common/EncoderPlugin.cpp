@@ -1,8 +1,8 @@
 // The export layer every encoder plug-in shares: the C entry points over one small class
 // whose subclass does the codec's own work.
 #define TV_ENCODER_PLUGIN
-#include "EncoderPlugin.h"
-#include "CodecSupport.h"
+#include "codecs/common/EncoderPlugin.h"
+#include "codecs/common/CodecSupport.h"
 
 namespace codec {
 

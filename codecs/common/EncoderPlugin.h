@@ -1,8 +1,8 @@
 // The export layer every encoder plug-in shares: the C entry points over one small class
 // whose subclass does the codec's own work.
 #pragma once
-#include "SampleLayout.h"
-#include "tv_plugin.h"
+#include "codecs/common/SampleLayout.h"
+#include "sdk/tv_plugin.h"
 
 #include <cstdint>
 #include <span>

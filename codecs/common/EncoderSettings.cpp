@@ -1,5 +1,5 @@
 // Readers for the encoders' option words: numbers, one-letter options and how a bad one is shown.
-#include "EncoderSettings.h"
+#include "codecs/common/EncoderSettings.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,6 +1,6 @@
 // Readers for the encoders' option words: numbers, one-letter options and how a bad one is shown.
 #pragma once
-#include "CodecSupport.h"
+#include "codecs/common/CodecSupport.h"
 
 #include <string>
 #include <string_view>

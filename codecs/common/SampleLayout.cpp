@@ -1,5 +1,5 @@
 // Sample layouts of audio blocks: format images, channel masks and sample conversions.
-#include "SampleLayout.h"
+#include "codecs/common/SampleLayout.h"
 
 #include <cmath>
 #include <cstring>

@@ -1,7 +1,7 @@
 // Sample layouts of audio blocks: format images, channel masks, and samples converted between
 // a block and the integer or float buffers that codec libraries take.
 #pragma once
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // Tags of audio files: the type is found from the file's first bytes, then each type is read
 // and written through its TagLib class and tag family.
-#include "TagBridge.h"
+#include "codecs/common/TagBridge.h"
 
 #include <taglib/aifffile.h>
 #include <taglib/apefile.h>
@@ -20,9 +20,9 @@
 #include <cstring>
 #include <fstream>
 
-#include "CodecSupport.h"
-#include "TagFamilies.h"
-#include "TagMapping.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/TagFamilies.h"
+#include "codecs/common/TagMapping.h"
 
 namespace codec {
 

@@ -1,5 +1,5 @@
 // Tag families through TagLib: text by property maps, pictures by each family's own frames.
-#include "TagFamilies.h"
+#include "codecs/common/TagFamilies.h"
 
 #include <taglib/apeitem.h>
 #include <taglib/attachedpictureframe.h>
@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <set>
 
-#include "CodecSupport.h"
-#include "TagMapping.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/TagMapping.h"
 
 namespace codec::tagfamily {
 

@@ -6,7 +6,7 @@
 #include <taglib/id3v2tag.h>
 #include <taglib/xiphcomment.h>
 
-#include "TagBridge.h"
+#include "codecs/common/TagBridge.h"
 
 namespace codec::tagfamily {
 

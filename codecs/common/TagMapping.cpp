@@ -1,10 +1,10 @@
 // Key names, number pairs and picture keys between tag items and TagLib's fields.
-#include "TagMapping.h"
+#include "codecs/common/TagMapping.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "CodecSupport.h"
+#include "codecs/common/CodecSupport.h"
 
 namespace codec::tagmap {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "TagBridge.h"
+#include "codecs/common/TagBridge.h"
 
 namespace codec::tagmap {
 

@@ -1,9 +1,9 @@
 // Decoder plug-in for FLAC files, read with libFLAC: integer PCM at the stream's own depth,
 // sample-exact seeking, and damage (CRC, sync, MD5, a short stream) failing the run.
-#include "CodecSupport.h"
-#include "DecoderTags.h"
-#include "FlacChannelMask.h"
-#include "SampleLayout.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/DecoderTags.h"
+#include "codecs/flac/FlacChannelMask.h"
+#include "codecs/common/SampleLayout.h"
 
 #include <FLAC/stream_decoder.h>
 

@@ -1,9 +1,9 @@
 // Encoder plug-in writing FLAC with libFLAC: integer sources bit for bit at their own depth,
 // float sources as 24-bit, a seek table when the length is known, optional verification.
-#include "CodecSupport.h"
-#include "EncoderPlugin.h"
-#include "EncoderSettings.h"
-#include "FlacChannelMask.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/EncoderPlugin.h"
+#include "codecs/common/EncoderSettings.h"
+#include "codecs/flac/FlacChannelMask.h"
 
 #include <FLAC/metadata.h>
 #include <FLAC/stream_encoder.h>

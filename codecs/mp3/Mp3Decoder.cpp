@@ -1,7 +1,7 @@
 // Decoder plug-in for MPEG audio layers III and II, read with libmpg123: gapless where the
 // stream's info tag gives encoder delay and padding, 16-bit output or float on request.
-#include "CodecSupport.h"
-#include "DecoderTags.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/DecoderTags.h"
 
 #include <mpg123.h>
 

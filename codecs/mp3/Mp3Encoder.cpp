@@ -1,8 +1,8 @@
 // Encoder plug-in writing MP3 with LAME: VBR, CBR or ABR, and the info tag in the first frame
 // so that readers know the exact length and the encoder delay and padding.
-#include "CodecSupport.h"
-#include "EncoderPlugin.h"
-#include "EncoderSettings.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/EncoderPlugin.h"
+#include "codecs/common/EncoderSettings.h"
 
 #include <lame/lame.h>
 

@@ -1,10 +1,10 @@
 // Decoder plug-in for Ogg Opus, read with opusfile: always 48 kHz, pre-skip and end trimming
 // as the granule positions give them, 16-bit output or float on request.
-#include "CodecSupport.h"
-#include "DecoderTags.h"
-#include "OpusChannels.h"
-#include "OpusPages.h"
-#include "SampleLayout.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/DecoderTags.h"
+#include "codecs/opus/OpusChannels.h"
+#include "codecs/opus/OpusPages.h"
+#include "codecs/common/SampleLayout.h"
 
 #include <opusfile.h>
 

@@ -1,10 +1,10 @@
 // Encoder plug-in writing Ogg Opus with libopusenc: VBR, constrained VBR or hard CBR at a
 // bit rate in kbps, from any sample layout and rate (libopusenc resamples to 48 kHz and keeps
 // the source rate in the header).
-#include "CodecSupport.h"
-#include "EncoderPlugin.h"
-#include "EncoderSettings.h"
-#include "OpusChannels.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/EncoderPlugin.h"
+#include "codecs/common/EncoderSettings.h"
+#include "codecs/opus/OpusChannels.h"
 
 #include <opusenc.h>
 

@@ -1,4 +1,4 @@
-#include "OpusPages.h"
+#include "codecs/opus/OpusPages.h"
 
 #include <ogg/ogg.h>
 

@@ -1,7 +1,7 @@
 // Decoder plug-in for WAV (plain and extensible), AIFF and W64 files, read with libsndfile.
-#include "PcmFormat.h"
-#include "CodecSupport.h"
-#include "DecoderPlugin.h"
+#include "codecs/pcm/PcmFormat.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/DecoderPlugin.h"
 
 #include <new>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
 // Encoder plug-in writing WAV, AIFF or W64 with libsndfile; built once per output type, the
 // type given by PCM_ENCODER_TYPE ("wav", "aiff" or "w64").
-#include "CodecSupport.h"
-#include "EncoderPlugin.h"
-#include "PcmFormat.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/EncoderPlugin.h"
+#include "codecs/pcm/PcmFormat.h"
 
 #include <cstring>
 #include <new>

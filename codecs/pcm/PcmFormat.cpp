@@ -1,6 +1,6 @@
 // Sample layouts of the audio blocks, their format images and channel masks, and the
 // frame transfer between blocks and libsndfile.
-#include "PcmFormat.h"
+#include "codecs/pcm/PcmFormat.h"
 
 #include <cstring>
 

@@ -1,8 +1,8 @@
 // Sample layouts of the audio blocks, their format images and channel masks, and the
 // frame transfer between blocks and libsndfile.
 #pragma once
-#include "SampleLayout.h"
-#include "tv_plugin.h"
+#include "codecs/common/SampleLayout.h"
+#include "sdk/tv_plugin.h"
 
 #include <sndfile.h>
 

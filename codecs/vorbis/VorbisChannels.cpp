@@ -1,7 +1,7 @@
 // Vorbis channel layouts against WAV speaker masks.
-#include "VorbisChannels.h"
+#include "codecs/vorbis/VorbisChannels.h"
 
-#include "SampleLayout.h"
+#include "codecs/common/SampleLayout.h"
 
 #include <bit>
 #include <numeric>

@@ -1,9 +1,9 @@
 // Decoder plug-in for Ogg Vorbis, read with libvorbisfile: exact length from the last granule
 // position, 16-bit output or float on request, channels put back into WAV order.
-#include "CodecSupport.h"
-#include "DecoderTags.h"
-#include "SampleLayout.h"
-#include "VorbisChannels.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/DecoderTags.h"
+#include "codecs/common/SampleLayout.h"
+#include "codecs/vorbis/VorbisChannels.h"
 
 #include <ogg/ogg.h>
 #include <vorbis/vorbisfile.h>

@@ -1,10 +1,10 @@
 // Encoder plug-in writing Ogg Vorbis with libvorbisenc: quality-based VBR or a managed bit
 // rate, channels moved from WAV order into Vorbis order. The comment header carries only the
 // vendor; the engine writes the tags into the finished file through the Vorbis decoder.
-#include "CodecSupport.h"
-#include "EncoderPlugin.h"
-#include "EncoderSettings.h"
-#include "VorbisChannels.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/EncoderPlugin.h"
+#include "codecs/common/EncoderSettings.h"
+#include "codecs/vorbis/VorbisChannels.h"
 
 #include <ogg/ogg.h>
 #include <vorbis/vorbisenc.h>

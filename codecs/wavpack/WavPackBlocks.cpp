@@ -1,5 +1,5 @@
 // Block walk over a .wv file: headers, checksums and the samples they add up to.
-#include "WavPackBlocks.h"
+#include "codecs/wavpack/WavPackBlocks.h"
 
 #include <wavpack/wavpack.h>
 

@@ -1,9 +1,9 @@
 // Decoder plug-in for WavPack, read with libwavpack: integer PCM at the stream's own sample
 // size or 32-bit float, bit-exact, with the correction file (.wvc) beside it when there is one.
-#include "CodecSupport.h"
-#include "DecoderTags.h"
-#include "SampleLayout.h"
-#include "WavPackBlocks.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/DecoderTags.h"
+#include "codecs/common/SampleLayout.h"
+#include "codecs/wavpack/WavPackBlocks.h"
 
 #include <wavpack/wavpack.h>
 

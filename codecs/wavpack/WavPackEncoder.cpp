@@ -1,8 +1,8 @@
 // Encoder plug-in writing WavPack with libwavpack: lossless, or hybrid at a chosen bit rate with
 // an optional correction file. The first block is rewritten at the end with the exact length.
-#include "CodecSupport.h"
-#include "EncoderPlugin.h"
-#include "EncoderSettings.h"
+#include "codecs/common/CodecSupport.h"
+#include "codecs/common/EncoderPlugin.h"
+#include "codecs/common/EncoderSettings.h"
 
 #include <wavpack/wavpack.h>
 

@@ -1,9 +1,9 @@
 // Test side of the codec plug-ins: loads the built libraries with dlopen through the sdk
 // types, catches their error channel, and makes and reads audio files with libsndfile.
 #pragma once
-#include "ScratchFolder.h"
-#include "TagBridge.h"
-#include "tv_plugin.h"
+#include "tests/support/ScratchFolder.h"
+#include "codecs/common/TagBridge.h"
+#include "sdk/tv_plugin.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -1,5 +1,5 @@
 // Option words, tag blocks and text conversion inside the PCM plug-ins.
-#include "CodecSupport.h"
+#include "codecs/common/CodecSupport.h"
 
 #include <gtest/gtest.h>
 

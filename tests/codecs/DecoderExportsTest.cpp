@@ -1,6 +1,6 @@
 // The entry points every decoder plug-in shares, asked of each one that is built: its list,
 // the engine's settings, calls without a file, a failed open and a tag write that fails.
-#include "CodecPlugins.h"
+#include "tests/codecs/CodecPlugins.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The entry points every encoder plug-in shares, asked of each one that is built: its answers,
 // the engine's settings, calls before a run, a source it cannot read, a block in another format
 // and whether it asks the engine for the tags.
-#include "CodecPlugins.h"
+#include "tests/codecs/CodecPlugins.h"
 
 #include <cmath>
 #include <filesystem>

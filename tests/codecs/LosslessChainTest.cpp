@@ -1,6 +1,6 @@
 // Lossless paths end to end: WAV to FLAC to WavPack to WAV through the transmill program must
 // give back every sample, with sox and ffprobe, not our own decoders, as the judges.
-#include "CodecPlugins.h"
+#include "tests/codecs/CodecPlugins.h"
 
 #include <filesystem>
 

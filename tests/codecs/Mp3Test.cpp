@@ -1,7 +1,7 @@
 // The MP3 plug-ins: whole conversions through the transmill program with lame, mpg123, ffprobe
 // and mutagen as referees, and the decoder's own calls for tags, quality text and seeking.
-#include "CodecPlugins.h"
-#include "TagBridge.h"
+#include "tests/codecs/CodecPlugins.h"
+#include "codecs/common/TagBridge.h"
 
 #include <cmath>
 #include <filesystem>

@@ -1,10 +1,10 @@
 // The PCM plug-ins as the engine sees them: through clTvDecoder, clTvEncoder and XWaveFormat.
-#include "CodecPlugins.h"
-#include "XWaveFormat.h"
-#include "XStringList.h"
-#include "clTvCodecHandler.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "tests/codecs/CodecPlugins.h"
+#include "plugins/XWaveFormat.h"
+#include "foundation/XStringList.h"
+#include "plugins/clTvCodecHandler.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 namespace {
 

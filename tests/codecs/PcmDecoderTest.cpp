@@ -1,5 +1,5 @@
 // The PCM decoder plug-in: announced types, open records, blocks, seeking, damaged files.
-#include "CodecPlugins.h"
+#include "tests/codecs/CodecPlugins.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The WAV, AIFF and W64 encoder plug-ins: keys, options, and decode-encode round trips judged
 // by libsndfile and sox.
-#include "CodecPlugins.h"
+#include "tests/codecs/CodecPlugins.h"
 
 namespace {
 

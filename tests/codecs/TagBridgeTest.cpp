@@ -12,11 +12,11 @@
 #include <random>
 #include <sstream>
 
-#include "CodecSupport.h"
-#include "ScratchFolder.h"
-#include "TagBridge.h"
-#include "XBuffer.h"
-#include "XTagList.h"
+#include "codecs/common/CodecSupport.h"
+#include "tests/support/ScratchFolder.h"
+#include "codecs/common/TagBridge.h"
+#include "foundation/XBuffer.h"
+#include "tags/XTagList.h"
 
 namespace codec {
 // Items show as key = value, or key and the payload's size.

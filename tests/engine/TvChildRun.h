@@ -1,6 +1,6 @@
 // Runs a copy of the transmill program as a child process, with plug-in folders of the test's own.
 #pragma once
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <spawn.h>
 #include <sys/wait.h>

@@ -1,5 +1,5 @@
 // Tests of the command line split and the command files of a host.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <string>
 

@@ -1,8 +1,8 @@
 // The Communicate dialogue: rounds, the record a plug-in sees, and where its requests go.
-#include "TvCommunicate.h"
-#include "TvTestSupport.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "engine/TvCommunicate.h"
+#include "tests/engine/TvTestSupport.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 #include <cstring>
 #include <fstream>

@@ -1,5 +1,5 @@
 // Tests of the read-back source: the file that non-live rendering leaves, half a second a block.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // The DSP chain in whole runs: loading, live effects in the pump, non-live rendering through the
 // temporary file, and its failures. The scripted effect turns each byte b into b * mul + add, so
 // the output tells in which order the effects ran.
-#include "TvChildRun.h"
+#include "tests/engine/TvChildRun.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // First-run defaults: written once per user store, never again while the marker exists.
-#include "TvFirstRun.h"
-#include "XRegistry.h"
+#include "engine/TvFirstRun.h"
+#include "foundation/XRegistry.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include "ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 #include <string>
 
 namespace {

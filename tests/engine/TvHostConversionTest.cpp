@@ -1,7 +1,7 @@
 // A host drives whole conversions of the real transmill with scripted plug-ins: it follows the
 // progress lines, watches the watchdog while the run waits, reads the counter and stops the run.
-#include "TvTestHost.h"
-#include "tv_named.h"
+#include "tests/engine/TvTestHost.h"
+#include "sdk/tv_named.h"
 
 namespace {
 

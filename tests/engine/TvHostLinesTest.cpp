@@ -1,5 +1,5 @@
 // Host lines on standard output: exact UTF-16LE bytes, and which of them are sent when.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 namespace {
 

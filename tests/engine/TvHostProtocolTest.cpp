@@ -1,6 +1,6 @@
 // A host drives the real transmill program: command file, UTF-16LE lines, events and counter.
-#include "TvTestHost.h"
-#include "tv_named.h"
+#include "tests/engine/TvTestHost.h"
+#include "sdk/tv_named.h"
 
 #include <atomic>
 

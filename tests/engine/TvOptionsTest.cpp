@@ -1,5 +1,5 @@
 // Tests of the option parse, the DSP list and the encoder's command line.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
 // Tests of the output names, the replacing of an existing output and the output size check.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <sys/stat.h>
 

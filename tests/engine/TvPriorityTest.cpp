@@ -1,6 +1,6 @@
 // Scheduling options: the priority table, nice values read back, and the main thread's processor.
-#include "TvPriority.h"
-#include "TvTestSupport.h"
+#include "engine/TvPriority.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <sched.h>
 #include <sys/resource.h>

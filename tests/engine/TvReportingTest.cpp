@@ -1,5 +1,5 @@
 // Console output: the header with its scale, the 60-mark bar, and the encoding details in the log.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Tests of the run's small rules: output names, back-off, percentage, closing line.
-#include "TvRunRules.h"
-#include "ScratchFolder.h"
+#include "engine/TvRunRules.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of whole conversion runs: the transmill program with scripted plug-ins as a child process.
-#include "TvChildRun.h"
+#include "tests/engine/TvChildRun.h"
 
 #include <algorithm>
 #include <csignal>

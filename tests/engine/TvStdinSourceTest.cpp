@@ -1,5 +1,5 @@
 // Tests of standard-input audio: the "source..." options, the idtags file and block reading.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <cstring>
 

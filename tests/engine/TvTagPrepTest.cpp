@@ -1,7 +1,7 @@
 // The run's tag set: options, source tags, refreshed conversion tags, cleaning and drops.
-#include "TvTestSupport.h"
-#include "XRegistry.h"
-#include "XTagList.h"
+#include "tests/engine/TvTestSupport.h"
+#include "foundation/XRegistry.h"
+#include "tags/XTagList.h"
 
 #include <filesystem>
 

@@ -1,7 +1,7 @@
 // Tags written into the finished output by a decoder of its type, and the outputs reported.
-#include "TvChildRun.h"
-#include "XStringList.h"
-#include "XTagList.h"
+#include "tests/engine/TvChildRun.h"
+#include "foundation/XStringList.h"
+#include "tags/XTagList.h"
 
 #include <sstream>
 

@@ -1,6 +1,6 @@
 // A host as tests play it: starts transmill with a command file and reads its UTF-16LE pipes live.
 #pragma once
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <poll.h>
 #include <spawn.h>

@@ -1,7 +1,7 @@
 // Shared test support for the engine: a temporary folder per test, file helpers, phase access.
 #pragma once
-#include "ScratchFolder.h"
-#include "TvTransmill.h"
+#include "tests/support/ScratchFolder.h"
+#include "engine/TvTransmill.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests that run the transmill program as a process and read its exit code and channels.
-#include "TvTestSupport.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <spawn.h>
 #include <sys/wait.h>

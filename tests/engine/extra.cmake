@@ -1,7 +1,6 @@
 # Scripted test plug-ins for the engine's child-process tests, and the program they run in.
 foreach(kind Decoder Encoder DSP)
   add_library(TvScript${kind} MODULE ${dir}/plugins/TvScript${kind}.c)
-  target_include_directories(TvScript${kind} PRIVATE ${CMAKE_SOURCE_DIR}/sdk ${dir}/plugins)
   set_target_properties(TvScript${kind} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY
                         ${TV_TEST_BIN_DIR}/engine-plugins)
   add_dependencies(${name}_tests TvScript${kind})

@@ -1,5 +1,5 @@
 // The option list: the tokeniser, separated items, look-ups and the text forms.
-#include "XArgList.h"
+#include "foundation/XArgList.h"
 
 #include <gtest/gtest.h>
 

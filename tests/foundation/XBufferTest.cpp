@@ -1,5 +1,5 @@
 // The byte buffer: when a resize keeps its block, what it copies and clears, copies and moves.
-#include "XBuffer.h"
+#include "foundation/XBuffer.h"
 
 #include <gtest/gtest.h>
 

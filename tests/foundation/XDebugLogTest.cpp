@@ -1,10 +1,10 @@
 // Tests of the debug log: markers and indentation, reports on the channels, start-up, threads.
-#include "XDebugLog.h"
+#include "foundation/XDebugLog.h"
 
 #include <gtest/gtest.h>
 
 #include <list>
-#include "ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -17,11 +17,11 @@
 #include <thread>
 #include <vector>
 
-#include "XEvent.h"
-#include "XFile.h"
-#include "XRegistry.h"
-#include "XString.h"
-#include "XTextCodec.h"
+#include "foundation/XEvent.h"
+#include "foundation/XFile.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XString.h"
+#include "foundation/XTextCodec.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
 // XEvent: create-or-open by name, manual reset, waits, and sharing with other processes.
-#include "XEvent.h"
+#include "foundation/XEvent.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "../sdk/support/NamedPeer.h"
-#include "XLastError.h"
-#include "XString.h"
-#include "XTextCodec.h"
+#include "tests/sdk/support/NamedPeer.h"
+#include "foundation/XLastError.h"
+#include "foundation/XString.h"
+#include "foundation/XTextCodec.h"
 
 using namespace named_peer;
 

@@ -1,9 +1,9 @@
 // Folder enumeration by wildcard, single entry look-up, and names that must survive UTF-8.
-#include "XFileFinder.h"
+#include "foundation/XFileFinder.h"
 
-#include "XLastError.h"
-#include "XPath.h"
-#include "ScratchFolder.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPath.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of XFile: dispositions, sharing, reads at the end, lines, sizes, whole-file helpers.
-#include "XFile.h"
+#include "foundation/XFile.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 
 #include <ctime>
 
-#include "XFileTestFolder.h"
-#include "XLastError.h"
+#include "tests/foundation/XFileTestFolder.h"
+#include "foundation/XLastError.h"
 
 class XFileTest : public XFileTestFolder {
  protected:

@@ -8,8 +8,8 @@
 #include <fstream>
 #include <string>
 
-#include "ScratchFolder.h"
-#include "XString.h"
+#include "tests/support/ScratchFolder.h"
+#include "foundation/XString.h"
 
 class XFileTestFolder : public ::testing::Test {
  protected:

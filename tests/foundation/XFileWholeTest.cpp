@@ -1,11 +1,11 @@
 // Tests of the whole-file helpers: files to and from memory, lines by their mark, shifting.
 #include <gtest/gtest.h>
 
-#include "XBuffer.h"
-#include "XFile.h"
-#include "XFileTestFolder.h"
-#include "XLastError.h"
-#include "XStringList.h"
+#include "foundation/XBuffer.h"
+#include "foundation/XFile.h"
+#include "tests/foundation/XFileTestFolder.h"
+#include "foundation/XLastError.h"
+#include "foundation/XStringList.h"
 
 class XFileWholeTest : public XFileTestFolder {};
 

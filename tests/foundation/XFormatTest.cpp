@@ -1,8 +1,8 @@
 // Number, size and duration texts: punctuation from the settings, grouping, signs, rounding.
-#include "XFormat.h"
-#include "XRegistry.h"
-#include "XSettingsSandbox.h"
-#include "XString.h"
+#include "foundation/XFormat.h"
+#include "foundation/XRegistry.h"
+#include "tests/foundation/XSettingsSandbox.h"
+#include "foundation/XString.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The hashed set: CRC-32 of the upper-case UTF-16LE form, and look-ups that use it.
-#include "XIndexedList.h"
+#include "foundation/XIndexedList.h"
 
 #include <gtest/gtest.h>
 

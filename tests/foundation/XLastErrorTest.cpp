@@ -1,5 +1,5 @@
 // The last error is per thread, and errno values map to the system's numbering.
-#include "XLastError.h"
+#include "foundation/XLastError.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // Tests of XMappedFile: the view, the empty file, and the exclusive hold.
-#include "XMappedFile.h"
+#include "foundation/XMappedFile.h"
 
 #include <gtest/gtest.h>
 
-#include "XFileTestFolder.h"
-#include "XLastError.h"
+#include "tests/foundation/XFileTestFolder.h"
+#include "foundation/XLastError.h"
 
 class XMappedFileTest : public XFileTestFolder {};
 

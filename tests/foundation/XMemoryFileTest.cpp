@@ -1,9 +1,9 @@
 // Tests of XMemoryFile: file behaviour over a buffer, growth, gaps and the end.
-#include "XMemoryFile.h"
+#include "foundation/XMemoryFile.h"
 
 #include <gtest/gtest.h>
 
-#include "XBuffer.h"
+#include "foundation/XBuffer.h"
 
 TEST(XMemoryFileTest, WritesGrowTheBufferWithSpareRoom) {
   XBuffer buffer;

@@ -1,5 +1,5 @@
 // Paths of the running program and of loaded libraries.
-#include "XModulePath.h"
+#include "foundation/XModulePath.h"
 
 #include <gtest/gtest.h>
 

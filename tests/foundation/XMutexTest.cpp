@@ -1,14 +1,14 @@
 // XMutex: create-or-open by name, recursion, time-outs and holders that die.
-#include "XMutex.h"
+#include "foundation/XMutex.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "../sdk/support/NamedPeer.h"
-#include "XLastError.h"
-#include "XString.h"
-#include "XTextCodec.h"
+#include "tests/sdk/support/NamedPeer.h"
+#include "foundation/XLastError.h"
+#include "foundation/XString.h"
+#include "foundation/XTextCodec.h"
 
 using namespace named_peer;
 

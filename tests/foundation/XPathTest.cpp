@@ -1,11 +1,11 @@
 // Path text functions, file and folder operations, special folders and tag value escapes.
-#include "XPath.h"
+#include "foundation/XPath.h"
 
-#include "XEvent.h"
-#include "XFile.h"
-#include "XLastError.h"
-#include "XStringList.h"
-#include "ScratchFolder.h"
+#include "foundation/XEvent.h"
+#include "foundation/XFile.h"
+#include "foundation/XLastError.h"
+#include "foundation/XStringList.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 

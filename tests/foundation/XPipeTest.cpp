@@ -1,5 +1,5 @@
 // Tests of XPipe: the three answers of a stream (bytes now, ended, none yet) and the drain.
-#include "XPipe.h"
+#include "foundation/XPipe.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
@@ -11,9 +11,9 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "XFileTestFolder.h"
-#include "XLastError.h"
-#include "XStringList.h"
+#include "tests/foundation/XFileTestFolder.h"
+#include "foundation/XLastError.h"
+#include "foundation/XStringList.h"
 
 class XPipeTest : public XFileTestFolder {
  protected:

@@ -1,5 +1,5 @@
 // Tests of process start: exit codes, time-outs, command lines, folders and inherited handles.
-#include "XProcessLaunch.h"
+#include "foundation/XProcessLaunch.h"
 
 #include <gtest/gtest.h>
 #include <fcntl.h>
@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "ScratchFolder.h"
-#include "XLastError.h"
-#include "XTextCodec.h"
+#include "tests/support/ScratchFolder.h"
+#include "foundation/XLastError.h"
+#include "foundation/XTextCodec.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The pointer array: inline store, growth steps, insertion, removal and compaction.
-#include "XPtrArray.h"
+#include "foundation/XPtrArray.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // The settings store's string-list functions: multi-string values and listings.
-#include "XRegistry.h"
-#include "XRegistryStore.h"
-#include "XSettingsSandbox.h"
-#include "XString.h"
-#include "XStringList.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XRegistryStore.h"
+#include "tests/foundation/XSettingsSandbox.h"
+#include "foundation/XString.h"
+#include "foundation/XStringList.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // The settings store: type rules, create-on-read, subtrees, damaged stores, and many
 // threads and processes writing at once.
-#include "XRegistry.h"
-#include "XRegistryStore.h"
-#include "XSettingsSandbox.h"
-#include "XString.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XRegistryStore.h"
+#include "tests/foundation/XSettingsSandbox.h"
+#include "foundation/XString.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // Tests of XRewriteFile: working names, commit and abandon, and the purge of leftovers.
-#include "XRewriteFile.h"
+#include "foundation/XRewriteFile.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "XFileTestFolder.h"
+#include "tests/foundation/XFileTestFolder.h"
 
 class XRewriteFileTest : public XFileTestFolder {
  protected:

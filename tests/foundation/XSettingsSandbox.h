@@ -1,7 +1,7 @@
 // Test fixture that points the settings store at a fresh private folder for each test.
 #pragma once
-#include "ScratchFolder.h"
-#include "XRegistry.h"
+#include "tests/support/ScratchFolder.h"
+#include "foundation/XRegistry.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
 // XSharedMem: the counter block and its mutex, shared with other processes.
-#include "XSharedMem.h"
+#include "foundation/XSharedMem.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 
-#include "../sdk/support/NamedPeer.h"
-#include "XTextCodec.h"
+#include "tests/sdk/support/NamedPeer.h"
+#include "foundation/XTextCodec.h"
 
 using namespace named_peer;
 

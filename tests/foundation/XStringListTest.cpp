@@ -1,7 +1,7 @@
 // The string list: ownership, search, splitting, joining, the flat form and sorting.
-#include "XStringList.h"
+#include "foundation/XStringList.h"
 
-#include "XBuffer.h"
+#include "foundation/XBuffer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // XString: storage rules, positions, searching, changing, numbers, formatting and sort order.
-#include "XString.h"
+#include "foundation/XString.h"
 
 #include <gtest/gtest.h>
 

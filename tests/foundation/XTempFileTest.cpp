@@ -1,9 +1,9 @@
 // Temporary files and folders: made new and unique, deleted with their owner.
-#include "XTempFile.h"
+#include "foundation/XTempFile.h"
 
-#include "XLastError.h"
-#include "XPath.h"
-#include "ScratchFolder.h"
+#include "foundation/XLastError.h"
+#include "foundation/XPath.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 

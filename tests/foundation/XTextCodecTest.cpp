@@ -1,7 +1,7 @@
 // Text codec: the sizing contract, UTF-8 edges, lone surrogates and US-ASCII.
-#include "XTextCodec.h"
+#include "foundation/XTextCodec.h"
 
-#include "XLastError.h"
+#include "foundation/XLastError.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of worker threads: start gate, quit event, suspension after an overrun, the list.
-#include "XThread.h"
+#include "foundation/XThread.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -13,7 +13,7 @@
 #include <string>
 #include <thread>
 
-#include "XEvent.h"
+#include "foundation/XEvent.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // Loading plug-in libraries: what loads, what does not, and what the debug log says about it.
-#include "XDLL.h"
+#include "plugins/XDLL.h"
 
 #include <gtest/gtest.h>
 
-#include "TestPluginSession.h"
-#include "clTvDecoder.h"
-#include "clTvDSP.h"
-#include "clTvEncoder.h"
+#include "tests/plugins/testplugins/TestPluginSession.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvDSP.h"
+#include "plugins/clTvEncoder.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "XFile.h"
-#include "XWaveFormat.h"
+#include "foundation/XFile.h"
+#include "plugins/XWaveFormat.h"
 
 namespace {
 

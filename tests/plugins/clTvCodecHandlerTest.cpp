@@ -1,13 +1,13 @@
 // Finding plug-ins on disk: the decoder cache and scan, names in any case, files that are no
 // library, the listings and the two name tables.
-#include "ScratchFolder.h"
-#include "XPath.h"
-#include "XRegistry.h"
-#include "XStringList.h"
-#include "clTvCodecHandler.h"
-#include "clTvDSP.h"
-#include "clTvDecoder.h"
-#include "clTvEncoder.h"
+#include "tests/support/ScratchFolder.h"
+#include "foundation/XPath.h"
+#include "foundation/XRegistry.h"
+#include "foundation/XStringList.h"
+#include "plugins/clTvCodecHandler.h"
+#include "plugins/clTvDSP.h"
+#include "plugins/clTvDecoder.h"
+#include "plugins/clTvEncoder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // The DSP binding: its states, every export forwarded, and the calls an effect receives.
-#include "clTvDSP.h"
+#include "plugins/clTvDSP.h"
 
 #include <gtest/gtest.h>
 
-#include "TestPluginSession.h"
+#include "tests/plugins/testplugins/TestPluginSession.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // The decoder binding: its states, every export forwarded, and the calls a decoder receives.
-#include "clTvDecoder.h"
+#include "plugins/clTvDecoder.h"
 
 #include <gtest/gtest.h>
 
-#include "TestPluginSession.h"
+#include "tests/plugins/testplugins/TestPluginSession.h"
 
 namespace {
 

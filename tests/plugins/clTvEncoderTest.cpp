@@ -1,9 +1,9 @@
 // The encoder binding: its states, every export forwarded, and the calls an encoder receives.
-#include "clTvEncoder.h"
+#include "plugins/clTvEncoder.h"
 
 #include <gtest/gtest.h>
 
-#include "TestPluginSession.h"
+#include "tests/plugins/testplugins/TestPluginSession.h"
 
 namespace {
 

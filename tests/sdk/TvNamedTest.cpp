@@ -1,5 +1,5 @@
 // Named events, mutexes, blocks and the counter of the C API, across real processes.
-#include "tv_named.h"
+#include "sdk/tv_named.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 extern "C" size_t TvPluginLayoutFromC(size_t* out, size_t room);
 extern "C" const char16_t* TvPluginKeyFromC(int index);

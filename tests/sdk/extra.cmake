@@ -3,7 +3,7 @@
 set(layout32 ${dir}/layout32/tv_plugin_layout32.c)
 add_test(NAME TvPluginLayout32.C
   COMMAND ${CMAKE_C_COMPILER} -m32 -std=c11 -Wall -Wextra -Werror -fsyntax-only
-          -I${CMAKE_SOURCE_DIR}/sdk ${layout32})
+          -I${CMAKE_SOURCE_DIR} ${layout32})
 add_test(NAME TvPluginLayout32.Cxx
   COMMAND ${CMAKE_CXX_COMPILER} -m32 -std=c++20 -Wall -Wextra -Werror -fsyntax-only
-          -I${CMAKE_SOURCE_DIR}/sdk -x c++ ${layout32})
+          -I${CMAKE_SOURCE_DIR} -x c++ ${layout32})

@@ -1,6 +1,6 @@
 // A unique folder for one test, made with mkdtemp and removed with all its contents.
 #pragma once
-#include "XString.h"
+#include "foundation/XString.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "XString.h"
-#include "XTagList.h"
+#include "foundation/XString.h"
+#include "tags/XTagList.h"
 
 inline std::string U8(const XString& s) { return s.ToUtf8String(); }
 

@@ -3,9 +3,9 @@
 
 #include <random>
 
-#include "TagTestSupport.h"
-#include "XBuffer.h"
-#include "XTagPicture.h"
+#include "tests/tags/TagTestSupport.h"
+#include "foundation/XBuffer.h"
+#include "tags/XTagPicture.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Tag list: adding, look-ups, changes, merge priorities, hidden items, text form, number pairs.
 #include <gtest/gtest.h>
 
-#include "TagTestSupport.h"
-#include "XTagList.h"
+#include "tests/tags/TagTestSupport.h"
+#include "tags/XTagList.h"
 
 namespace {
 

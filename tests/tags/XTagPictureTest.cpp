@@ -1,9 +1,9 @@
 // Picture keys and types, picture look-ups and removal with renumbering, summary names.
 #include <gtest/gtest.h>
 
-#include "TagTestSupport.h"
-#include "XStringList.h"
-#include "XTagPicture.h"
+#include "tests/tags/TagTestSupport.h"
+#include "foundation/XStringList.h"
+#include "tags/XTagPicture.h"
 
 namespace {
 

@@ -9,13 +9,13 @@
 
 #include <filesystem>
 
-#include "ScratchFolder.h"
+#include "tests/support/ScratchFolder.h"
 #include <string>
 #include <vector>
 
-#include "XEvent.h"
-#include "XLastError.h"
-#include "XTextCodec.h"
+#include "foundation/XEvent.h"
+#include "foundation/XLastError.h"
+#include "foundation/XTextCodec.h"
 
 extern char** environ;
 

@@ -1,7 +1,7 @@
 // The FLAC plug-ins: whole conversions through the transmill program with flac, metaflac, sox
 // and mutagen as referees, and the decoder's own calls for the stream image, tags and seeking.
-#include "CodecPlugins.h"
-#include "TagBridge.h"
+#include "tests/codecs/CodecPlugins.h"
+#include "codecs/common/TagBridge.h"
 
 #include <cmath>
 

@@ -1,8 +1,8 @@
 // The Opus plug-ins: whole conversions through the transmill program with opusenc, opusdec,
 // opusinfo, ffprobe and mutagen as referees, and the decoder's own calls for tags, quality
 // text, float output and seeking.
-#include "CodecPlugins.h"
-#include "TagBridge.h"
+#include "tests/codecs/CodecPlugins.h"
+#include "codecs/common/TagBridge.h"
 
 #include <cmath>
 #include <filesystem>

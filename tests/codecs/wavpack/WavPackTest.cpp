@@ -1,7 +1,7 @@
 // The WavPack plug-ins: whole conversions through the transmill program with wavpack, wvunpack,
 // ffprobe and mutagen as referees, and the decoder's own calls for quality text, tags and seeking.
-#include "CodecPlugins.h"
-#include "TagBridge.h"
+#include "tests/codecs/CodecPlugins.h"
+#include "codecs/common/TagBridge.h"
 
 #include <filesystem>
 

@@ -1,7 +1,7 @@
 // Applies a `priority` word in a process of its own and prints the nice values and policy read
 // back: "start <n> main <n> other <n> idle <0|1>". Usage: tv_priority_probe <word>.
-#include "TvPriority.h"
-#include "XString.h"
+#include "engine/TvPriority.h"
+#include "foundation/XString.h"
 
 #include <pthread.h>
 #include <sched.h>

@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "tv_named.h"
+#include "sdk/tv_named.h"
 
 int main(int argc, char** argv) {
   if (argc != 3) return 2;

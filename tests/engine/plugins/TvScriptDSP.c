@@ -6,9 +6,9 @@
    Calls are logged with the library's name. */
 #define _GNU_SOURCE
 #define TV_DSP_PLUGIN
-#include "tv_plugin.h"
-#include "tv_named.h"
-#include "TvScriptCommon.h"
+#include "sdk/tv_plugin.h"
+#include "sdk/tv_named.h"
+#include "tests/engine/plugins/TvScriptCommon.h"
 
 #include <dlfcn.h>
 

@@ -3,9 +3,9 @@
    with data), "E" alone (empty last block), "F" (DecodeBlock fails), "N" (nothing, for ever),
    "Q" (sets the run's quit event, as a host would, and gives nothing). */
 #define TV_DECODER_PLUGIN
-#include "tv_plugin.h"
-#include "tv_named.h"
-#include "TvScriptCommon.h"
+#include "sdk/tv_plugin.h"
+#include "sdk/tv_named.h"
+#include "tests/engine/plugins/TvScriptCommon.h"
 
 typedef struct Decoder {
   TvHostContext context;

@@ -1,9 +1,9 @@
 /* An encoder for engine tests: writes the bytes it gets to the output, logs its calls, and fails
    or stops the run where TVTEST_... variables say. */
 #define TV_ENCODER_PLUGIN
-#include "tv_plugin.h"
-#include "tv_named.h"
-#include "TvScriptCommon.h"
+#include "sdk/tv_plugin.h"
+#include "sdk/tv_named.h"
+#include "tests/engine/plugins/TvScriptCommon.h"
 
 typedef struct Encoder {
   TvHostContext context;

@@ -1,5 +1,5 @@
 // Prints the options this process sees as key=value pairs, for the option list's tests.
-#include "XArgList.h"
+#include "foundation/XArgList.h"
 
 #include <cstdio>
 

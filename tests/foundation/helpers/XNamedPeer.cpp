@@ -6,10 +6,10 @@
 #include <cstring>
 #include <string>
 
-#include "XEvent.h"
-#include "XMutex.h"
-#include "XSharedMem.h"
-#include "XTextCodec.h"
+#include "foundation/XEvent.h"
+#include "foundation/XMutex.h"
+#include "foundation/XSharedMem.h"
+#include "foundation/XTextCodec.h"
 
 // The same commands as the C peer: event-set, event-wait, event-hold, mutex-hold, mutex-try,
 // counter-write, counter-read; "existed=0|1" first, "ready" once it holds what it was asked.

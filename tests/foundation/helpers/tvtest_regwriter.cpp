@@ -1,6 +1,6 @@
 // Test helper: one of many processes writing the settings store at once.
 // Usage: tvtest_regwriter <index> <count>. Exits 1 if any write or read back failed.
-#include "XRegistry.h"
+#include "foundation/XRegistry.h"
 
 #include <cstdio>
 #include <cstdlib>

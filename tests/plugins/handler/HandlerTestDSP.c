@@ -1,8 +1,8 @@
 /* Test DSP effect for the codec handler: does nothing and records its Create calls. */
 #define TV_DSP_PLUGIN
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
-#include "HandlerTestRecord.h"
+#include "tests/plugins/handler/HandlerTestRecord.h"
 
 TvInstance DSP_Create(TvHostContext* context) {
   (void)context;

@@ -1,9 +1,9 @@
 /* Test decoders for the codec handler. TEST_DECODER picks what a build announces; every
    Create appends "<library file> Create" to the file named by TV_TEST_CALL_RECORD. */
 #define TV_DECODER_PLUGIN
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
-#include "HandlerTestRecord.h"
+#include "tests/plugins/handler/HandlerTestRecord.h"
 
 typedef struct Entry {
   const char16_t* extension;

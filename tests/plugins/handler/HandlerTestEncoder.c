@@ -1,8 +1,8 @@
 /* Test encoder for the codec handler: announces ".tst" and records its Create calls. */
 #define TV_ENCODER_PLUGIN
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
-#include "HandlerTestRecord.h"
+#include "tests/plugins/handler/HandlerTestRecord.h"
 
 static int SameKey(const char16_t* a, const char16_t* b) {
   while (*a && *a == *b) ++a, ++b;

@@ -14,7 +14,6 @@ foreach(entry ${handler_sources})
   list(GET parts 1 source)
   list(GET parts 2 define)
   add_library(handler_${stem} MODULE ${dir}/handler/${source})
-  target_include_directories(handler_${stem} PRIVATE ${CMAKE_SOURCE_DIR}/sdk ${dir}/handler)
   target_compile_definitions(handler_${stem} PRIVATE _GNU_SOURCE ${define})
   target_link_libraries(handler_${stem} PRIVATE dl)
   set_target_properties(handler_${stem} PROPERTIES PREFIX "" OUTPUT_NAME ${stem}

@@ -2,7 +2,7 @@
 #define TV_DSP_PLUGIN
 #include <sstream>
 
-#include "TestPluginCore.h"
+#include "tests/plugins/testplugins/TestPluginCore.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "TestPluginCore.h"
-#include "tvtest_audio.h"
+#include "tests/plugins/testplugins/TestPluginCore.h"
+#include "tests/plugins/testplugins/tvtest_audio.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <sstream>
 
-#include "TestPluginCore.h"
+#include "tests/plugins/testplugins/TestPluginCore.h"
 
 namespace {
 

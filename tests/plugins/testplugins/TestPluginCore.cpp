@@ -1,5 +1,5 @@
 // Shared state of the test plug-ins: configuration, call log, failure counts, key answers.
-#include "TestPluginCore.h"
+#include "tests/plugins/testplugins/TestPluginCore.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "tvtest_audio.h"
+#include "tests/plugins/testplugins/tvtest_audio.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 // The configuration is a UTF-8 file named by TVTEST_PLUGIN_CONFIG, read at each create:
 // "name=value" lines; "log=<file>" names the call log all plug-ins append to, one line per

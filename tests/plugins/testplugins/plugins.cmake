@@ -1,7 +1,6 @@
 # The bindings' test plug-ins: real shared libraries in testbin/plugins/{decoder,encoder,DSPs}, good and broken.
 set(tv_test_plugin_dir ${TV_TEST_BIN_DIR}/plugins)
 add_library(tvtest_plugin_core OBJECT ${dir}/testplugins/TestPluginCore.cpp)
-target_include_directories(tvtest_plugin_core PRIVATE ${CMAKE_SOURCE_DIR}/sdk)
 target_compile_options(tvtest_plugin_core PRIVATE -fno-gnu-unique)
 
 # One library: the file stem is also its name in the configuration and the call log.
@@ -10,7 +9,6 @@ function(tv_test_plugin source folder stem)
   add_library(${target} MODULE ${dir}/testplugins/${source} $<TARGET_OBJECTS:tvtest_plugin_core>)
   set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".so" OUTPUT_NAME ${stem}
                         LIBRARY_OUTPUT_DIRECTORY ${tv_test_plugin_dir}/${folder})
-  target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR}/sdk ${dir}/testplugins)
   target_compile_definitions(${target} PRIVATE TVTEST_NAME="${stem}" ${ARGN})
   target_compile_options(${target} PRIVATE -fno-gnu-unique)
   target_link_options(${target} PRIVATE -Wl,--no-undefined)
@@ -42,6 +40,4 @@ tv_test_plugin(TestDSP.cpp DSPs TestDSP2)
 tv_test_plugin(TestDSP.cpp DSPs NoRemoveConfigBit TVTEST_OMIT_DSP_RemoveConfigBit)
 tv_test_plugin(TestDSP.cpp DSPs CreateFails TVTEST_CREATE_RETURNS_ZERO)
 tv_test_broken_files(DSPs tvtest_DSPs_TestDSP)
-
-target_include_directories(${name}_tests PRIVATE ${dir}/testplugins)
 target_compile_definitions(${name}_tests PRIVATE TV_TEST_PLUGIN_DIR="${tv_test_plugin_dir}")

@@ -4,7 +4,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "tv_named.h"
+#include "sdk/tv_named.h"
 
 /* Commands:
      event-set NAME            create or open, set, close

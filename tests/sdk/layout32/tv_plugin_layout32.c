@@ -3,7 +3,7 @@
 #define TV_DECODER_PLUGIN
 #define TV_ENCODER_PLUGIN
 #define TV_DSP_PLUGIN
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 #ifdef __cplusplus
 #define AT(type, field, offset) static_assert(offsetof(type, field) == (offset), #type "." #field)

@@ -1,5 +1,5 @@
 /* The plug-in records as a C compiler lays them out, for the C++ layout test to compare. */
-#include "tv_plugin.h"
+#include "sdk/tv_plugin.h"
 
 #define PUT(value) \
   do { if (count < room) out[count] = (value); ++count; } while (0)
