@@ -34,7 +34,8 @@ TvHostContext context{};
 // The cache names the library: exactly one is loaded per search.
 void CachedHit(benchmark::State& state) {
   clTvDecoder warm;
-  if (!clTvCodecHandler::FindDecoder(u"song.b20", warm, &context)) state.SkipWithError("no decoder");
+  if (!clTvCodecHandler::FindDecoder(u"song.b20", warm, &context))
+    state.SkipWithError("no decoder");
   for (auto _ : state) {
     clTvDecoder decoder;
     benchmark::DoNotOptimize(clTvCodecHandler::FindDecoder(u"song.b20", decoder, &context));
@@ -69,8 +70,7 @@ void SameBinding(benchmark::State& state) {
 // One cache write per search: the store's own cost, for comparison.
 void CacheWriteOnly(benchmark::State& state) {
   for (auto _ : state)
-    XRegistry::WriteString(u"/x/decoder/bench20.so", u".b20", HKEY_CURRENT_USER,
-                           TvDecoderCacheKey);
+    XRegistry::WriteString(u"/x/decoder/bench20.so", u".b20", HKEY_CURRENT_USER, TvDecoderCacheKey);
 }
 
 }  // namespace

@@ -35,7 +35,8 @@ bool TvTransmill::ReadTvCommandFile(const XString& path, bool narrow) {
   if (sizeFailed || size == 0) return CommandFileFailure(logHandles, u"Error TvCmd File is Empty.");
   const uint32_t length = static_cast<uint32_t>(size);
   const uint64_t room = uint64_t(length) + (narrow ? 1 : 4);
-  if (room > 0xFFFFFFFFu) return CommandFileFailure(logHandles, u"Error allocating TvCmd File Buffer.");
+  if (room > 0xFFFFFFFFu)
+    return CommandFileFailure(logHandles, u"Error allocating TvCmd File Buffer.");
 
   // Units rather than bytes, so the UTF-16 text is aligned; the zero fill ends the text.
   std::vector<char16_t> units;

@@ -31,8 +31,8 @@ int32_t Answer(const TvPluginValue& request, const TvDialoguePeer& decoder,
 }  // namespace
 
 uint32_t TvRunDialogue(const TvDialoguePeer& asker, const TvDialoguePeer& decoder,
-                       const TvDialoguePeer& encoder, bool decoderReachable,
-                       const char16_t* phase, const uint32_t& failed) {
+                       const TvDialoguePeer& encoder, bool decoderReachable, const char16_t* phase,
+                       const uint32_t& failed) {
   if (!asker.IsThere()) return 0;
   uint32_t round = 0;
   for (;;) {

@@ -27,5 +27,5 @@ TvDialoguePeer TvPeerOf(Binding& binding) {
 // counts as absent when decoderReachable is false. failed is read afresh each round.
 // Returns the number of requests answered.
 uint32_t TvRunDialogue(const TvDialoguePeer& asker, const TvDialoguePeer& decoder,
-                       const TvDialoguePeer& encoder, bool decoderReachable,
-                       const char16_t* phase, const uint32_t& failed);
+                       const TvDialoguePeer& encoder, bool decoderReachable, const char16_t* phase,
+                       const uint32_t& failed);

@@ -61,7 +61,8 @@ bool TvTransmill::ReadBackBlock(TvAudioBlock* block) {
     return false;
   }
   tempDspLength -= n;
-  const uint32_t formatBytes = tempDspFormat.IsExtensible() ? TV_FORMAT_IMAGE_SIZE : TV_FORMAT_PLAIN_SIZE;
+  const uint32_t formatBytes =
+      tempDspFormat.IsExtensible() ? TV_FORMAT_IMAGE_SIZE : TV_FORMAT_PLAIN_SIZE;
   std::memcpy(&block->format, tempDspFormat.Format(), formatBytes);
   block->bitRate = tempDspFormat.Format()->nAvgBytesPerSec * 8;
   block->msDuration = tempDspFormat.BytesToMs(n);

@@ -20,7 +20,8 @@ bool TvTransmill::LoadDSPEffects() {
       return false;
     }
     entry.isLive = probe.GetWithText(TV_KEY_IS_LIVE, entry.options.CStr()) != 0;
-    if (probe.GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, entry.options.CStr()) != 0) keepReplayGainTags = 1;
+    if (probe.GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, entry.options.CStr()) != 0)
+      keepReplayGainTags = 1;
     auto binding = std::make_unique<clTvDSP>();
     if (!clTvCodecHandler::LoadDSP(entry.name, *binding, &logHandles)) {
       dspEffects.erase(dspEffects.begin() + static_cast<std::ptrdiff_t>(i));

@@ -52,7 +52,8 @@ void TvTransmill::Finish() {
   int32_t tagWord = 0;
   if (!encoder->EndConversion(&conversionRecord, &tagWord)) RaiseFailed();
   if (!writeTags) tagWord = 0;
-  LogFileSizeCheck(tempOutputName.Length() != 0 ? u"(before overwrite final)" : u"", NameWrittenTo());
+  LogFileSizeCheck(tempOutputName.Length() != 0 ? u"(before overwrite final)" : u"",
+                   NameWrittenTo());
   if (tempOutputName.Length() != 0) OverwriteOutput(tagWord);
   tempDspFile.Close();
   tempDspFileName.Drop();

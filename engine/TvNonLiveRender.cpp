@@ -21,7 +21,9 @@ constexpr uint64_t kChunkMs = 500;
 constexpr uint32_t kMoveTimeoutMs = 2000;
 
 // A live effect that throttles the processor keeps working in the pump as well.
-bool StaysLive(const clTvDSPEntry& entry) { return XString::Equals(entry.name.CStr(), u"CPU Throttle"); }
+bool StaysLive(const clTvDSPEntry& entry) {
+  return XString::Equals(entry.name.CStr(), u"CPU Throttle");
+}
 
 uint64_t BytesPerSecond(const TvWaveFormatEx& format) {
   const uint64_t product = uint64_t(format.nBlockAlign) * format.nSamplesPerSec;
@@ -29,7 +31,8 @@ uint64_t BytesPerSecond(const TvWaveFormatEx& format) {
 }
 
 uint32_t HexField(const XString& hex, int from, int digits) {
-  const std::string text = hex.ToUtf8String().substr(static_cast<size_t>(from), static_cast<size_t>(digits));
+  const std::string text =
+      hex.ToUtf8String().substr(static_cast<size_t>(from), static_cast<size_t>(digits));
   return static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 16));
 }
 }  // namespace
@@ -41,8 +44,9 @@ void TvTransmill::MakeTempDSPName(XTempFile& name, const char* prefix) {
   }
   const XString guid = NewGuidText();
   XString file;
-  file.Format(u"%s%hs%d%d%d.tmp", tmpFolder.CStr(), prefix, static_cast<int32_t>(HexField(guid, 0, 8)),
-              static_cast<int>(HexField(guid, 8, 4)), static_cast<int>(HexField(guid, 12, 4)));
+  file.Format(u"%s%hs%d%d%d.tmp", tmpFolder.CStr(), prefix,
+              static_cast<int32_t>(HexField(guid, 0, 8)), static_cast<int>(HexField(guid, 8, 4)),
+              static_cast<int>(HexField(guid, 12, 4)));
   name.Assign(file);
 }
 
@@ -82,7 +86,9 @@ bool TvTransmill::RenderSourceForDSPs() {
     if (hasData) {
       if (!file.Write(block.data, block.byteCount)) {
         // The read-back file has no name yet, so the text ends in the colon.
-        ReportError(u"Error writing to temporary file " + XFile::LastErrorText() + u": " + XString(), kRenderFunction);
+        ReportError(
+            u"Error writing to temporary file " + XFile::LastErrorText() + u": " + XString(),
+            kRenderFunction);
         tvExitFlag = 1;
         done = false;
         break;
@@ -149,13 +155,16 @@ bool TvTransmill::RenderLiveDSP(clTvDSPEntry& entry) {
     done += n;
     block.endOfStream = done == size ? 1 : 0;
     if (!entry.binding->PassAudioBlock(&block)) return false;
-    if (block.data != nullptr && block.byteCount != 0 && (!out.IsOpen() || !out.Write(block.data, block.byteCount))) {
-      ReportError(u"Error: Writing Temporary Rendered DSP file " + XFile::LastErrorText(), kRenderFunction);
+    if (block.data != nullptr && block.byteCount != 0 &&
+        (!out.IsOpen() || !out.Write(block.data, block.byteCount))) {
+      ReportError(u"Error: Writing Temporary Rendered DSP file " + XFile::LastErrorText(),
+                  kRenderFunction);
       tvExitFlag = 1;
       return false;
     }
     // A live effect's change of format survives through the record.
-    if (block.endOfStream != 0) std::memcpy(conversionRecord.format, &block.format, sizeof(block.format));
+    if (block.endOfStream != 0)
+      std::memcpy(conversionRecord.format, &block.format, sizeof(block.format));
   }
   return ReplaceRenderedFile(in, out, rendered);
 }
@@ -168,7 +177,8 @@ bool TvTransmill::ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered
     rendered.Detach();
     return true;
   }
-  ReportError(u"Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file " + XFile::LastErrorText(),
+  ReportError(u"Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file " +
+                  XFile::LastErrorText(),
               kRenderFunction);
   tvExitFlag = 1;
   return false;

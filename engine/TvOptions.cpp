@@ -10,11 +10,31 @@ const char* const kParseFunction = "TvTransmill::ParseCommandLine";
 
 // Options that the engine reads itself and never passes to the encoder.
 const char16_t* const kOwnOptions[] = {
-    u"infile",    u"outfile",          u"convert_to",  u"tvcmd",       u"tvcmd8",
-    u"evtquit",   u"evtafterconvseterror", u"evtwatchdog", u"priority", u"silent",
-    u"errorfile", u"processor",        u"sourcefreq",  u"sourcebits",  u"sourcechannels",
-    u"sourcelength", u"idtags",        u"noidtag",     u"tag",         u"shrbytesencoded",
-    u"batchid",   u"tmpfolder",        u"fntousefortagloaddec", u"DecoderSet", u"dsppreset",
+    u"infile",
+    u"outfile",
+    u"convert_to",
+    u"tvcmd",
+    u"tvcmd8",
+    u"evtquit",
+    u"evtafterconvseterror",
+    u"evtwatchdog",
+    u"priority",
+    u"silent",
+    u"errorfile",
+    u"processor",
+    u"sourcefreq",
+    u"sourcebits",
+    u"sourcechannels",
+    u"sourcelength",
+    u"idtags",
+    u"noidtag",
+    u"tag",
+    u"shrbytesencoded",
+    u"batchid",
+    u"tmpfolder",
+    u"fntousefortagloaddec",
+    u"DecoderSet",
+    u"dsppreset",
 };
 
 XString DspOptionName(int number) {
@@ -62,9 +82,12 @@ bool TvTransmill::ParseCommandLine() {
     }
     return false;
   }
-  if (encoderName.Length() == 0) return ReportError(u"Error no encoder specified.", kParseFunction), false;
-  if (inputFile.Length() == 0) return ReportError(u"Error no input file specified", kParseFunction), false;
-  if (outputFile.Length() == 0) return ReportError(u"Error no ouput file specified", kParseFunction), false;
+  if (encoderName.Length() == 0)
+    return ReportError(u"Error no encoder specified.", kParseFunction), false;
+  if (inputFile.Length() == 0)
+    return ReportError(u"Error no input file specified", kParseFunction), false;
+  if (outputFile.Length() == 0)
+    return ReportError(u"Error no ouput file specified", kParseFunction), false;
 
   if (Has(u"noidtag", true)) writeTags = 0;
   if (Has(u"silent", true) || hostMode) silent = 1;

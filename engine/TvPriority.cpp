@@ -5,9 +5,11 @@
 
 TvPriorityChoice TvPriorityOf(const char16_t* word) {
   if (word != nullptr) {
-    if (XString::EqualsNoCase(word, u"low")) return {XThreadPriorityBelowNormal, TvNormalPriorityClass};
+    if (XString::EqualsNoCase(word, u"low"))
+      return {XThreadPriorityBelowNormal, TvNormalPriorityClass};
     if (XString::EqualsNoCase(word, u"idle")) return {XThreadPriorityIdle, TvIdlePriorityClass};
-    if (XString::EqualsNoCase(word, u"high")) return {XThreadPriorityAboveNormal, TvNormalPriorityClass};
+    if (XString::EqualsNoCase(word, u"high"))
+      return {XThreadPriorityAboveNormal, TvNormalPriorityClass};
   }
   return {XThreadPriorityNormal, TvNormalPriorityClass};
 }

@@ -68,10 +68,12 @@ bool TvTransmill::PassBlockOn(TvAudioBlock& block) {
     if (block.endOfStream != 0) {
       // The whole last block is dropped, complete samples and all.
       block.byteCount -= block.byteCount % align;
-      ReportInfo(XString(u"Information: Audio data contains incomplete samples at end."), kRunFunction);
+      ReportInfo(XString(u"Information: Audio data contains incomplete samples at end."),
+                 kRunFunction);
       return false;
     }
-    ReportError(XString(u"Error: Audio data contains incomplete samples mid-stream."), kRunFunction);
+    ReportError(XString(u"Error: Audio data contains incomplete samples mid-stream."),
+                kRunFunction);
     RaiseFailed();
     return false;
   }

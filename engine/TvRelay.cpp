@@ -83,8 +83,8 @@ void TvTransmill::StopOutputRelay() {
   }
   // The context names our pipes and the debug log, which close with this run.
   const TvHostContext current = XLogContext();
-  const bool ourPipes = current.errorHandle == logHandles.errorHandle &&
-                        current.infoHandle == logHandles.infoHandle;
+  const bool ourPipes =
+      current.errorHandle == logHandles.errorHandle && current.infoHandle == logHandles.infoHandle;
   const bool ourLog = debugFile.IsOpen() && current.logHandle == debugFile.Handle();
   if (ourPipes || ourLog) XSetLogContext(kDefaultContext);
 }

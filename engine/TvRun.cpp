@@ -1,14 +1,15 @@
-// The conversion run behind the banner: loading the plug-ins, the normal and the raw pass, teardown.
+// The conversion run behind the banner: loading the plug-ins, the normal and the raw pass,
+// teardown.
 #include "engine/TvRunRules.h"
 #include "engine/TvTransmill.h"
 #include "foundation/XDebugLog.h"
 #include "foundation/XPath.h"
 #include "foundation/XRegistry.h"
-#include "tags/XTagList.h"
 #include "plugins/clTvCodecHandler.h"
 #include "plugins/clTvDSP.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
+#include "tags/XTagList.h"
 
 #include <chrono>
 #include <cstring>

@@ -45,7 +45,9 @@ bool TvTransmill::ReadStdinOptions(uint32_t& rate, uint32_t& channels, uint32_t&
   const struct {
     const char16_t* name;
     uint32_t* target;
-  } numbers[] = {{u"sourcefreq", &rate}, {u"sourcechannels", &channels}, {u"sourcebits", &bits},
+  } numbers[] = {{u"sourcefreq", &rate},
+                 {u"sourcechannels", &channels},
+                 {u"sourcebits", &bits},
                  {u"sourcelength", &length}};
   XString value;
   for (const auto& number : numbers)

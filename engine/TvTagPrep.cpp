@@ -27,8 +27,7 @@ bool IsPseudoEncoder(const XString& name) {
 
 // Spaces that look like blanks but aren't: they become blanks before the ends are trimmed.
 bool IsOddSpace(char16_t c) {
-  return c == 0x00A0 || (c >= 0x2002 && c <= 0x200A) || c == 0x202F || c == 0x205F ||
-         c == 0x3000;
+  return c == 0x00A0 || (c >= 0x2002 && c <= 0x200A) || c == 0x202F || c == 0x205F || c == 0x3000;
 }
 
 void CleanSpaces(XString& value) {

@@ -5,10 +5,10 @@
 #include "foundation/XFile.h"
 #include "foundation/XPath.h"
 #include "foundation/XStringList.h"
-#include "tags/XTagList.h"
 #include "plugins/clTvCodecHandler.h"
 #include "plugins/clTvDSP.h"
 #include "plugins/clTvDecoder.h"
+#include "tags/XTagList.h"
 
 #include <chrono>
 #include <thread>
@@ -83,8 +83,8 @@ void TvTransmill::CollectOutputNames(XStringList& names) {
     XTagList reported;
     reported.FromBlock(conversionRecord.extraInfo, conversionRecord.extraInfoSize);
     for (int32_t number = 1;; number++) {
-      const XString value = reported.GetValue(XString::Concat(XString(u"FileName"),
-                                                              XString(number).CStr()));
+      const XString value =
+          reported.GetValue(XString::Concat(XString(u"FileName"), XString(number).CStr()));
       if (value.Length() == 0) break;
       names.Add(value);
     }

@@ -9,13 +9,13 @@
 #include "foundation/XSharedMem.h"
 #include "foundation/XString.h"
 #include "foundation/XStringList.h"
-#include "tags/XTagList.h"
 #include "foundation/XTempFile.h"
 #include "foundation/XThread.h"
 #include "plugins/XWaveFormat.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
 #include "sdk/tv_plugin.h"
+#include "tags/XTagList.h"
 
 #include <cstdint>
 #include <memory>
@@ -26,8 +26,8 @@ class clTvDSP;
 
 // One member of the DSP chain, made at option intake with no binding yet.
 struct clTvDSPEntry {
-  XString name;     // the effect's file stem
-  XString options;  // everything behind the first "=" of its option
+  XString name;                // the effect's file stem
+  XString options;             // everything behind the first "=" of its option
   clTvDSP* binding = nullptr;  // the place of the binding: set when the chain is loaded
   bool isLive = false;
   bool enabled = true;
@@ -97,12 +97,12 @@ class TvTransmill : public XArgList {
   // Host lines: "MSGTO: tVH: " and the rest, sent only in host mode.
   void SendHostLine(const XString& rest);
   void SendMsLen(uint64_t milliseconds);
-  void SendAction(const XString& text);             // "Action: " + text
-  void SendEncodingAction(const XString& output);   // "Action: Encoding '<bare name>'"
-  void SendTagWritingAction(const XString& output); // "Action: Writing ID Tags '<bare name>'"
-  void SendActionInput(const char16_t* text);       // when set and unlike the last one sent
-  void SendActionOutput(const char16_t* text);      // with a memory of its own
-  void SendPercentDone(uint32_t percent);           // only above the last sent
+  void SendAction(const XString& text);              // "Action: " + text
+  void SendEncodingAction(const XString& output);    // "Action: Encoding '<bare name>'"
+  void SendTagWritingAction(const XString& output);  // "Action: Writing ID Tags '<bare name>'"
+  void SendActionInput(const char16_t* text);        // when set and unlike the last one sent
+  void SendActionOutput(const char16_t* text);       // with a memory of its own
+  void SendPercentDone(uint32_t percent);            // only above the last sent
   void SendFileName(const XString& path);
   // The debug log's lines behind "BeforeEncoding".
   void LogEncodingDetails(const XString& encoderCommandLine);
@@ -225,7 +225,7 @@ class TvTransmill : public XArgList {
   XString watchdogEventName;        // opened when the events are made
   XString bytesEncodedShareName;    // opened when the shared block is made
   XString priorityName;
-  uint32_t processorNumber = 0;     // 0 for all processors
+  uint32_t processorNumber = 0;  // 0 for all processors
   XString tmpFolder;
   TvHostContext logHandles = {};
   XFile stdOut;
@@ -249,7 +249,7 @@ class TvTransmill : public XArgList {
   XString tempOutputName;
   uint64_t bytesEncoded = 0;
   uint32_t batchId = 0;
-  uint8_t batchAuto = 0;            // "-batchid=auto": a batch is started for the run
+  uint8_t batchAuto = 0;  // "-batchid=auto": a batch is started for the run
   XString batchCommand;
   XFile debugFile;
   XEvent debugWatchEvent;
@@ -257,27 +257,27 @@ class TvTransmill : public XArgList {
   // ---- The conversion: plug-ins, source, records, output ----
   std::unique_ptr<clTvDecoder> decoder;  // made at the header, destroyed at the closing
   std::unique_ptr<clTvEncoder> encoder;
-  XString encoderSettings;               // the encoder's command line
-  TvOpenInfo openInfo = {};              // the live open record of the source
+  XString encoderSettings;   // the encoder's command line
+  TvOpenInfo openInfo = {};  // the live open record of the source
   XTempFile tempDspFileName;
   XFile tempDspFile;
   uint64_t tempDspLength = 0;
   XWaveFormat tempDspFormat;
   XBuffer blockBytes;
-  uint8_t stdinWasOpen = 0;               // descriptor 0 was open at start, before any file took it
+  uint8_t stdinWasOpen = 0;  // descriptor 0 was open at start, before any file took it
   XPipe stdinPipe;
   XWaveFormat stdinFormat;
   XBuffer stdinTagBytes;
-  XBuffer stdinBlock;                    // bytes from standard input; a partial frame waits here
-  uint32_t stdinHeld = 0;                // bytes of stdinBlock carried to the next read
+  XBuffer stdinBlock;      // bytes from standard input; a partial frame waits here
+  uint32_t stdinHeld = 0;  // bytes of stdinBlock carried to the next read
   uint32_t keepReplayGainTags = 0;
-  XString versionFolder;                 // holds "Versions/"; the executable's folder by default
-  XTagList tagList;                      // the run's tags, kept for the tag writer
-  XBuffer tagBytes;                      // tagList as a block: the encoder's and the writer's
-  XBuffer encoderInfoBytes;              // the encoder's extra block: properties and "_encoder"
+  XString versionFolder;     // holds "Versions/"; the executable's folder by default
+  XTagList tagList;          // the run's tags, kept for the tag writer
+  XBuffer tagBytes;          // tagList as a block: the encoder's and the writer's
+  XBuffer encoderInfoBytes;  // the encoder's extra block: properties and "_encoder"
   uint32_t pumpStartTicks = 0;
   uint64_t pumpElapsedMs = 0;
   double realtimeFactor = 0.0;
   TvConversionInfo conversionRecord = {};
-  uint32_t failed = 0;                   // the failed flag: directly behind conversionRecord
+  uint32_t failed = 0;  // the failed flag: directly behind conversionRecord
 };

@@ -9,15 +9,13 @@ XString Units(const char16_t* from, int32_t n) {
 
 int32_t UnitCount(const char16_t* text) {
   int32_t n = 0;
-  while (text[n] != 0)
-    ++n;
+  while (text[n] != 0) ++n;
   return n;
 }
 
 // Index of the first `c` at or after `from`, or `length` when there is none.
 int32_t NextOf(const char16_t* text, int32_t length, int32_t from, char16_t c) {
-  while (from < length && text[from] != c)
-    ++from;
+  while (from < length && text[from] != c) ++from;
   return from;
 }
 
@@ -35,14 +33,12 @@ XArgList& XArgList::operator=(const XArgList& other) {
 
 void XArgList::Parse(const char16_t* text, int32_t start) {
   Clear();
-  if (!text)
-    return;
+  if (!text) return;
   int32_t length = UnitCount(text);
   int32_t dash = NextOf(text, length, start > 1 ? start - 1 : 0, u'-');
   while (dash < length) {
     int32_t keyStart = dash + 1;
-    if (keyStart < length && text[keyStart] == u'-')
-      ++keyStart;
+    if (keyStart < length && text[keyStart] == u'-') ++keyStart;
     int32_t keyEnd = keyStart;
     while (keyEnd < length && text[keyEnd] != u'"' && text[keyEnd] != u'=' && text[keyEnd] != u' ')
       ++keyEnd;
@@ -51,8 +47,7 @@ void XArgList::Parse(const char16_t* text, int32_t start) {
       continue;
     }
     int32_t at = keyEnd;
-    while (at < length && (text[at] == u' ' || text[at] == u'='))
-      ++at;
+    while (at < length && (text[at] == u' ' || text[at] == u'=')) ++at;
     int32_t valueStart = at;
     int32_t valueEnd = at;
     int32_t next = at;
@@ -80,11 +75,9 @@ void XArgList::ParseList(const XStringList& tokens) {
   for (int32_t i = 0; i < tokens.Count(); ++i) {
     const XString& item = tokens[i];
     int32_t dash = item.FindChar(u'-');
-    if (dash == 0)
-      break;
+    if (dash == 0) break;
     int32_t keyStart = dash + 1;
-    if (item.CharAt(keyStart) == u'-')
-      ++keyStart;
+    if (item.CharAt(keyStart) == u'-') ++keyStart;
     int32_t equals = item.FindChar(u'=', keyStart);
     if (equals != 0) {
       Add(item.Mid(keyStart, equals - 1), item.From(equals + 1));
@@ -143,8 +136,7 @@ bool XArgList::GetAt(int32_t index, XString& outKey, XString& outValue) const {
 XString XArgList::ToText() const {
   XString text;
   for (int32_t i = 0; i < keys.Count(); ++i) {
-    if (i > 0)
-      text.AppendChar(u' ');
+    if (i > 0) text.AppendChar(u' ');
     text.AppendChar(u'-');
     text.Append(keys[i]);
     if (i < values.Count() && !values[i].IsEmpty()) {

@@ -7,7 +7,7 @@
 // The value of the key at an index is the value at the same index; a key with no
 // value has the empty string. Keys keep their case: each look-up chooses.
 class XArgList {
-public:
+ public:
   // The options of this process: its arguments from index 1, as ParseArgv reads them.
   XArgList();
   // Parse(text, start); a null text gives an empty list.
@@ -37,7 +37,9 @@ public:
   int32_t IndexOf(const char16_t* key, bool ignoreCase = true) const {
     return keys.IndexOf(key, ignoreCase);
   }
-  bool Has(const char16_t* key, bool ignoreCase = true) const { return IndexOf(key, ignoreCase) != -1; }
+  bool Has(const char16_t* key, bool ignoreCase = true) const {
+    return IndexOf(key, ignoreCase) != -1;
+  }
   // True and the first matching value, or false and an empty value.
   bool Get(const char16_t* key, XString& outValue, bool ignoreCase = true) const;
   // An index not below the count gives false and two empty strings.

@@ -5,7 +5,7 @@
 // `data` is null when nothing is held, and may be null after any resize: callers test it.
 // `length` and `mark` are two positions for the owner; they never exceed `size`.
 class XBuffer {
-public:
+ public:
   XBuffer() = default;
   XBuffer(const XBuffer& other) { CopyFrom(other); }
   XBuffer(XBuffer&& other) noexcept { MoveFrom(other); }

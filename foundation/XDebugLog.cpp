@@ -104,9 +104,7 @@ void LogError(const char16_t* text, const char* function) {
   LogError(text, XLogContext(), function);
 }
 
-void LogInfo(const char16_t* text, const char* function) {
-  LogInfo(text, XLogContext(), function);
-}
+void LogInfo(const char16_t* text, const char* function) { LogInfo(text, XLogContext(), function); }
 
 void Log(const XString& text, const char* function, bool lineEnd, const char16_t* prefix) {
   Log(text.CStr(), XLogContext(), function, lineEnd, prefix);

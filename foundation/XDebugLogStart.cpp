@@ -46,8 +46,8 @@ XString CreateWatchEvent(XEvent& event) {
 void StartWatcher(const XString& eventName, const XString& fileName) {
   XProcessLaunch launch;
   launch.programPath = ModuleFolder() + u"InfoPeek";
-  launch.arguments = XString(u"-DebugWatch=\"") + eventName + u"\" -DebugFile=\"" + fileName +
-                     u"\"";
+  launch.arguments =
+      XString(u"-DebugWatch=\"") + eventName + u"\" -DebugFile=\"" + fileName + u"\"";
   launch.creationFlags = XCreateNoWindow | XCreateNormalPriority;
   launch.Run();
 }

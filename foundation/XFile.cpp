@@ -20,8 +20,8 @@ bool AskUser(const XString& text, const char16_t* title) {
 
 }  // namespace
 
-XFile::XFile(const XString& name, uint32_t access, uint32_t disposition, bool show,
-             bool shareable, uint32_t flags) {
+XFile::XFile(const XString& name, uint32_t access, uint32_t disposition, bool show, bool shareable,
+             uint32_t flags) {
   Open(name, access, disposition, show, shareable, flags);
 }
 
@@ -95,8 +95,8 @@ uint32_t XFile::Read(void* buffer, uint32_t count, uint32_t origin, bool* outFai
   for (;;) {
     bool failed = false;
     uint32_t got = ReadOnce(buffer, count, origin, &failed);
-    if (!failed || !showErrors || !AskUser(u"Unable to read from '" + path + u"'",
-                                           u"File Read Error")) {
+    if (!failed || !showErrors ||
+        !AskUser(u"Unable to read from '" + path + u"'", u"File Read Error")) {
       if (outFailed) *outFailed = failed;
       return got;
     }
@@ -128,15 +128,13 @@ bool XFile::Write(const void* buffer, uint32_t count, uint32_t origin, uint32_t*
   for (;;) {
     if (WriteOnce(buffer, count, origin, outWritten)) return true;
     uint32_t error = XGetLastError();
-    bool retry =
-        showErrors && AskUser(u"Unable to write to '" + path + u"'", u"File Write Error");
+    bool retry = showErrors && AskUser(u"Unable to write to '" + path + u"'", u"File Write Error");
     XSetLastError(error);
     if (!retry) return false;
   }
 }
 
-bool XFile::WriteOnce(const void* buffer, uint32_t count, uint32_t origin,
-                      uint32_t* outWritten) {
+bool XFile::WriteOnce(const void* buffer, uint32_t count, uint32_t origin, uint32_t* outWritten) {
   if (handle < 0) {
     XSetLastError(XErrInvalidParameter);
     return false;
@@ -300,8 +298,7 @@ bool XFile::HasUtf16Bom() {
 
 uint64_t XFile::TimeOf(int which, bool* outFailed) {
   uint64_t time = 0;
-  bool ok = handle >= 0 &&
-            xfileos::FileTime(handle, nullptr, xfileos::TimeKind(which), &time);
+  bool ok = handle >= 0 && xfileos::FileTime(handle, nullptr, xfileos::TimeKind(which), &time);
   if (handle < 0) XSetLastError(XErrInvalidParameter);
   if (outFailed) *outFailed = !ok;
   return time;

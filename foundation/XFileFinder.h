@@ -44,7 +44,7 @@ class XFileFinder {
   XString wildcard;        // the name pattern, taken from the search text at the first step
   bool foldersOnly = false;
   bool started = false;
-  bool single = false;     // a lookup of one named entry, not an enumeration
+  bool single = false;  // a lookup of one named entry, not an enumeration
 };
 
 // Matches name against a pattern of "*" and "?", ignoring ASCII case.

@@ -5,12 +5,12 @@
 #include "foundation/XPath.h"
 #include "foundation/XPathSystem.h"
 
-#include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <cerrno>
 #include <string>
 #include <string_view>
-#include <sys/stat.h>
 
 namespace {
 
@@ -21,7 +21,7 @@ uint64_t FileTime(const statx_timestamp& t) {
 
 // Fills data from the entry name in the folder dirFd (or AT_FDCWD with a full path).
 bool Describe(int dirFd, const char* name, XFindData& data) {
-  struct statx link{};
+  struct statx link {};
   if (statx(dirFd, name, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &link) != 0)
     return false;
   struct statx target = link;
@@ -29,8 +29,10 @@ bool Describe(int dirFd, const char* name, XFindData& data) {
   // A link counts as what it points at; a dangling one as a file.
   if (isLink && statx(dirFd, name, 0, STATX_BASIC_STATS | STATX_BTIME, &target) != 0) target = link;
   uint32_t attributes = 0;
-  if (S_ISDIR(target.stx_mode)) attributes |= XAttrFolder;
-  else if (!(target.stx_mode & S_IWUSR)) attributes |= XAttrReadOnly;
+  if (S_ISDIR(target.stx_mode))
+    attributes |= XAttrFolder;
+  else if (!(target.stx_mode & S_IWUSR))
+    attributes |= XAttrReadOnly;
   if (isLink) attributes |= XAttrLink;
   if (attributes == 0) attributes = XAttrNormal;
   data.attributes = attributes;

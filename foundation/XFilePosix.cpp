@@ -1,17 +1,17 @@
 // System calls of the file wrapper: open with sharing by lock, read, write, seek, size, times.
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <strings.h>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <string>
-#include <strings.h>
 
 #include "foundation/XFilePlatform.h"
 #include "foundation/XLastError.h"
@@ -80,12 +80,18 @@ int OpenOrCreate(const char* name, int flags, bool* existed) {
 int OpenByDisposition(const char* name, int flags, uint32_t disposition, bool* existed) {
   *existed = false;
   switch (disposition) {
-    case CREATE_NEW: return open(name, flags | O_CREAT | O_EXCL, 0666);
+    case CREATE_NEW:
+      return open(name, flags | O_CREAT | O_EXCL, 0666);
     case CREATE_ALWAYS:
-    case OPEN_ALWAYS: return OpenOrCreate(name, flags, existed);
+    case OPEN_ALWAYS:
+      return OpenOrCreate(name, flags, existed);
     case OPEN_EXISTING:
-    case TRUNCATE_EXISTING: *existed = true; return open(name, flags);
-    default: errno = EINVAL; return -1;
+    case TRUNCATE_EXISTING:
+      *existed = true;
+      return open(name, flags);
+    default:
+      errno = EINVAL;
+      return -1;
   }
 }
 
@@ -116,8 +122,8 @@ OpenResult Open(const char* name, uint32_t access, uint32_t disposition, bool sh
     XSetLastError(XErrSharingViolation);
     return result;
   }
-  bool truncate = disposition == TRUNCATE_EXISTING ||
-                  (disposition == CREATE_ALWAYS && result.existed);
+  bool truncate =
+      disposition == TRUNCATE_EXISTING || (disposition == CREATE_ALWAYS && result.existed);
   if (truncate && S_ISREG(st.st_mode) && ftruncate(fd, 0) != 0) {
     XSetLastErrorFromErrno();
     close(fd);

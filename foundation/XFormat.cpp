@@ -38,8 +38,7 @@ clLocaleNumberFormat MakeNeutral() {
 
 // Puts the thousand separator between digit groups left of the point; returns how many
 // units went in before `point`.
-size_t InsertGroupSeparators(std::u16string& text, size_t end,
-                             const clLocaleNumberFormat& format) {
+size_t InsertGroupSeparators(std::u16string& text, size_t end, const clLocaleNumberFormat& format) {
   std::u16string_view separator(format.thousandSeparator);
   size_t inserted = 0;
   size_t count = 0;
@@ -64,11 +63,21 @@ void ApplySign(std::u16string& text, const clLocaleNumberFormat& format) {
   text.erase(0, 1);
   std::u16string sign(format.negativeSign);
   switch (format.negativePattern) {
-    case 0: text = u"(" + text + u")"; break;
-    case 2: text = sign + u" " + text; break;
-    case 3: text += sign; break;
-    case 4: text += u" " + sign; break;
-    default: text = sign + text; break;
+    case 0:
+      text = u"(" + text + u")";
+      break;
+    case 2:
+      text = sign + u" " + text;
+      break;
+    case 3:
+      text += sign;
+      break;
+    case 4:
+      text += u" " + sign;
+      break;
+    default:
+      text = sign + text;
+      break;
   }
 }
 
@@ -232,8 +241,7 @@ XString XFormatBytes(int64_t count, bool forceKilobytes, int neutral) {
   return XFormatBytes(count, forceKilobytes, XNumberFormatFor(neutral));
 }
 
-XString XFormatDuration(uint64_t milliseconds, uint32_t style,
-                        const clLocaleNumberFormat& format) {
+XString XFormatDuration(uint64_t milliseconds, uint32_t style, const clLocaleNumberFormat& format) {
   if (style > 4) return XString();
   uint64_t hours = milliseconds / 3600000;
   uint64_t rest = milliseconds % 3600000;

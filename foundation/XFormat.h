@@ -48,5 +48,4 @@ XString XFormatBytes(int64_t count, bool forceKilobytes, const clLocaleNumberFor
 // 3 full clock with milliseconds ("00:01:05.250"), 4 words without milliseconds. Any other
 // style gives an empty text. Uses the user's record.
 XString XFormatDuration(uint64_t milliseconds, uint32_t style);
-XString XFormatDuration(uint64_t milliseconds, uint32_t style,
-                        const clLocaleNumberFormat& format);
+XString XFormatDuration(uint64_t milliseconds, uint32_t style, const clLocaleNumberFormat& format);

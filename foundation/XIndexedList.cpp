@@ -1,8 +1,8 @@
 // A set of strings with a CRC-32 per string: hashed adds and look-ups.
 #include "foundation/XIndexedList.h"
 
-#include <vector>
 #include <zlib.h>
+#include <vector>
 
 uint32_t XIndexedList::HashOf(const char16_t* text) {
   XString upper = XString(text).ToUpper();
@@ -23,15 +23,12 @@ void XIndexedList::AddHashed(const char16_t* text, uint32_t tag) {
 }
 
 bool XIndexedList::FindHashed(const char16_t* text, bool ignoreCase, int32_t* outIndex) const {
-  if (outIndex)
-    *outIndex = -1;
-  if (hashes.Count() != keys.Count())
-    return false;
+  if (outIndex) *outIndex = -1;
+  if (hashes.Count() != keys.Count()) return false;
   XPtrArray::Word hash = HashOf(text);
   for (int32_t i = 0; i < hashes.Count(); ++i) {
     if (hashes[i] == hash && XString::Compare(keys[i].CStr(), text, 0, ignoreCase) == 0) {
-      if (outIndex)
-        *outIndex = i;
+      if (outIndex) *outIndex = i;
       return true;
     }
   }

@@ -8,7 +8,7 @@
 // The hash is the CRC-32 of the UTF-16LE bytes of the string's upper-case form, so it serves
 // look-ups with and without ASCII case. Non-ASCII case differences give another hash.
 class XIndexedList {
-public:
+ public:
   // Adds the string and its hash.
   void AddHashed(const char16_t* text, uint32_t tag = 0);
   void AddHashed(const XString& text, uint32_t tag = 0) { AddHashed(text.CStr(), tag); }

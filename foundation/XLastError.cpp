@@ -14,22 +14,35 @@ void XSetLastError(uint32_t code) { lastError = code; }
 
 uint32_t XErrorFromErrno(int err, bool createNew) {
   switch (err) {
-    case 0: return XErrNone;
-    case ENOENT: return XErrFileNotFound;
-    case ENOTDIR: return XErrPathNotFound;
+    case 0:
+      return XErrNone;
+    case ENOENT:
+      return XErrFileNotFound;
+    case ENOTDIR:
+      return XErrPathNotFound;
     case EACCES:
     case EPERM:
-    case EROFS: return XErrAccessDenied;
+    case EROFS:
+      return XErrAccessDenied;
     case EBUSY:
-    case ETXTBSY: return XErrSharingViolation;
-    case EEXIST: return createNew ? XErrFileExists : XErrAlreadyExists;
-    case ENOTEMPTY: return XErrDirNotEmpty;
-    case ENOSPC: return XErrDiskFull;
-    case ENOMEM: return XErrNotEnoughMemory;
-    case EPIPE: return XErrBrokenPipe;
-    case ETIMEDOUT: return XErrTimeout;
-    case ECANCELED: return XErrCancelled;
-    default: return XErrInvalidParameter;
+    case ETXTBSY:
+      return XErrSharingViolation;
+    case EEXIST:
+      return createNew ? XErrFileExists : XErrAlreadyExists;
+    case ENOTEMPTY:
+      return XErrDirNotEmpty;
+    case ENOSPC:
+      return XErrDiskFull;
+    case ENOMEM:
+      return XErrNotEnoughMemory;
+    case EPIPE:
+      return XErrBrokenPipe;
+    case ETIMEDOUT:
+      return XErrTimeout;
+    case ECANCELED:
+      return XErrCancelled;
+    default:
+      return XErrInvalidParameter;
   }
 }
 

@@ -19,8 +19,7 @@ uint32_t XMemoryFile::Read(void* out, uint32_t count, uint32_t origin, bool* out
   return got;
 }
 
-bool XMemoryFile::Write(const void* data, uint32_t count, uint32_t origin,
-                        uint32_t* outWritten) {
+bool XMemoryFile::Write(const void* data, uint32_t count, uint32_t origin, uint32_t* outWritten) {
   if (outWritten) *outWritten = 0;
   if (!data) {
     if (count == 0) return true;

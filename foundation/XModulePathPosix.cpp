@@ -15,8 +15,7 @@ std::string ExecutablePath() {
   std::string path(1024, '\0');
   for (;;) {
     ssize_t n = readlink("/proc/self/exe", path.data(), path.size());
-    if (n < 0)
-      return std::string();
+    if (n < 0) return std::string();
     if (size_t(n) < path.size()) {
       path.resize(size_t(n));
       return path;
@@ -48,11 +47,9 @@ bool InMainProgram(const void* address) {
 
 std::string LibraryPath(const void* address) {
   // The loader names the main program by its argv[0], which may be relative.
-  if (InMainProgram(address))
-    return ExecutablePath();
+  if (InMainProgram(address)) return ExecutablePath();
   Dl_info info{};
-  if (dladdr(address, &info) == 0 || !info.dli_fname)
-    return std::string();
+  if (dladdr(address, &info) == 0 || !info.dli_fname) return std::string();
   return info.dli_fname;
 }
 

@@ -1,7 +1,6 @@
 // Names of named objects: UTF-8 for the C layer, names from the clock and from GUIDs.
 #include "foundation/XObjectName.h"
 
-
 #include <cerrno>
 
 #include "foundation/XLastError.h"

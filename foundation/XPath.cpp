@@ -13,9 +13,9 @@
 #include <thread>
 #include <vector>
 
+using xpath::Ensure;
 using xpath::Str;
 using xpath::Text;
-using xpath::Ensure;
 using xpath::Trim;
 
 namespace {
@@ -37,7 +37,6 @@ void ReplaceAll(std::u16string& s, const std::u16string& find, const std::u16str
   for (size_t at = s.find(find); at != std::u16string::npos; at = s.find(find, at + with.size()))
     s.replace(at, find.size(), with);
 }
-
 
 // 0-based index of the first character behind the root.
 size_t RootIndex(const std::u16string& s) { return (!s.empty() && s[0] == Sep) ? 1 : 0; }
@@ -121,8 +120,8 @@ bool IsRecycleFolder(const XString& path) {
 
 XString ShortName(const XString& path) { return path; }
 
-bool MoveWithRetry(const XString& source, const XString& target, bool replace,
-                   uint32_t timeoutMs, const XEvent* cancelEvent) {
+bool MoveWithRetry(const XString& source, const XString& target, bool replace, uint32_t timeoutMs,
+                   const XEvent* cancelEvent) {
   uint32_t start = XTickCount();
   XSetLastError(XErrNone);
   if (Move(source, target, replace)) return true;
@@ -274,11 +273,29 @@ XString TempName(const XString& prefix) {
 namespace {
 
 bool IsSingleValueKey(const std::u16string& key) {
-  static const char16_t* const keys[] = {
-      u"album", u"album sort", u"subtitle", u"set subtitle", u"encoded by", u"label",
-      u"encoder settings", u"tempo", u"source", u"initial key", u"contact", u"copyright",
-      u"title", u"comment", u"title sort", u"length", u"year", u"original release year",
-      u"release date", u"recording dates", u"description", u"CUESHEET", u"EACLOG"};
+  static const char16_t* const keys[] = {u"album",
+                                         u"album sort",
+                                         u"subtitle",
+                                         u"set subtitle",
+                                         u"encoded by",
+                                         u"label",
+                                         u"encoder settings",
+                                         u"tempo",
+                                         u"source",
+                                         u"initial key",
+                                         u"contact",
+                                         u"copyright",
+                                         u"title",
+                                         u"comment",
+                                         u"title sort",
+                                         u"length",
+                                         u"year",
+                                         u"original release year",
+                                         u"release date",
+                                         u"recording dates",
+                                         u"description",
+                                         u"CUESHEET",
+                                         u"EACLOG"};
   for (const char16_t* k : keys)
     if (SameNoCase(key, k)) return true;
   std::u16string lower;

@@ -55,8 +55,8 @@ bool DeleteFile(const XString& path);
 bool Move(const XString& source, const XString& target, bool replace);
 // Retries a move that meets a busy or denied target until timeoutMs has passed;
 // ends with 1460 on time-out and 1223 when cancelEvent is set.
-bool MoveWithRetry(const XString& source, const XString& target, bool replace,
-                   uint32_t timeoutMs, const XEvent* cancelEvent);
+bool MoveWithRetry(const XString& source, const XString& target, bool replace, uint32_t timeoutMs,
+                   const XEvent* cancelEvent);
 bool Copy(const XString& source, const XString& target, bool failIfExists);
 bool CreateFolders(const XString& path);
 bool DeleteFolderContents(const XString& path, bool removeSelf, const XString& pattern = u"*.*",

@@ -13,13 +13,13 @@ using xpath::Text;
 namespace {
 
 constexpr char16_t Sep = XPathSeparator;
-constexpr size_t MaxComponent = 254;  // units
+constexpr size_t MaxComponent = 254;       // units
 constexpr size_t MaxComponentBytes = 255;  // the name limit of Linux file systems
 constexpr size_t ShortenFrom = 260;
 
-const char16_t defaultMap[] = {u'"', u'\'', u'>', u'\u00BB', u'<', u'\u00AB', u'?', u'\u00BF',
-                               u':', u';',  u'\\', u'-',    u'/', u'-',     u'*', u'-',
-                               u'|', u'-',  0};
+const char16_t defaultMap[] = {u'"',      u'\'', u'>', u'\u00BB', u'<', u'\u00AB', u'?',
+                               u'\u00BF', u':',  u';', u'\\',     u'-', u'/',      u'-',
+                               u'*',      u'-',  u'|', u'-',      0};
 
 const char16_t* Replacement(const char16_t* map, char16_t c) {
   for (const char16_t* p = map; p[0] && p[1]; p += 2)
@@ -31,8 +31,8 @@ size_t Utf8Length(const std::u16string& s) {
   size_t n = 0;
   for (size_t i = 0; i < s.size(); ++i) {
     char16_t c = s[i];
-    bool pair = c >= 0xD800 && c < 0xDC00 && i + 1 < s.size() && s[i + 1] >= 0xDC00 &&
-                s[i + 1] < 0xE000;
+    bool pair =
+        c >= 0xD800 && c < 0xDC00 && i + 1 < s.size() && s[i + 1] >= 0xDC00 && s[i + 1] < 0xE000;
     if (pair) {
       n += 4;
       ++i;
@@ -113,9 +113,12 @@ std::u16string ReplaceForbidden(const std::u16string& s, size_t from, const char
 size_t RelativeHead(const std::u16string& s) {
   size_t at = 0;
   for (;;) {
-    if (s.compare(at, 2, u"./") == 0) at += 2;
-    else if (s.compare(at, 3, u"../") == 0) at += 3;
-    else return at;
+    if (s.compare(at, 2, u"./") == 0)
+      at += 2;
+    else if (s.compare(at, 3, u"../") == 0)
+      at += 3;
+    else
+      return at;
   }
 }
 

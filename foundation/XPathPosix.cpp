@@ -4,16 +4,16 @@
 #include "foundation/XLastError.h"
 #include "foundation/XPathSystem.h"
 
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <pwd.h>
 #include <string>
-#include <sys/random.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -33,8 +33,8 @@ constexpr off_t exclusiveMark = 0x7FFFFFFFFFFFFF01;
 bool IsHeld(const std::string& path) {
   int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) return false;
-  struct stat st{};
-  struct flock lock{};
+  struct stat st {};
+  struct flock lock {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
   lock.l_start = exclusiveMark;
@@ -72,7 +72,7 @@ bool CopyBytes(int from, int to) {
 bool CopyFileTo(const std::string& source, const std::string& target, bool failIfExists) {
   int from = open(source.c_str(), O_RDONLY | O_CLOEXEC);
   if (from < 0) return SetErrorFromErrno(), false;
-  struct stat st{};
+  struct stat st {};
   if (fstat(from, &st) != 0 || S_ISDIR(st.st_mode)) {
     if (S_ISDIR(st.st_mode)) errno = EISDIR;
     SetErrorFromErrno();
@@ -190,13 +190,26 @@ bool RandomBytes(void* data, size_t size) {
 XString UserFolder(int id) {
   std::string folder;
   switch (id) {
-    case XFolderAppData: folder = BaseFolder("XDG_DATA_HOME", ".local/share"); break;
-    case XFolderDocuments: folder = UserDir("XDG_DOCUMENTS_DIR", "Documents"); break;
-    case XFolderMusic: folder = UserDir("XDG_MUSIC_DIR", "Music"); break;
-    case XFolderPictures: folder = UserDir("XDG_PICTURES_DIR", "Pictures"); break;
-    case XFolderVideo: folder = UserDir("XDG_VIDEOS_DIR", "Videos"); break;
-    case XFolderDesktop: folder = UserDir("XDG_DESKTOP_DIR", "Desktop"); break;
-    default: break;
+    case XFolderAppData:
+      folder = BaseFolder("XDG_DATA_HOME", ".local/share");
+      break;
+    case XFolderDocuments:
+      folder = UserDir("XDG_DOCUMENTS_DIR", "Documents");
+      break;
+    case XFolderMusic:
+      folder = UserDir("XDG_MUSIC_DIR", "Music");
+      break;
+    case XFolderPictures:
+      folder = UserDir("XDG_PICTURES_DIR", "Pictures");
+      break;
+    case XFolderVideo:
+      folder = UserDir("XDG_VIDEOS_DIR", "Videos");
+      break;
+    case XFolderDesktop:
+      folder = UserDir("XDG_DESKTOP_DIR", "Desktop");
+      break;
+    default:
+      break;
   }
   return FromSystem(folder.c_str());
 }
@@ -212,7 +225,7 @@ using xpath::ToSystem;
 
 bool SetAttributes(const XString& path, uint32_t setMask, uint32_t clearMask) {
   std::string p = ToSystem(path);
-  struct stat st{};
+  struct stat st {};
   if (stat(p.c_str(), &st) != 0) return SetErrorFromErrno(), false;
   uint32_t old = (st.st_mode & S_IWUSR) ? 0u : uint32_t(XAttrReadOnly);
   uint32_t now = (old | setMask) & ~clearMask;
@@ -228,7 +241,7 @@ bool SetAttributes(const XString& path, uint32_t setMask, uint32_t clearMask) {
 
 uint64_t SizeOf(const XString& path, bool* outFailed) {
   int fd = open(ToSystem(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  struct stat st{};
+  struct stat st {};
   bool ok = fd >= 0 && fstat(fd, &st) == 0 && !S_ISDIR(st.st_mode);
   if (!ok) {
     if (fd >= 0 && S_ISDIR(st.st_mode)) errno = EISDIR;
@@ -261,7 +274,7 @@ bool Move(const XString& source, const XString& target, bool replace) {
   int result = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags);
   if (result != 0 && errno == EINVAL && !replace) {
     // A file system without the no-replace flag: test first, then rename.
-    struct stat st{};
+    struct stat st {};
     if (lstat(to.c_str(), &st) == 0) {
       XSetLastError(XErrAlreadyExists);
       return false;
@@ -271,7 +284,7 @@ bool Move(const XString& source, const XString& target, bool replace) {
   if (result == 0) return true;
   if (errno != EXDEV) return SetErrorFromErrno(), false;
   // Another file system: a file is copied and the source removed, as mv does.
-  struct stat st{};
+  struct stat st {};
   if (lstat(from.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
     XSetLastError(XErrAccessDenied);
     return false;

@@ -27,8 +27,8 @@ inline std::u16string Trim(std::u16string s) {
 std::string ToSystem(const XString& path);
 XString FromSystem(const char* path);
 
-bool CreateFolder(const XString& path);  // one level; an existing one fails with 183
-bool RemoveFolder(const XString& path);  // an empty folder
+bool CreateFolder(const XString& path);   // one level; an existing one fails with 183
+bool RemoveFolder(const XString& path);   // an empty folder
 bool CreateNewFile(const XString& path);  // create-new, then closed; 80 if it exists
 bool RandomBytes(void* data, size_t size);
 // The folder of an XDG id without trailing "/", or empty when the system has none.

@@ -81,8 +81,8 @@ XBuffer& XPipe::ReadAvailable(bool* outBroken) {
       got = 1;
     }
     bool failed = false;
-    if (got < n) got += reader.Read(received.data + receivedCount + got, n - got, XSeekCurrent,
-                                    &failed);
+    if (got < n)
+      got += reader.Read(received.data + receivedCount + got, n - got, XSeekCurrent, &failed);
     receivedCount += got;
     if (receivedCount > received.size) receivedCount = received.size;
     if (failed || got == 0) {

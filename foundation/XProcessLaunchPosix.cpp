@@ -144,10 +144,10 @@ bool XProcessLaunch::Run() {
 
   pid_t pid = 0;
   int rc = program.find('/') == std::string::npos
-               ? posix_spawnp(&pid, program.c_str(), &setup.actions, &setup.attributes,
-                              argv.data(), environ)
-               : posix_spawn(&pid, program.c_str(), &setup.actions, &setup.attributes,
-                             argv.data(), environ);
+               ? posix_spawnp(&pid, program.c_str(), &setup.actions, &setup.attributes, argv.data(),
+                              environ)
+               : posix_spawn(&pid, program.c_str(), &setup.actions, &setup.attributes, argv.data(),
+                             environ);
   if (rc != 0) {
     XSetLastError(XErrorFromErrno(rc));
     return false;

@@ -13,11 +13,9 @@ XPtrArray::XPtrArray(const XPtrArray& other) : XPtrArray() { *this = other; }
 XPtrArray::XPtrArray(XPtrArray&& other) noexcept : XPtrArray() { TakeFrom(other); }
 
 XPtrArray& XPtrArray::operator=(const XPtrArray& other) {
-  if (this == &other)
-    return *this;
+  if (this == &other) return *this;
   count = 0;
-  while (capacity < other.count)
-    Grow();
+  while (capacity < other.count) Grow();
   std::copy(other.items, other.items + other.count, items);
   count = other.count;
   return *this;
@@ -51,8 +49,7 @@ void XPtrArray::TakeFrom(XPtrArray& other) noexcept {
 }
 
 void XPtrArray::Reset() {
-  if (!IsInline())
-    delete[] items;
+  if (!IsInline()) delete[] items;
   items = inlineItems;
   count = 0;
   capacity = InlineCount;
@@ -60,36 +57,30 @@ void XPtrArray::Reset() {
 }
 
 void XPtrArray::Grow() {
-  if (capacity > INT32_MAX - growStep)
-    throw std::bad_alloc();
+  if (capacity > INT32_MAX - growStep) throw std::bad_alloc();
   Word* grown = new Word[capacity + growStep];
   std::copy(items, items + capacity, grown);
-  if (!IsInline())
-    delete[] items;
+  if (!IsInline()) delete[] items;
   items = grown;
   capacity += growStep;
   growStep = std::min(growStep * 2, MaxGrowStep);
 }
 
 void XPtrArray::Push(Word word) {
-  if (count == capacity)
-    Grow();
+  if (count == capacity) Grow();
   items[count++] = word;
 }
 
 void XPtrArray::InsertAt(int32_t index, Word word) {
-  if (index < 0 || index > count)
-    index = count;
-  if (count == capacity)
-    Grow();
+  if (index < 0 || index > count) index = count;
+  if (count == capacity) Grow();
   std::memmove(items + index + 1, items + index, sizeof(Word) * (count - index));
   items[index] = word;
   ++count;
 }
 
 void XPtrArray::RemoveAt(int32_t index) {
-  if (index < 0 || index >= count)
-    return;
+  if (index < 0 || index >= count) return;
   std::memmove(items + index, items + index + 1, sizeof(Word) * (count - index - 1));
   --count;
 }
@@ -97,8 +88,7 @@ void XPtrArray::RemoveAt(int32_t index) {
 int32_t XPtrArray::RemoveAllEqual(Word word) {
   int32_t kept = 0;
   for (int32_t i = 0; i < count; ++i) {
-    if (items[i] != word)
-      items[kept++] = items[i];
+    if (items[i] != word) items[kept++] = items[i];
   }
   int32_t removed = count - kept;
   count = kept;

@@ -6,7 +6,7 @@
 // Up to sixteen words need no heap block; growth then adds a step that doubles
 // each time, capped so that very long arrays do not double their memory.
 class XPtrArray {
-public:
+ public:
   using Word = uintptr_t;
   static constexpr int32_t InlineCount = 16;
   static constexpr int32_t FirstGrowStep = 32;
@@ -41,7 +41,7 @@ public:
   int32_t growStep;
   Word inlineItems[InlineCount];
 
-private:
+ private:
   void Grow();
   void TakeFrom(XPtrArray& other) noexcept;
 };

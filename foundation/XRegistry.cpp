@@ -101,8 +101,8 @@ bool ReadTextData(const char16_t* name, uint32_t root, const char16_t* key, uint
   return ok;
 }
 
-bool WriteValue(const char16_t* name, uint32_t type, const void* data, uint32_t size,
-                uint32_t root, const char16_t* key) {
+bool WriteValue(const char16_t* name, uint32_t type, const void* data, uint32_t size, uint32_t root,
+                const char16_t* key) {
   XRegHandle handle = XRegistry::OpenKey(KEY_WRITE, root, key);
   if (!handle) return false;
   bool ok = XRegStore::Set(handle, View(name), type, data, size) == XRegStore::Ok;

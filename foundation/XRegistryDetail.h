@@ -17,8 +17,8 @@ std::u16string_view PathOf(const char16_t* key);
 // when the stored data has no terminator; an existing empty value gives no data and true.
 bool ReadTextData(const char16_t* name, uint32_t root, const char16_t* key, uint32_t expected,
                   uint32_t extra, std::vector<char16_t>& data);
-bool WriteValue(const char16_t* name, uint32_t type, const void* data, uint32_t size,
-                uint32_t root, const char16_t* key);
+bool WriteValue(const char16_t* name, uint32_t type, const void* data, uint32_t size, uint32_t root,
+                const char16_t* key);
 
 // Names handed over by a listing: those before the first that is too long for the
 // 1040-character name buffer of an enumeration.

@@ -4,15 +4,15 @@
 
 #include <sqlite3.h>
 
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <pwd.h>
-#include <sys/stat.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -68,15 +68,20 @@ long FromSqlite(int rc) {
   switch (rc & 0xff) {
     case SQLITE_OK:
     case SQLITE_ROW:
-    case SQLITE_DONE: return Ok;
+    case SQLITE_DONE:
+      return Ok;
     case SQLITE_BUSY:
-    case SQLITE_LOCKED: return Busy;
+    case SQLITE_LOCKED:
+      return Busy;
     case SQLITE_NOTADB:
-    case SQLITE_CORRUPT: return BadDatabase;
+    case SQLITE_CORRUPT:
+      return BadDatabase;
     case SQLITE_READONLY:
     case SQLITE_PERM:
-    case SQLITE_AUTH: return AccessDenied;
-    default: return IoFailed;
+    case SQLITE_AUTH:
+      return AccessDenied;
+    default:
+      return IoFailed;
   }
 }
 
@@ -132,10 +137,8 @@ std::u16string FromStoreText(const unsigned char* text, int length) {
 }
 
 class Statement {
-public:
-  Statement(sqlite3* db, const char* sql) {
-    rc = sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr);
-  }
+ public:
+  Statement(sqlite3* db, const char* sql) { rc = sqlite3_prepare_v2(db, sql, -1, &stmt, nullptr); }
   ~Statement() { sqlite3_finalize(stmt); }
   Statement(const Statement&) = delete;
   Statement& operator=(const Statement&) = delete;
@@ -302,8 +305,7 @@ std::string HomeFolder() {
   struct passwd entry;
   struct passwd* found = nullptr;
   char buffer[4096];
-  if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found &&
-      found->pw_dir) {
+  if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found && found->pw_dir) {
     return found->pw_dir;
   }
   return {};
@@ -455,53 +457,55 @@ void Close(XRegKey* key) { delete key; }
 
 long Query(XRegKey* key, std::u16string_view name, uint32_t* type, void* data, uint32_t* size) {
   return Checked(key, Retrying(key->db, [&]() -> long {
-    Statement find(key->db, "SELECT type, data FROM vals WHERE key = ?1 AND name = ?2");
-    find.Bind(1, key->id);
-    find.Bind(2, ToStoreText(name));
-    int rc = find.Step();
-    if (rc == SQLITE_DONE) return NotFound;
-    if (rc != SQLITE_ROW) return FromSqlite(rc);
-    if (type) *type = uint32_t(find.Int(0));
-    const void* blob = sqlite3_column_blob(find.stmt, 1);
-    uint32_t length = uint32_t(sqlite3_column_bytes(find.stmt, 1));
-    if (!size) return data ? MoreData : Ok;
-    uint32_t room = *size;
-    *size = length;
-    if (!data) return Ok;
-    if (room < length) return MoreData;
-    if (length) memcpy(data, blob, length);
-    return Ok;
-  }));
+                   Statement find(key->db,
+                                  "SELECT type, data FROM vals WHERE key = ?1 AND name = ?2");
+                   find.Bind(1, key->id);
+                   find.Bind(2, ToStoreText(name));
+                   int rc = find.Step();
+                   if (rc == SQLITE_DONE) return NotFound;
+                   if (rc != SQLITE_ROW) return FromSqlite(rc);
+                   if (type) *type = uint32_t(find.Int(0));
+                   const void* blob = sqlite3_column_blob(find.stmt, 1);
+                   uint32_t length = uint32_t(sqlite3_column_bytes(find.stmt, 1));
+                   if (!size) return data ? MoreData : Ok;
+                   uint32_t room = *size;
+                   *size = length;
+                   if (!data) return Ok;
+                   if (room < length) return MoreData;
+                   if (length) memcpy(data, blob, length);
+                   return Ok;
+                 }));
 }
 
 long Set(XRegKey* key, std::u16string_view name, uint32_t type, const void* data, uint32_t size) {
   if (!key->writable) return AccessDenied;
   return Checked(key, Retrying(key->db, [&]() -> long {
-    Statement put(key->db,
-                  "INSERT INTO vals(key, name, type, data)"
-                  " SELECT ?1, ?2, ?3, ?4 WHERE EXISTS(SELECT 1 FROM keys WHERE id = ?1)"
-                  " ON CONFLICT(key, name) DO UPDATE SET type = excluded.type,"
-                  " data = excluded.data");
-    put.Bind(1, key->id);
-    put.Bind(2, ToStoreText(name));
-    put.Bind(3, int64_t(type));
-    put.BindBlob(4, data, size);
-    int rc = put.Step();
-    if (rc != SQLITE_DONE) return FromSqlite(rc);
-    return sqlite3_changes(key->db) ? Ok : KeyDeleted;
-  }));
+                   Statement put(
+                       key->db,
+                       "INSERT INTO vals(key, name, type, data)"
+                       " SELECT ?1, ?2, ?3, ?4 WHERE EXISTS(SELECT 1 FROM keys WHERE id = ?1)"
+                       " ON CONFLICT(key, name) DO UPDATE SET type = excluded.type,"
+                       " data = excluded.data");
+                   put.Bind(1, key->id);
+                   put.Bind(2, ToStoreText(name));
+                   put.Bind(3, int64_t(type));
+                   put.BindBlob(4, data, size);
+                   int rc = put.Step();
+                   if (rc != SQLITE_DONE) return FromSqlite(rc);
+                   return sqlite3_changes(key->db) ? Ok : KeyDeleted;
+                 }));
 }
 
 long DeleteValue(XRegKey* key, std::u16string_view name) {
   if (!key->writable) return AccessDenied;
   return Checked(key, Retrying(key->db, [&]() -> long {
-    Statement remove(key->db, "DELETE FROM vals WHERE key = ?1 AND name = ?2");
-    remove.Bind(1, key->id);
-    remove.Bind(2, ToStoreText(name));
-    int rc = remove.Step();
-    if (rc != SQLITE_DONE) return FromSqlite(rc);
-    return sqlite3_changes(key->db) ? Ok : NotFound;
-  }));
+                   Statement remove(key->db, "DELETE FROM vals WHERE key = ?1 AND name = ?2");
+                   remove.Bind(1, key->id);
+                   remove.Bind(2, ToStoreText(name));
+                   int rc = remove.Step();
+                   if (rc != SQLITE_DONE) return FromSqlite(rc);
+                   return sqlite3_changes(key->db) ? Ok : NotFound;
+                 }));
 }
 
 long DeleteSubKey(XRegKey* key, std::u16string_view name) {
@@ -510,36 +514,37 @@ long DeleteSubKey(XRegKey* key, std::u16string_view name) {
   std::vector<std::string> parts = SplitPath(name);
   if (parts.empty()) return NotFound;
   return Checked(key, InWriteTransaction(key->db, [&] {
-    int64_t parent = key->id;
-    long result = Walk(key->db, parts, false, &parent, parts.size() - 1);
-    return result == Ok ? RemoveLeafKey(key->db, parent, parts.back()) : result;
-  }));
+                   int64_t parent = key->id;
+                   long result = Walk(key->db, parts, false, &parent, parts.size() - 1);
+                   return result == Ok ? RemoveLeafKey(key->db, parent, parts.back()) : result;
+                 }));
 }
 
 long ListSubKeys(XRegKey* key, std::vector<std::u16string>& names) {
   return Checked(key, Retrying(key->db, [&]() -> long {
-    names.clear();
-    Statement list(key->db, "SELECT name FROM keys WHERE parent = ?1 ORDER BY name");
-    list.Bind(1, key->id);
-    int rc;
-    while ((rc = list.Step()) == SQLITE_ROW) names.push_back(list.Text(0));
-    return FromSqlite(rc);
-  }));
+                   names.clear();
+                   Statement list(key->db, "SELECT name FROM keys WHERE parent = ?1 ORDER BY name");
+                   list.Bind(1, key->id);
+                   int rc;
+                   while ((rc = list.Step()) == SQLITE_ROW) names.push_back(list.Text(0));
+                   return FromSqlite(rc);
+                 }));
 }
 
 long ListValues(XRegKey* key, std::vector<std::u16string>& names, std::vector<uint32_t>& types) {
   return Checked(key, Retrying(key->db, [&]() -> long {
-    names.clear();
-    types.clear();
-    Statement list(key->db, "SELECT name, type FROM vals WHERE key = ?1 ORDER BY rowid");
-    list.Bind(1, key->id);
-    int rc;
-    while ((rc = list.Step()) == SQLITE_ROW) {
-      names.push_back(list.Text(0));
-      types.push_back(uint32_t(list.Int(1)));
-    }
-    return FromSqlite(rc);
-  }));
+                   names.clear();
+                   types.clear();
+                   Statement list(key->db,
+                                  "SELECT name, type FROM vals WHERE key = ?1 ORDER BY rowid");
+                   list.Bind(1, key->id);
+                   int rc;
+                   while ((rc = list.Step()) == SQLITE_ROW) {
+                     names.push_back(list.Text(0));
+                     types.push_back(uint32_t(list.Int(1)));
+                   }
+                   return FromSqlite(rc);
+                 }));
 }
 
 }  // namespace XRegStore

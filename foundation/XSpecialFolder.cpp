@@ -6,9 +6,9 @@
 
 #include <string>
 
+using xpath::Ensure;
 using xpath::Str;
 using xpath::Text;
-using xpath::Ensure;
 using xpath::Trim;
 
 namespace {
@@ -23,7 +23,6 @@ bool StartsNoCase(const std::u16string& text, const std::u16string& head) {
     if (LowerAscii(text[i]) != LowerAscii(head[i])) return false;
   return true;
 }
-
 
 }  // namespace
 
@@ -49,14 +48,22 @@ std::u16string DerivedFolder(int id) {
       if (documents.empty() || at == std::u16string::npos) return {};
       return documents.substr(0, at + 1) + u"Application Data/";
     }
-    case XFolderCommonFiles: return from(XFolderProgramFiles, u"Common/");
-    case XFolderMusic: return from(XFolderDocuments, u"My Music/");
-    case XFolderPictures: return from(XFolderDocuments, u"My Pictures/");
-    case XFolderVideo: return from(XFolderDocuments, u"My Video/");
-    case XFolderPublicMusic: return from(XFolderPublicDocuments, u"My Music/");
-    case XFolderPublicPictures: return from(XFolderPublicDocuments, u"My Pictures/");
-    case XFolderPublicVideo: return from(XFolderPublicDocuments, u"My Video/");
-    default: return {};
+    case XFolderCommonFiles:
+      return from(XFolderProgramFiles, u"Common/");
+    case XFolderMusic:
+      return from(XFolderDocuments, u"My Music/");
+    case XFolderPictures:
+      return from(XFolderDocuments, u"My Pictures/");
+    case XFolderVideo:
+      return from(XFolderDocuments, u"My Video/");
+    case XFolderPublicMusic:
+      return from(XFolderPublicDocuments, u"My Music/");
+    case XFolderPublicPictures:
+      return from(XFolderPublicDocuments, u"My Pictures/");
+    case XFolderPublicVideo:
+      return from(XFolderPublicDocuments, u"My Video/");
+    default:
+      return {};
   }
 }
 
@@ -119,4 +126,3 @@ XString RealPath(const XString& friendly) {
   }
   return friendly;
 }
-

@@ -1,4 +1,5 @@
-// XString: the system's one string type, UTF-16 units with 1-based positions and ASCII-only case rules.
+// XString: the system's one string type, UTF-16 units with 1-based positions and ASCII-only case
+// rules.
 #pragma once
 #include <cstdarg>
 #include <cstddef>
@@ -12,7 +13,7 @@
 // points at one shared static zero unit until it needs a buffer of its own. Copies never share
 // buffers. Case folding and comparison are ASCII-only; nothing depends on a locale.
 class XString {
-public:
+ public:
   // Stands for the last character where a position is taken, and for "measure the source up
   // to its terminator" where a unit count is taken.
   static constexpr int LastChar = -12345;
@@ -244,7 +245,7 @@ public:
   // letters that fold alike by their exact units. Returns -1, 0 or 1.
   static int NaturalCompare(const char16_t* a, const char16_t* b);
 
-private:
+ private:
   void TakeOver(XString& other);
   bool Owns(const char16_t* p) const;
   void InsertUnits(const char16_t* units, int count, int pos);

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -15,8 +15,7 @@ constexpr int32_t EmptyMarkerLength = 7;
 
 int32_t UnitCount(const char16_t* text) {
   int32_t n = 0;
-  while (text[n] != 0)
-    ++n;
+  while (text[n] != 0) ++n;
   return n;
 }
 
@@ -92,30 +91,26 @@ XString& XStringList::InsertAt(int32_t index, const char16_t* text) {
 }
 
 void XStringList::RemoveAt(int32_t index) {
-  if (index < 0 || index >= count)
-    return;
+  if (index < 0 || index >= count) return;
   delete Item(items[index]);
   XPtrArray::RemoveAt(index);
 }
 
 void XStringList::Clear() {
-  for (int32_t i = 0; i < count; ++i)
-    delete Item(items[i]);
+  for (int32_t i = 0; i < count; ++i) delete Item(items[i]);
   Reset();
 }
 
 int32_t XStringList::IndexOf(const char16_t* text, bool ignoreCase) const {
   for (int32_t i = 0; i < count; ++i) {
-    if (XString::Compare(At(i).CStr(), text, 0, ignoreCase) == 0)
-      return i;
+    if (XString::Compare(At(i).CStr(), text, 0, ignoreCase) == 0) return i;
   }
   return -1;
 }
 
 bool XStringList::Find(const char16_t* text, bool ignoreCase, int32_t* outIndex) const {
   int32_t index = IndexOf(text, ignoreCase);
-  if (outIndex)
-    *outIndex = index;
+  if (outIndex) *outIndex = index;
   return index != -1;
 }
 
@@ -123,16 +118,15 @@ void XStringList::AddAll(const XStringList& source, bool allowDuplicates, bool i
   int32_t n = source.count;  // adding to itself must not chase its own tail
   for (int32_t i = 0; i < n; ++i) {
     const XString& s = source.At(i);
-    if (allowDuplicates || IndexOf(s.CStr(), ignoreCase) == -1)
-      Add(s.CStr(), s.Tag());
+    if (allowDuplicates || IndexOf(s.CStr(), ignoreCase) == -1) Add(s.CStr(), s.Tag());
   }
 }
 
 bool XStringList::Equals(const XStringList& other) const {
-  if (count != other.count)
-    return false;
+  if (count != other.count) return false;
   for (int32_t i = 0; i < count; ++i) {
-    if (At(i).Size() != other.At(i).Size() || XString::Compare(At(i).CStr(), other.At(i).CStr(), 0, false) != 0)
+    if (At(i).Size() != other.At(i).Size() ||
+        XString::Compare(At(i).CStr(), other.At(i).CStr(), 0, false) != 0)
       return false;
   }
   return true;
@@ -140,11 +134,9 @@ bool XStringList::Equals(const XStringList& other) const {
 
 XString XStringList::Join(const char16_t* separator) const {
   XString joined;
-  if (!separator)
-    return joined;
+  if (!separator) return joined;
   for (int32_t i = 0; i < count; ++i) {
-    if (i > 0)
-      joined.Append(separator);
+    if (i > 0) joined.Append(separator);
     joined.Append(At(i).CStr());
   }
   return joined;
@@ -153,8 +145,7 @@ XString XStringList::Join(const char16_t* separator) const {
 XString XStringList::ToCommandText() const {
   XString joined;
   for (int32_t i = 0; i < count; ++i) {
-    if (i > 0)
-      joined.AppendChar(u' ');
+    if (i > 0) joined.AppendChar(u' ');
     joined.Append(QuoteIfNeeded(At(i).CStr()).CStr());
   }
   return joined;
@@ -167,8 +158,7 @@ void XStringList::AddUnits(const char16_t* from, int32_t n) {
 
 void XStringList::Split(const char16_t* text, const char16_t* separator) {
   Clear();
-  if (!text || !separator || !separator[0])
-    return;
+  if (!text || !separator || !separator[0]) return;
   int32_t sepLength = UnitCount(separator);
   const char16_t* field = text;
   const char16_t* p = text;
@@ -186,27 +176,22 @@ void XStringList::Split(const char16_t* text, const char16_t* separator) {
 
 void XStringList::SplitLines(const char16_t* text) {
   Clear();
-  if (!text)
-    return;
+  if (!text) return;
   const char16_t* line = text;
   const char16_t* p = text;
   for (; *p; ++p) {
-    if (*p != u'\n')
-      continue;
+    if (*p != u'\n') continue;
     int32_t n = int32_t(p - line);
-    if (n > 0 && line[n - 1] == u'\r')
-      --n;
+    if (n > 0 && line[n - 1] == u'\r') --n;
     AddUnits(line, n);
     line = p + 1;
   }
-  if (p > line)
-    AddUnits(line, int32_t(p - line));
+  if (p > line) AddUnits(line, int32_t(p - line));
 }
 
 void XStringList::SplitAtCr(const char16_t* text) {
   Clear();
-  if (!text)
-    return;
+  if (!text) return;
   const char16_t* line = text;
   const char16_t* p = text;
   while (*p) {
@@ -216,29 +201,24 @@ void XStringList::SplitAtCr(const char16_t* text) {
     }
     AddUnits(line, int32_t(p - line));
     ++p;
-    while (*p == u'\n')
-      ++p;
+    while (*p == u'\n') ++p;
     line = p;
   }
-  if (p > line)
-    AddUnits(line, int32_t(p - line));
+  if (p > line) AddUnits(line, int32_t(p - line));
 }
 
 void XStringList::SplitArgs(const char16_t* text) {
   Clear();
-  if (!text)
-    return;
+  if (!text) return;
   XString token;
   bool inQuotes = false;
   bool hasToken = false;
   for (const char16_t* p = text;; ++p) {
     if (*p == 0 || (*p == u' ' && !inQuotes)) {
-      if (hasToken)
-        AddMove(token);
+      if (hasToken) AddMove(token);
       token.Clear();
       inQuotes = hasToken = false;
-      if (*p == 0)
-        break;
+      if (*p == 0) break;
     } else if (*p == u'"') {
       inQuotes = !inQuotes;
       hasToken = true;
@@ -253,16 +233,14 @@ bool XStringList::ToMultiString(XBuffer& buffer, int wide) const {
   uint64_t elements = 1;
   for (int32_t i = 0; i < count; ++i)
     elements += At(i).Length() > 0 ? uint64_t(At(i).Size()) : EmptyMarkerLength + 1;
-  if (elements < 2)
-    elements = 2;
+  if (elements < 2) elements = 2;
   bool isWide = IsWideForm(wide);
   uint64_t bytes = isWide ? elements * 2 : elements;
   if (bytes > UINT32_MAX) {
     buffer.Free();
     return false;
   }
-  if (!buffer.Resize(uint32_t(bytes), false, true, 0, true))
-    return false;
+  if (!buffer.Resize(uint32_t(bytes), false, true, 0, true)) return false;
   uint8_t* out = buffer.data;
   for (int32_t i = 0; i < count; ++i) {
     const XString& item = At(i);
@@ -287,27 +265,23 @@ namespace {
 // Walks a run of terminated strings of `Unit`, calling `take(start, count)` for each.
 template <typename Unit, typename Take>
 void WalkMultiString(const void* data, uint32_t n, Unit separator, bool keepGoing, Take take) {
-  if (n == 0)
-    return;
+  if (n == 0) return;
   std::vector<Unit> units(n);
   std::memcpy(units.data(), data, sizeof(Unit) * n);
   if (separator != 0) {
     for (uint32_t i = 0; i < n && units[i] != 0; ++i) {
-      if (units[i] == separator)
-        units[i] = 0;
+      if (units[i] == separator) units[i] = 0;
     }
   }
   uint32_t offset = 0;
   while (offset < n) {
     if (units[offset] == 0) {
-      if (!keepGoing)
-        break;
+      if (!keepGoing) break;
       ++offset;
       continue;
     }
     uint32_t end = offset;
-    while (end < n && units[end] != 0)
-      ++end;
+    while (end < n && units[end] != 0) ++end;
     take(units.data() + offset, end - offset);
     offset = end + 1;
   }
@@ -315,11 +289,9 @@ void WalkMultiString(const void* data, uint32_t n, Unit separator, bool keepGoin
 
 template <typename Unit>
 bool IsEmptyMarker(const Unit* units, uint32_t n) {
-  if (n != EmptyMarkerLength)
-    return false;
+  if (n != EmptyMarkerLength) return false;
   for (uint32_t i = 0; i < n; ++i) {
-    if (units[i] != Unit(EmptyMarker[i]))
-      return false;
+    if (units[i] != Unit(EmptyMarker[i])) return false;
   }
   return true;
 }
@@ -329,8 +301,7 @@ bool IsEmptyMarker(const Unit* units, uint32_t n) {
 void XStringList::FromMultiString(const void* data, uint32_t size, int wide, char16_t separator,
                                   bool keepGoing) {
   Clear();
-  if (!data)
-    return;
+  if (!data) return;
   if (IsWideForm(wide)) {
     WalkMultiString<char16_t>(data, size / 2, separator, keepGoing,
                               [this](const char16_t* units, uint32_t n) {
@@ -340,8 +311,7 @@ void XStringList::FromMultiString(const void* data, uint32_t size, int wide, cha
     WalkMultiString<char>(data, size, char(separator), keepGoing,
                           [this](const char* units, uint32_t n) {
                             XString s;
-                            if (!IsEmptyMarker(units, n))
-                              s = XString::FromAnsiBytes(units, int(n));
+                            if (!IsEmptyMarker(units, n)) s = XString::FromAnsiBytes(units, int(n));
                             AddMove(s);
                           });
   }
@@ -355,10 +325,8 @@ void XStringList::QuickSort(int32_t low, int32_t high, Before before) {
     int32_t i = low;
     int32_t j = high;
     while (i <= j) {
-      while (before(Item(items[i]), pivot))
-        ++i;
-      while (before(pivot, Item(items[j])))
-        --j;
+      while (before(Item(items[i]), pivot)) ++i;
+      while (before(pivot, Item(items[j]))) --j;
       if (i <= j) {
         std::swap(items[i], items[j]);
         ++i;
@@ -389,16 +357,13 @@ void XStringList::SortNatural() {
 
 XString QuoteIfNeeded(const char16_t* text) {
   XString result;
-  if (!text)
-    return result;
+  if (!text) return result;
   // "-key=" prefixes stay as they are; only the innermost value may need quotes.
   const char16_t* rest = text;
   while (rest[0] == u'-') {
     const char16_t* equals = rest;
-    while (*equals && *equals != u'=')
-      ++equals;
-    if (!*equals)
-      break;
+    while (*equals && *equals != u'=') ++equals;
+    if (!*equals) break;
     result.Append(Units(rest, int32_t(equals - rest) + 1).CStr());
     rest = equals + 1;
   }

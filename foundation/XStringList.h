@@ -10,7 +10,7 @@ class XBuffer;
 // Each word is a pointer to an XString that the list creates and destroys. Indices are
 // 0-based with -1 for not found; an index outside the range makes a removal a no-op.
 class XStringList : public XPtrArray {
-public:
+ public:
   XStringList() = default;
   XStringList(const XStringList& other) : XPtrArray() { AddAll(other, true, false); }
   XStringList(XStringList&& other) noexcept = default;
@@ -72,7 +72,7 @@ public:
   void Sort(bool ignoreCase);
   void SortNatural();
 
-private:
+ private:
   void AddUnits(const char16_t* from, int32_t n);
   template <typename Before>
   void QuickSort(int32_t low, int32_t high, Before before);

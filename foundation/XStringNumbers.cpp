@@ -1,4 +1,5 @@
-// XString numbers: integer and hex text, integer and floating-point parsing and printing, sort order.
+// XString numbers: integer and hex text, integer and floating-point parsing and printing, sort
+// order.
 #include "foundation/XString.h"
 
 #include <algorithm>
@@ -6,9 +7,7 @@
 
 namespace {
 
-bool IsDigit(char16_t c) {
-  return c >= u'0' && c <= u'9';
-}
+bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
 // Parses an optional sign and decimal digits; allowMinus false lets a "-" end the number.
 uint64_t ParseDecimal(const XString& source, bool allowMinus, bool* negative) {
@@ -23,8 +22,7 @@ uint64_t ParseDecimal(const XString& source, bool allowMinus, bool* negative) {
     pos = 2;
   }
   uint64_t value = 0;
-  for (; IsDigit(s.CharAt(pos)); ++pos)
-    value = value * 10 + uint64_t(s.CharAt(pos) - u'0');
+  for (; IsDigit(s.CharAt(pos)); ++pos) value = value * 10 + uint64_t(s.CharAt(pos) - u'0');
   return value;
 }
 
@@ -64,14 +62,11 @@ constexpr struct {
 };
 static_assert(sizeof(kFoldTable) / sizeof(kFoldTable[0]) == 173);
 
-char16_t LowerAscii(char16_t c) {
-  return (c >= u'A' && c <= u'Z') ? char16_t(c + 32) : c;
-}
+char16_t LowerAscii(char16_t c) { return (c >= u'A' && c <= u'Z') ? char16_t(c + 32) : c; }
 
 int DigitRunLength(const char16_t* p) {
   int n = 0;
-  while (IsDigit(p[n]))
-    ++n;
+  while (IsDigit(p[n])) ++n;
   return n;
 }
 
@@ -82,8 +77,7 @@ int CompareDigitRuns(const char16_t* a, int lengthA, const char16_t* b, int leng
     int ia = i - (width - lengthA), ib = i - (width - lengthB);
     char16_t ca = ia < 0 ? u'0' : a[ia];
     char16_t cb = ib < 0 ? u'0' : b[ib];
-    if (ca != cb)
-      return ca < cb ? -1 : 1;
+    if (ca != cb) return ca < cb ? -1 : 1;
   }
   return 0;
 }
@@ -91,8 +85,7 @@ int CompareDigitRuns(const char16_t* a, int lengthA, const char16_t* b, int leng
 }  // namespace
 
 XString XString::FromInt64(int64_t value) {
-  if (value == INT64_MIN)
-    return XString(u"-9223372036854775808");
+  if (value == INT64_MIN) return XString(u"-9223372036854775808");
   if (value < 0) {
     XString result = FromUInt64(uint64_t(-value));
     result.InsertChar(u'-', 1);
@@ -115,8 +108,7 @@ XString XString::FromUInt64(uint64_t value) {
 XString XString::Hex(uint64_t value, int digits) {
   static const char16_t kDigits[] = u"0123456789ABCDEF";
   XString result;
-  if (digits < 1)
-    return result;
+  if (digits < 1) return result;
   result.SetLength(digits, u'0', true);
   for (int i = digits - 1, shift = 0; i >= 0 && shift < 64; --i, shift += 4)
     result.text[i] = kDigits[(value >> shift) & 0xF];
@@ -126,20 +118,17 @@ XString XString::Hex(uint64_t value, int digits) {
 XString XString::HexMin(uint64_t value) {
   XString result = Hex(value, 16);
   int zeros = 0;
-  while (zeros < 15 && result.text[zeros] == u'0')
-    ++zeros;
+  while (zeros < 15 && result.text[zeros] == u'0') ++zeros;
   result.ChopLeft(zeros);
   return result;
 }
 
 XString XString::HexBytes(const void* data, int byteCount) {
   XString result;
-  if (!data || byteCount < 1)
-    return result;
+  if (!data || byteCount < 1) return result;
   const auto* bytes = static_cast<const unsigned char*>(data);
   result.Reserve(byteCount * 2 + 1);
-  for (int i = 0; i < byteCount; ++i)
-    result += Hex(bytes[i], 2).text;
+  for (int i = 0; i < byteCount; ++i) result += Hex(bytes[i], 2).text;
   return result;
 }
 
@@ -158,16 +147,13 @@ bool XString::ToBool() const {
   return uint32_t(uint64_t(ToInt64())) != 0 || EqualsNoCase(text, u"tRue");
 }
 
-bool XString::IsNanText() const {
-  return EqualsNoCase(text, u"NAN");
-}
+bool XString::IsNanText() const { return EqualsNoCase(text, u"NAN"); }
 
 double XString::ToDouble() const {
   XString s(*this);
   s.TrimLeft();
   int blank = s.FindChar(u' ');
-  if (blank)
-    s.SetLength(blank - 1, u' ', true);
+  if (blank) s.SetLength(blank - 1, u' ', true);
   bool negative = false;
   if (s.CharAt(1) == u'+') {
     s.ChopLeft(1);
@@ -177,8 +163,7 @@ double XString::ToDouble() const {
   }
   double whole = 0;
   int pos = 1;
-  for (; IsDigit(s.CharAt(pos)); ++pos)
-    whole = whole * 10 + (s.CharAt(pos) - u'0');
+  for (; IsDigit(s.CharAt(pos)); ++pos) whole = whole * 10 + (s.CharAt(pos) - u'0');
   double fraction = 0;
   if (s.CharAt(pos) == u'.') {
     // Folding from the last digit back keeps the rounding error small.
@@ -191,18 +176,15 @@ double XString::ToDouble() const {
 
 double XString::ToDoubleExp() const {
   int at = FindChar(u'e');
-  if (!at)
-    at = FindChar(u'E');
-  if (!at)
-    return ToDouble();
+  if (!at) at = FindChar(u'E');
+  if (!at) return ToDouble();
   double mantissa = Left(at - 1).ToDouble();
   double exponent = From(at + 1).ToDouble();
   return mantissa * std::pow(10.0, exponent);
 }
 
 XString XString::FromDouble(double value, int decimals, bool keepZeros) {
-  if (std::isnan(value))
-    return XString(u"NAN");
+  if (std::isnan(value)) return XString(u"NAN");
   decimals = std::min(decimals, 18);
   XString result;
   if (value < 0) {
@@ -216,8 +198,7 @@ XString XString::FromDouble(double value, int decimals, bool keepZeros) {
     result += u"0";
   } else {
     double e = std::floor(std::log10(whole));
-    if (e >= 100)
-      return XString(u"NaN");  // the printer's overflow mark, unlike a real NaN's "NAN"
+    if (e >= 100) return XString(u"NaN");  // the printer's overflow mark, unlike a real NaN's "NAN"
     int limit = int(std::floor(std::log10(std::pow(2.0, 52.0)))) + 1;
     int dropped = 0;
     if (e > limit) {
@@ -225,16 +206,14 @@ XString XString::FromDouble(double value, int decimals, bool keepZeros) {
       whole *= std::pow(10.0, -dropped);
     }
     result += FromUInt64(uint64_t(std::floor(whole)));
-    for (int i = 0; i < dropped; ++i)
-      result += u"0";
+    for (int i = 0; i < dropped; ++i) result += u"0";
   }
   if (decimals > 0) {
     double m = std::pow(10.0, decimals);
     // The added m is a leading "1" that keeps the fraction's leading zeros.
     uint64_t digits = uint64_t(std::floor(m * fraction)) + uint64_t(m);
     if (!keepZeros) {
-      while (digits && digits % 10 == 0)
-        digits /= 10;
+      while (digits && digits % 10 == 0) digits /= 10;
     }
     XString tail = FromUInt64(digits);
     if (tail.Length() > 1) {
@@ -246,34 +225,27 @@ XString XString::FromDouble(double value, int decimals, bool keepZeros) {
 }
 
 char16_t XString::FoldChar(char16_t c) {
-  if (c < 128)
-    return c;
+  if (c < 128) return c;
   auto it = std::lower_bound(std::begin(kFoldTable), std::end(kFoldTable), c,
                              [](const auto& pair, char16_t key) { return pair.from < key; });
   return (it != std::end(kFoldTable) && it->from == c) ? it->to : u'_';
 }
 
 int XString::NaturalCompare(const char16_t* a, const char16_t* b) {
-  if (!a)
-    a = SharedEmpty();
-  if (!b)
-    b = SharedEmpty();
+  if (!a) a = SharedEmpty();
+  if (!b) b = SharedEmpty();
   for (;;) {
     if (IsDigit(*a) && IsDigit(*b)) {
       int lengthA = DigitRunLength(a), lengthB = DigitRunLength(b);
-      if (int order = CompareDigitRuns(a, lengthA, b, lengthB))
-        return order;
+      if (int order = CompareDigitRuns(a, lengthA, b, lengthB)) return order;
       a += lengthA;
       b += lengthB;
       continue;
     }
     char16_t fa = LowerAscii(FoldChar(*a)), fb = LowerAscii(FoldChar(*b));
-    if (fa != fb)
-      return fa < fb ? -1 : 1;
-    if (*a != *b)
-      return *a < *b ? -1 : 1;
-    if (!*a)
-      return 0;
+    if (fa != fb) return fa < fb ? -1 : 1;
+    if (*a != *b) return *a < *b ? -1 : 1;
+    if (!*a) return 0;
     ++a;
     ++b;
   }

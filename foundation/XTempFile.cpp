@@ -33,8 +33,7 @@ bool XTempFile::Create(const char* prefix, const char* suffix) {
     name += tail.CStr();
     bool made = xpath::CreateNewFile(name);
     uint32_t error = XGetLastError();
-    if (!made && (error == XErrPathNotFound || error == XErrFileNotFound) &&
-        CreateFolders(folder))
+    if (!made && (error == XErrPathNotFound || error == XErrFileNotFound) && CreateFolders(folder))
       made = xpath::CreateNewFile(name);
     if (made) {
       path = name;

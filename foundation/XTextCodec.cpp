@@ -34,8 +34,7 @@ struct Sink {
 // maximal valid prefix (at least one byte).
 char32_t DecodeUtf8(const unsigned char*& p, const unsigned char* end) {
   unsigned lead = *p++;
-  if (lead < 0x80)
-    return lead;
+  if (lead < 0x80) return lead;
   int need;
   char32_t cp;
   unsigned lo = 0x80, hi = 0xBF;
@@ -56,8 +55,7 @@ char32_t DecodeUtf8(const unsigned char*& p, const unsigned char* end) {
     return kReplacement;
   }
   for (int i = 0; i < need; ++i) {
-    if (p == end || *p < lo || *p > hi)
-      return kReplacement;
+    if (p == end || *p < lo || *p > hi) return kReplacement;
     cp = (cp << 6) | (*p++ & 0x3F);
     lo = 0x80;
     hi = 0xBF;
@@ -150,8 +148,7 @@ int Finish(const Sink<Unit>& out) {
 
 size_t Length16(const char16_t* s) {
   size_t n = 0;
-  while (s[n])
-    ++n;
+  while (s[n]) ++n;
   return n;
 }
 
@@ -159,8 +156,7 @@ size_t Length16(const char16_t* s) {
 
 int XMultiByteToWideChar(unsigned codePage, const char* src, int srcBytes, char16_t* dst,
                          int dstUnits) {
-  if (!ArgumentsValid(codePage, src, srcBytes, dst, dstUnits))
-    return 0;
+  if (!ArgumentsValid(codePage, src, srcBytes, dst, dstUnits)) return 0;
   size_t n = srcBytes == -1 ? std::strlen(src) + 1 : size_t(srcBytes);
   const auto* p = reinterpret_cast<const unsigned char*>(src);
   Sink<char16_t> out{dstUnits > 0 ? dst : nullptr, dstUnits};
@@ -170,8 +166,7 @@ int XMultiByteToWideChar(unsigned codePage, const char* src, int srcBytes, char1
 
 int XWideCharToMultiByte(unsigned codePage, const char16_t* src, int srcUnits, char* dst,
                          int dstBytes) {
-  if (!ArgumentsValid(codePage, src, srcUnits, dst, dstBytes))
-    return 0;
+  if (!ArgumentsValid(codePage, src, srcUnits, dst, dstBytes)) return 0;
   size_t n = srcUnits == -1 ? Length16(src) + 1 : size_t(srcUnits);
   Sink<char> out{dstBytes > 0 ? dst : nullptr, dstBytes};
   EncodeAll(codePage, src, src + n, out);

@@ -4,8 +4,8 @@
 #include <string_view>
 
 enum : unsigned {
-  XCodePageAnsi = 0,      // the "ANSI" page; UTF-8 on Linux
-  XCodePageAscii = 20127, // US-ASCII
+  XCodePageAnsi = 0,       // the "ANSI" page; UTF-8 on Linux
+  XCodePageAscii = 20127,  // US-ASCII
   XCodePageUtf8 = 65001,
 };
 

@@ -2,8 +2,8 @@
 #include "foundation/XThread.h"
 
 #include <pthread.h>
-#include <semaphore.h>
 #include <sched.h>
+#include <semaphore.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -134,8 +134,8 @@ XThread::~XThread() { Close(); }
 
 bool XThread::Start(Function function, uintptr_t argument, bool startSuspended,
                     uint32_t stopTimeoutMs) {
-  return Launch([function, argument](XEvent& quit) { function(quit, argument); },
-                startSuspended, stopTimeoutMs);
+  return Launch([function, argument](XEvent& quit) { function(quit, argument); }, startSuspended,
+                stopTimeoutMs);
 }
 
 bool XThread::Start(Callable callable, bool startSuspended, uint32_t stopTimeoutMs) {

@@ -10,18 +10,15 @@ namespace {
 
 void Write(const std::string& path, const XBuffer& block) {
   FILE* f = std::fopen(path.c_str(), "wb");
-  if (!f)
-    return;
+  if (!f) return;
   std::fwrite(block.data, 1, block.size, f);
   std::fclose(f);
 }
 
 void Emit(const std::string& folder, const std::string& name, const XTagList& list) {
   XBuffer block;
-  if (list.ToBlock(block))
-    Write(folder + "/" + name + "-wide", block);
-  if (list.ToBlockUtf8(block))
-    Write(folder + "/" + name + "-utf8", block);
+  if (list.ToBlock(block)) Write(folder + "/" + name + "-wide", block);
+  if (list.ToBlockUtf8(block)) Write(folder + "/" + name + "-utf8", block);
 }
 
 }  // namespace

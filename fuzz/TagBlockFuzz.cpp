@@ -9,16 +9,13 @@
 namespace {
 
 bool SameLists(const XTagList& a, const XTagList& b) {
-  if (a.Count() != b.Count())
-    return false;
+  if (a.Count() != b.Count()) return false;
   for (int32_t i = 0; i < a.Count(); ++i) {
     const XTagItem& x = a.At(i);
     const XTagItem& y = b.At(i);
-    if (x.key != y.key || x.value != y.value || x.binary.size != y.binary.size)
-      return false;
+    if (x.key != y.key || x.value != y.value || x.binary.size != y.binary.size) return false;
     for (uint32_t k = 0; k < x.binary.size; ++k)
-      if (x.binary.data[k] != y.binary.data[k])
-        return false;
+      if (x.binary.data[k] != y.binary.data[k]) return false;
   }
   return true;
 }
@@ -26,15 +23,13 @@ bool SameLists(const XTagList& a, const XTagList& b) {
 // Whatever a reader made of the bytes must survive its own writer unchanged.
 void CheckRoundTrip(const XTagList& list, bool utf8) {
   XBuffer block;
-  if (!(utf8 ? list.ToBlockUtf8(block) : list.ToBlock(block)))
-    std::abort();
+  if (!(utf8 ? list.ToBlockUtf8(block) : list.ToBlock(block))) std::abort();
   XTagList again;
   if (utf8)
     again.FromBlockUtf8(block.data, block.size);
   else
     again.FromBlock(block.data, block.size);
-  if (!SameLists(list, again))
-    std::abort();
+  if (!SameLists(list, again)) std::abort();
 }
 
 // The list operations that walk keys a block can make up.

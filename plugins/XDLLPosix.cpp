@@ -35,7 +35,8 @@ bool IsCutShort(const char* path) {
       header.e_phentsize == sizeof(ElfW(Phdr))) {
     uint64_t size = uint64_t(status.st_size);
     std::vector<ElfW(Phdr)> segments(header.e_phnum);
-    cut = !ReadAt(file, segments.data(), segments.size() * sizeof(ElfW(Phdr)), off_t(header.e_phoff));
+    cut =
+        !ReadAt(file, segments.data(), segments.size() * sizeof(ElfW(Phdr)), off_t(header.e_phoff));
     for (size_t i = 0; !cut && i < segments.size(); ++i)
       cut = segments[i].p_type == PT_LOAD && segments[i].p_offset + segments[i].p_filesz > size;
   }

@@ -1,4 +1,5 @@
-// Audio format images: setting, normalising, converting between plain and extensible, sizes and times.
+// Audio format images: setting, normalising, converting between plain and extensible, sizes and
+// times.
 #include "plugins/XWaveFormat.h"
 
 #include <cstring>
@@ -7,8 +8,8 @@
 
 namespace {
 
-constexpr uint16_t knownSubFormats[] = {TV_FORMAT_PCM, TV_FORMAT_IEEE_FLOAT, TV_FORMAT_ALAW,
-                                        TV_FORMAT_MULAW, TV_FORMAT_ADPCM, TV_FORMAT_MPEG};
+constexpr uint16_t knownSubFormats[] = {TV_FORMAT_PCM,   TV_FORMAT_IEEE_FLOAT, TV_FORMAT_ALAW,
+                                        TV_FORMAT_MULAW, TV_FORMAT_ADPCM,      TV_FORMAT_MPEG};
 
 TvGuid SubFormatOf(uint16_t tag) {
   TvGuid guid = TV_SUBFORMAT_GUID(tag);
@@ -24,7 +25,9 @@ uint16_t KnownTagOf(const TvGuid& guid) {
   return 0;
 }
 
-uint32_t Clamp32(uint64_t value) { return value > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<uint32_t>(value); }
+uint32_t Clamp32(uint64_t value) {
+  return value > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<uint32_t>(value);
+}
 
 // a * b / c without overflow on the way; the result saturates.
 uint64_t MulDiv(uint64_t a, uint64_t b, uint64_t c) {
@@ -36,9 +39,13 @@ uint64_t MulDiv(uint64_t a, uint64_t b, uint64_t c) {
 
 XWaveFormat::XWaveFormat() : inlineImage{}, image(&inlineImage) { SetEmpty(); }
 
-XWaveFormat::XWaveFormat(const TvWaveFormatEx* format) : inlineImage{}, image(&inlineImage) { Set(format); }
+XWaveFormat::XWaveFormat(const TvWaveFormatEx* format) : inlineImage{}, image(&inlineImage) {
+  Set(format);
+}
 
-XWaveFormat::XWaveFormat(const XWaveFormat& other) : inlineImage{}, image(&inlineImage) { Set(other.image); }
+XWaveFormat::XWaveFormat(const XWaveFormat& other) : inlineImage{}, image(&inlineImage) {
+  Set(other.image);
+}
 
 XWaveFormat& XWaveFormat::operator=(const XWaveFormat& other) {
   Set(other.image);
@@ -85,7 +92,8 @@ void XWaveFormat::Set(const void* bytes, uint32_t length) {
   if (length == 16) {
     std::memcpy(&head.wBitsPerSample, static_cast<const uint8_t*>(bytes) + 14, 2);
   } else if (length == TV_FORMAT_OLD_SIZE) {
-    head.wBitsPerSample = head.nChannels ? static_cast<uint16_t>(head.nBlockAlign * 8u / head.nChannels) : 16;
+    head.wBitsPerSample =
+        head.nChannels ? static_cast<uint16_t>(head.nBlockAlign * 8u / head.nChannels) : 16;
   }
   Set(&head);
 }
@@ -131,7 +139,9 @@ void XWaveFormat::SetTag(uint16_t tag) {
   }
 }
 
-uint64_t XWaveFormat::MsToBytes(uint64_t ms) { return FloorToBlock(MulDiv(image->nAvgBytesPerSec, ms, 1000)); }
+uint64_t XWaveFormat::MsToBytes(uint64_t ms) {
+  return FloorToBlock(MulDiv(image->nAvgBytesPerSec, ms, 1000));
+}
 
 uint64_t XWaveFormat::BytesToMs(uint64_t bytes) {
   if (image->nAvgBytesPerSec == 0) image->nAvgBytesPerSec = 1;
@@ -159,7 +169,8 @@ uint64_t XWaveFormat::FloorToChannels(uint64_t samples) const {
 }
 
 void XWaveFormat::Recompute() {
-  image->nBlockAlign = static_cast<uint16_t>(uint32_t{image->wBitsPerSample} * image->nChannels / 8u);
+  image->nBlockAlign =
+      static_cast<uint16_t>(uint32_t{image->wBitsPerSample} * image->nChannels / 8u);
   image->nAvgBytesPerSec = image->nBlockAlign * image->nSamplesPerSec;
 }
 
@@ -172,7 +183,8 @@ void XWaveFormat::SetChannels(uint16_t channels, bool recompute) {
 
 void XWaveFormat::SetBits(uint16_t bits, bool recompute) {
   uint16_t tag = EffectiveTag();
-  if (IsExtensible() && bits != image->wBitsPerSample && (tag == TV_FORMAT_PCM || tag == TV_FORMAT_IEEE_FLOAT))
+  if (IsExtensible() && bits != image->wBitsPerSample &&
+      (tag == TV_FORMAT_PCM || tag == TV_FORMAT_IEEE_FLOAT))
     Extensible()->wValidBitsPerSample = bits;
   image->wBitsPerSample = bits;
   if (recompute) Recompute();
@@ -205,7 +217,8 @@ bool XWaveFormat::ToPlain() {
   uint32_t extra = image->cbSize - TV_FORMAT_EXTENSIBLE_EXTRA;
   XBuffer plain;
   if (!plain.AssignData(image, TV_FORMAT_PLAIN_SIZE + extra)) return false;
-  std::memcpy(plain.data + TV_FORMAT_PLAIN_SIZE, reinterpret_cast<const uint8_t*>(image) + TV_FORMAT_IMAGE_SIZE, extra);
+  std::memcpy(plain.data + TV_FORMAT_PLAIN_SIZE,
+              reinterpret_cast<const uint8_t*>(image) + TV_FORMAT_IMAGE_SIZE, extra);
   TvWaveFormatEx* head = reinterpret_cast<TvWaveFormatEx*>(plain.data);
   head->cbSize = static_cast<uint16_t>(extra);
   head->wFormatTag = tag;
@@ -218,7 +231,8 @@ void XWaveFormat::Copy40(TvWaveFormatExtensible* out) const {
   *out = {};
   if (IsExtensible()) {
     std::memcpy(out, image, TV_FORMAT_IMAGE_SIZE);
-    if (out->Format.cbSize > TV_FORMAT_EXTENSIBLE_EXTRA) out->Format.cbSize = TV_FORMAT_EXTENSIBLE_EXTRA;
+    if (out->Format.cbSize > TV_FORMAT_EXTENSIBLE_EXTRA)
+      out->Format.cbSize = TV_FORMAT_EXTENSIBLE_EXTRA;
   } else {
     out->Format = *image;
     out->Format.cbSize = 0;
@@ -228,9 +242,12 @@ void XWaveFormat::Copy40(TvWaveFormatExtensible* out) const {
 bool XWaveFormat::IsStandardDepth() const {
   uint16_t bits = image->wBitsPerSample;
   switch (EffectiveTag()) {
-    case TV_FORMAT_PCM: return bits == 8 || bits == 16 || bits == 24 || bits == 32;
-    case TV_FORMAT_IEEE_FLOAT: return bits == 32 || bits == 64;
-    default: return true;
+    case TV_FORMAT_PCM:
+      return bits == 8 || bits == 16 || bits == 24 || bits == 32;
+    case TV_FORMAT_IEEE_FLOAT:
+      return bits == 32 || bits == 64;
+    default:
+      return true;
   }
 }
 
@@ -247,7 +264,8 @@ bool XWaveFormat::IsSame(const TvWaveFormatEx* a, const TvWaveFormatEx* b) {
     return wideA->wValidBitsPerSample == wideB->wValidBitsPerSample &&
            std::memcmp(&wideA->SubFormat, &wideB->SubFormat, sizeof(TvGuid)) == 0;
   }
-  if ((a->wFormatTag == TV_FORMAT_EXTENSIBLE) == (b->wFormatTag == TV_FORMAT_EXTENSIBLE)) return false;
+  if ((a->wFormatTag == TV_FORMAT_EXTENSIBLE) == (b->wFormatTag == TV_FORMAT_EXTENSIBLE))
+    return false;
   XWaveFormat first(a), second(b);
   if (!first.ToPlain() && !second.ToPlain()) return false;
   return IsSame(first.image, second.image);
@@ -273,7 +291,8 @@ XString XWaveFormat::LogText() const {
 bool XWaveFormat::WriteWaveHeader(XFile& file, uint64_t frames) const {
   uint64_t dataBytes = MulDiv(frames, image->nBlockAlign, 1);
   uint32_t formatLength = IsExtensible() ? TV_FORMAT_IMAGE_SIZE : TV_FORMAT_PLAIN_SIZE;
-  uint32_t riffSize = (dataBytes >> 32) ? 0xFFFFFFFFu : Clamp32(formatLength + dataBytes + 20 + (dataBytes & 1));
+  uint32_t riffSize =
+      (dataBytes >> 32) ? 0xFFFFFFFFu : Clamp32(formatLength + dataBytes + 20 + (dataBytes & 1));
   uint32_t dataSize = (dataBytes >> 32) ? 0xFFFFFFFFu : static_cast<uint32_t>(dataBytes);
   // Little-endian fields are written as they lie in memory on this platform.
   file.Write("RIFF", 4);

@@ -67,7 +67,9 @@ class XWaveFormat {
   bool WriteWaveHeader(XFile& file, uint64_t frames) const;
 
  private:
-  TvWaveFormatExtensible* Extensible() const { return reinterpret_cast<TvWaveFormatExtensible*>(image); }
+  TvWaveFormatExtensible* Extensible() const {
+    return reinterpret_cast<TvWaveFormatExtensible*>(image);
+  }
   void Normalise();
   void SetEmpty();
 

@@ -74,8 +74,8 @@ bool LoadByPath(const XString& path, Binding& binding, TvHostContext* context, c
   const TvHostContext& log = ContextOrProcess(context, fallback);
   Log(u"->->", log, function);
   Log(XString(u"Loading ") + what + u" '" + path + u"'", log, function);
-  bool loaded = clTvCodecHandler::IsLibraryFile(path) && binding.Reload(path.CStr()) &&
-                binding.Make(context);
+  bool loaded =
+      clTvCodecHandler::IsLibraryFile(path) && binding.Reload(path.CStr()) && binding.Make(context);
   Log(u"<-<-", log, function);
   return loaded;
 }
@@ -151,8 +151,7 @@ bool clTvCodecHandler::TryDecoderLibrary(const XString& path, const XString& ext
                                          bool streaming) {
   if (IsLibraryFile(path) && decoder.Reload(path.CStr(), ext.CStr()) && decoder.Make(context)) {
     TvPluginValue value;
-    for (int32_t index = 0; DecodesEntry(decoder, streaming, index, value) && value.text1;
-         ++index)
+    for (int32_t index = 0; DecodesEntry(decoder, streaming, index, value) && value.text1; ++index)
       if (XString::EqualsNoCase(value.text1, ext.CStr())) return true;
   }
   decoder.Unload();
@@ -233,8 +232,8 @@ void clTvCodecHandler::ListDecoderTypes(bool allAudioFiles, XStringList* extensi
 
 bool clTvCodecHandler::LoadEncoder(const XString& name, clTvEncoder& encoder,
                                    TvHostContext* context, const void* module) {
-  return LoadByPath(EncoderPath(name, module), encoder, context,
-                    "clTvCodecHandler::LoadEncoder", u"Encoder");
+  return LoadByPath(EncoderPath(name, module), encoder, context, "clTvCodecHandler::LoadEncoder",
+                    u"Encoder");
 }
 
 XString clTvCodecHandler::EncoderPath(const XString& name, const void* module) {
@@ -286,8 +285,9 @@ XString clTvCodecHandler::DSPPath(const XString& name, const void* module) {
 
 bool clTvCodecHandler::IsLosslessFormatName(const XString& name) {
   static const char16_t* const names[] = {
-      u"Aiff", u"Apple Lossless", u"FLAC",    u"Monkeys Audio", u"Optim FROG",
-      u"The True Audio (TTA)",    u"Wave",    u"Wave64",        u"WavPack"};
+      u"Aiff",          u"Apple Lossless", u"FLAC",
+      u"Monkeys Audio", u"Optim FROG",     u"The True Audio (TTA)",
+      u"Wave",          u"Wave64",         u"WavPack"};
   for (const char16_t* n : names)
     if (XString::EqualsNoCase(name.CStr(), n)) return true;
   return false;

@@ -54,9 +54,7 @@ int32_t clTvDecoder::Set(const char16_t* key, TvPluginValue* value) {
   return instance && set ? set(instance, key, value) : 0;
 }
 
-int32_t clTvDecoder::Open(TvOpenInfo* info) {
-  return instance && open ? open(instance, info) : 0;
-}
+int32_t clTvDecoder::Open(TvOpenInfo* info) { return instance && open ? open(instance, info) : 0; }
 
 int32_t clTvDecoder::Close(TvConversionInfo* info) {
   return instance && close ? close(instance, info) : 0;

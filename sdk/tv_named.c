@@ -27,8 +27,7 @@ struct tv_counter {
 /* How often a wait on two events looks at the second one. */
 #define WAIT_EITHER_SLICE_MS 2u
 
-static void* open_handle(size_t bytes, int kind, const char* name, uint32_t size,
-                         int* existed) {
+static void* open_handle(size_t bytes, int kind, const char* name, uint32_t size, int* existed) {
   tvn_handle* handle = malloc(bytes);
   if (!handle) return NULL;
   if (tvn_open(handle, kind, name, size, existed) != 0) {

@@ -21,9 +21,12 @@
 
 static const char* kind_text(int kind) {
   switch (kind) {
-    case TVN_EVENT: return "evt";
-    case TVN_MUTEX: return "mtx";
-    default: return "blk";
+    case TVN_EVENT:
+      return "evt";
+    case TVN_MUTEX:
+      return "mtx";
+    default:
+      return "blk";
   }
 }
 
@@ -49,8 +52,7 @@ void tvn_make_name(char* out, size_t out_size, int kind, const char* name) {
   for (size_t i = 0; i < keep && at + 1 < out_size; ++i)
     out[at++] = name[i] == '/' ? '\\' : name[i];
   out[at] = 0;
-  if (shorten)
-    snprintf(out + at, out_size - at, "-%016llx", (unsigned long long)fnv1a64(name));
+  if (shorten) snprintf(out + at, out_size - at, "-%016llx", (unsigned long long)fnv1a64(name));
 }
 
 static size_t page_round(size_t bytes) {
@@ -120,9 +122,7 @@ static void release_store_lock(int fd) {
   errno = saved;
 }
 
-static int process_alive(int32_t pid) {
-  return kill(pid, 0) == 0 || errno != ESRCH;
-}
+static int process_alive(int32_t pid) { return kill(pid, 0) == 0 || errno != ESRCH; }
 
 /* Drops users whose process is gone; gives the number of users left. */
 static int prune_users(tvn_head* head) {
@@ -322,8 +322,7 @@ static void sweep_when_due(void) {
   uint64_t ms = (uint64_t)now.tv_sec * 1000u + (uint64_t)now.tv_nsec / 1000000u + 1;
   uint64_t last = __atomic_load_n(&last_sweep, __ATOMIC_RELAXED);
   if (last != 0 && ms - last < TVN_SWEEP_PERIOD_MS) return;
-  if (!__atomic_compare_exchange_n(&last_sweep, &last, ms, 0, __ATOMIC_RELAXED,
-                                   __ATOMIC_RELAXED))
+  if (!__atomic_compare_exchange_n(&last_sweep, &last, ms, 0, __ATOMIC_RELAXED, __ATOMIC_RELAXED))
     return;
   int saved = errno;
   sweep_all();

@@ -1,4 +1,5 @@
-/* The plug-in boundary: records, format image, exports of decoders, encoders and DSP effects, and the key catalogue. */
+/* The plug-in boundary: records, format image, exports of decoders, encoders and DSP effects, and
+ * the key catalogue. */
 #ifndef TV_PLUGIN_H
 #define TV_PLUGIN_H
 
@@ -29,18 +30,18 @@ extern "C" {
 
 /* ---- Audio format image ---- */
 
-#define TV_FORMAT_PCM 1u            /* integer samples */
+#define TV_FORMAT_PCM 1u /* integer samples */
 #define TV_FORMAT_ADPCM 2u
-#define TV_FORMAT_IEEE_FLOAT 3u     /* float samples */
+#define TV_FORMAT_IEEE_FLOAT 3u /* float samples */
 #define TV_FORMAT_ALAW 6u
 #define TV_FORMAT_MULAW 7u
 #define TV_FORMAT_MPEG 0x50u
 #define TV_FORMAT_EXTENSIBLE 0xFFFEu /* the real tag is the sub-format GUID's */
 
-#define TV_FORMAT_PLAIN_SIZE 18u      /* a plain image: up to and including cbSize */
-#define TV_FORMAT_IMAGE_SIZE 40u      /* room the records reserve; an extensible image */
-#define TV_FORMAT_EXTENSIBLE_EXTRA 22u /* the least cbSize of an extensible image */
-#define TV_FORMAT_OLD_SIZE 14u        /* an old-style format: no bits, no cbSize */
+#define TV_FORMAT_PLAIN_SIZE 18u            /* a plain image: up to and including cbSize */
+#define TV_FORMAT_IMAGE_SIZE 40u            /* room the records reserve; an extensible image */
+#define TV_FORMAT_EXTENSIBLE_EXTRA 22u      /* the least cbSize of an extensible image */
+#define TV_FORMAT_OLD_SIZE 14u              /* an old-style format: no bits, no cbSize */
 #define TV_CHANNEL_MASK_UNKNOWN 0x80000000u /* no speaker positions given */
 
 /* A GUID in its usual mixed-endian layout: data1 to data3 little-endian, data4 as bytes. */
@@ -53,8 +54,10 @@ typedef struct TvGuid {
 
 /* Initialiser of the sub-format GUID <tag>-0000-0010-8000-00AA00389B71. Known tags: PCM,
    ADPCM, IEEE float, A-law, mu-law and MPEG. */
-#define TV_SUBFORMAT_GUID(tag) \
-  { (uint32_t)(tag), 0x0000u, 0x0010u, { 0x80u, 0x00u, 0x00u, 0xAAu, 0x00u, 0x38u, 0x9Bu, 0x71u } }
+#define TV_SUBFORMAT_GUID(tag)                                                                    \
+  {                                                                                               \
+    (uint32_t)(tag), 0x0000u, 0x0010u, { 0x80u, 0x00u, 0x00u, 0xAAu, 0x00u, 0x38u, 0x9Bu, 0x71u } \
+  }
 
 /* A plain format: the first 18 bytes of every image. Packed to 2 so that it is 18 bytes long. */
 #pragma pack(push, 2)
@@ -88,8 +91,8 @@ typedef struct TvHostContext {
   intptr_t logHandle;   /* the debug log file, or 0 when no log is open */
 } TvHostContext;
 
-#define TV_INTERFACE_LEVEL 29u     /* TvOpenInfo.interfaceLevel on the normal path */
-#define TV_INTERFACE_LEVEL_RAW 28u /* on the raw hand-over path (SendRawUnCompressed) */
+#define TV_INTERFACE_LEVEL 29u      /* TvOpenInfo.interfaceLevel on the normal path */
+#define TV_INTERFACE_LEVEL_RAW 28u  /* on the raw hand-over path (SendRawUnCompressed) */
 #define TV_STANDARD_INPUT_NAME u"-" /* the source name of audio on standard input */
 
 /* Given to a decoder's Open, which fills everything but the first two fields. It lives for
@@ -104,25 +107,26 @@ typedef struct TvOpenInfo {
   uint8_t reserved1[8];          /* stays zero */
   void* idTags;                  /* the source's ID tags as a tag block, the decoder's */
   uint32_t idTagsSize;           /* bytes at idTags */
-  void* properties;              /* audio properties as a tag block ("Audio Quality"), the decoder's */
-  uint32_t propertiesSize;       /* bytes at properties */
-  uint8_t reserved2[16];         /* stays zero */
+  void* properties;        /* audio properties as a tag block ("Audio Quality"), the decoder's */
+  uint32_t propertiesSize; /* bytes at properties */
+  uint8_t reserved2[16];   /* stays zero */
 } TvOpenInfo;
 
 /* One block of audio. Zero-filled before each decode call; the same record then passes
    through every live DSP and into the encoder, each seeing what the previous one left. */
 typedef struct TvAudioBlock {
-  void* data;                    /* audio data, owned by whoever filled it; valid until the next decode */
-  uint32_t byteCount;            /* bytes at data: whole frames of nBlockAlign */
+  void* data;         /* audio data, owned by whoever filled it; valid until the next decode */
+  uint32_t byteCount; /* bytes at data: whole frames of nBlockAlign */
   TvWaveFormatExtensible format; /* the format the data is in */
   uint32_t bitRate;              /* bits per second; 0 in blocks of non-live rendering */
-  uint64_t msDuration;           /* this block's length in ms (the stream's, for a live DSP in non-live rendering) */
-  uint8_t reserved1[16];         /* passed on unread */
-  uint64_t msPosition;           /* time already passed through, in ms */
-  uint32_t endOfStream;          /* non-zero on the last block */
-  uint8_t reserved2[8];          /* passed on unread */
-  const char16_t* statusText;    /* optional status text; cleared before the DSP and encoder passes */
-  uint8_t reserved3[4];          /* passed on unread */
+  uint64_t msDuration;        /* this block's length in ms (the stream's, for a live DSP in non-live
+                                 rendering) */
+  uint8_t reserved1[16];      /* passed on unread */
+  uint64_t msPosition;        /* time already passed through, in ms */
+  uint32_t endOfStream;       /* non-zero on the last block */
+  uint8_t reserved2[8];       /* passed on unread */
+  const char16_t* statusText; /* optional status text; cleared before the DSP and encoder passes */
+  uint8_t reserved3[4];       /* passed on unread */
 } TvAudioBlock;
 
 /* The run's conversion record, given at begin and end of conversion. */
@@ -130,11 +134,12 @@ typedef struct TvConversionInfo {
   const char16_t* sourceFile;      /* source file, as in TvOpenInfo */
   const char16_t* outputFile;      /* file the encoder writes (temporary or final name) */
   const char16_t* encoderSettings; /* command line without the engine's own options */
-  TvWaveFormatExtensible* format;  /* TvOpenInfo.format of the live record; msLength and byteLength follow it */
-  void* idTags;                    /* prepared ID tags as a tag block, the engine's */
-  uint32_t idTagsSize;             /* bytes at idTags */
-  void* extraInfo;                 /* audio properties plus "_encoder"; an encoder may leave "FileName1"... here */
-  uint32_t extraInfoSize;          /* bytes at extraInfo */
+  TvWaveFormatExtensible*
+      format;          /* TvOpenInfo.format of the live record; msLength and byteLength follow it */
+  void* idTags;        /* prepared ID tags as a tag block, the engine's */
+  uint32_t idTagsSize; /* bytes at idTags */
+  void* extraInfo; /* audio properties plus "_encoder"; an encoder may leave "FileName1"... here */
+  uint32_t extraInfoSize; /* bytes at extraInfo */
 } TvConversionInfo;
 
 /* Where msLength and byteLength lie behind the address in TvConversionInfo.format. */
@@ -151,14 +156,14 @@ typedef struct TvAfterConversionInfo {
 /* The value of every Get and Set, zero-filled by the caller. Which fields count depends
    on the key; see the catalogue below. */
 typedef struct TvPluginValue {
-  int32_t index;        /* index of an enumeration, or round number */
-  int32_t value;        /* integer value, size in bytes, or status */
-  int32_t value2;       /* second integer */
-  uint8_t reserved[12]; /* not used */
+  int32_t index;         /* index of an enumeration, or round number */
+  int32_t value;         /* integer value, size in bytes, or status */
+  int32_t value2;        /* second integer */
+  uint8_t reserved[12];  /* not used */
   const char16_t* text1; /* first text */
   const char16_t* text2; /* second text */
   const char16_t* text3; /* third text */
-  void* data;           /* data block or further record */
+  void* data;            /* data block or further record */
 } TvPluginValue;
 
 #pragma pack(pop)
@@ -172,17 +177,22 @@ typedef struct TvPluginValue {
 TV_PLUGIN_STATIC_ASSERT(sizeof(TvGuid) == 16, "GUID is 16 bytes");
 TV_PLUGIN_STATIC_ASSERT(sizeof(TvWaveFormatEx) == 18, "plain format image is 18 bytes");
 TV_PLUGIN_STATIC_ASSERT(sizeof(TvWaveFormatExtensible) == 40, "format image is 40 bytes");
-TV_PLUGIN_STATIC_ASSERT(offsetof(TvWaveFormatExtensible, dwChannelMask) == 20, "channel mask at 20");
+TV_PLUGIN_STATIC_ASSERT(offsetof(TvWaveFormatExtensible, dwChannelMask) == 20,
+                        "channel mask at 20");
 TV_PLUGIN_STATIC_ASSERT(offsetof(TvWaveFormatExtensible, SubFormat) == 24, "sub-format at 24");
 TV_PLUGIN_STATIC_ASSERT(sizeof(TvHostContext) == TV_PLUGIN_SIZE(12, 24), "TvHostContext size");
 TV_PLUGIN_STATIC_ASSERT(sizeof(TvOpenInfo) == TV_PLUGIN_SIZE(108, 120), "TvOpenInfo size");
 TV_PLUGIN_STATIC_ASSERT(sizeof(TvAudioBlock) == TV_PLUGIN_SIZE(104, 112), "TvAudioBlock size");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvConversionInfo) == TV_PLUGIN_SIZE(32, 56), "TvConversionInfo size");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvAfterConversionInfo) == TV_PLUGIN_SIZE(36, 60), "TvAfterConversionInfo size");
+TV_PLUGIN_STATIC_ASSERT(sizeof(TvConversionInfo) == TV_PLUGIN_SIZE(32, 56),
+                        "TvConversionInfo size");
+TV_PLUGIN_STATIC_ASSERT(sizeof(TvAfterConversionInfo) == TV_PLUGIN_SIZE(36, 60),
+                        "TvAfterConversionInfo size");
 TV_PLUGIN_STATIC_ASSERT(sizeof(TvPluginValue) == TV_PLUGIN_SIZE(40, 56), "TvPluginValue size");
-TV_PLUGIN_STATIC_ASSERT(offsetof(TvOpenInfo, msLength) - offsetof(TvOpenInfo, format) == TV_FORMAT_TO_MS_LENGTH,
+TV_PLUGIN_STATIC_ASSERT(offsetof(TvOpenInfo, msLength) - offsetof(TvOpenInfo, format) ==
+                            TV_FORMAT_TO_MS_LENGTH,
                         "total milliseconds 44 bytes behind the format");
-TV_PLUGIN_STATIC_ASSERT(offsetof(TvOpenInfo, byteLength) - offsetof(TvOpenInfo, format) == TV_FORMAT_TO_BYTE_LENGTH,
+TV_PLUGIN_STATIC_ASSERT(offsetof(TvOpenInfo, byteLength) - offsetof(TvOpenInfo, format) ==
+                            TV_FORMAT_TO_BYTE_LENGTH,
                         "total bytes 52 bytes behind the format");
 
 /* ---- Exports ---- */
@@ -231,13 +241,15 @@ typedef int32_t (*TvEncoderDestroyFn)(TvInstance instance); /* result ignored */
 typedef int32_t (*TvEncoderGetFn)(TvInstance instance, const char16_t* key, TvPluginValue* value);
 typedef int32_t (*TvEncoderSetFn)(TvInstance instance, const char16_t* key, TvPluginValue* value);
 /* Bound but never called in a conversion. */
-typedef int32_t (*TvEncoderShowConfigBitFn)(TvInstance instance, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+typedef int32_t (*TvEncoderShowConfigBitFn)(TvInstance instance, uint32_t a, uint32_t b, uint32_t c,
+                                            uint32_t d);
 typedef int32_t (*TvEncoderRemoveConfigBitFn)(TvInstance instance, uint32_t a);
 /* Creates the output named at outputFile and prepares. */
 typedef int32_t (*TvEncoderBeginConversionFn)(TvInstance instance, TvConversionInfo* info);
 /* Finishes the output. *writeTags is 0 on entry; non-zero asks the engine to write the ID
    tags into the output through a decoder. */
-typedef int32_t (*TvEncoderEndConversionFn)(TvInstance instance, TvConversionInfo* info, int32_t* writeTags);
+typedef int32_t (*TvEncoderEndConversionFn)(TvInstance instance, TvConversionInfo* info,
+                                            int32_t* writeTags);
 typedef int32_t (*TvEncoderEncodeBlockFn)(TvInstance instance, TvAudioBlock* block);
 
 /* DSP effect. */
@@ -258,17 +270,20 @@ typedef int32_t (*TvDSPDestroyFn)(TvInstance instance); /* result ignored */
 typedef int32_t (*TvDSPGetFn)(TvInstance instance, const char16_t* key, TvPluginValue* value);
 typedef int32_t (*TvDSPSetFn)(TvInstance instance, const char16_t* key, TvPluginValue* value);
 /* Bound but never called in a conversion. */
-typedef int32_t (*TvDSPShowConfigBitFn)(TvInstance instance, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+typedef int32_t (*TvDSPShowConfigBitFn)(TvInstance instance, uint32_t a, uint32_t b, uint32_t c,
+                                        uint32_t d);
 typedef int32_t (*TvDSPRemoveConfigBitFn)(TvInstance instance, uint32_t a);
 /* Live DSP: prepare, with the effect's parameter text. */
-typedef int32_t (*TvDSPBeginConversionFn)(TvInstance instance, TvConversionInfo* info, const char16_t* parameters);
+typedef int32_t (*TvDSPBeginConversionFn)(TvInstance instance, TvConversionInfo* info,
+                                          const char16_t* parameters);
 typedef int32_t (*TvDSPEndConversionFn)(TvInstance instance, TvConversionInfo* info);
 /* Live DSP: process one block in place, or point the record at a buffer of its own. */
 typedef int32_t (*TvDSPPassAudioBlockFn)(TvInstance instance, TvAudioBlock* block);
 /* Non-live DSP: process the whole raw audio file in place; may rewrite the format. The quit
    event is named for tv_event_create. */
-typedef int32_t (*TvDSPPassNonLiveFn)(TvInstance instance, const char16_t* rawFile, TvWaveFormatExtensible* format,
-                                      const char16_t* parameters, const char16_t* quitEventName);
+typedef int32_t (*TvDSPPassNonLiveFn)(TvInstance instance, const char16_t* rawFile,
+                                      TvWaveFormatExtensible* format, const char16_t* parameters,
+                                      const char16_t* quitEventName);
 /* Once for each output file; info points at a TvAfterConversionInfo. */
 typedef int32_t (*TvDSPAfterConversionFn)(TvInstance instance, TvConversionInfo* info);
 
@@ -291,10 +306,12 @@ TV_PLUGIN_EXPORT TvInstance ENC_Create(TvHostContext* context);
 TV_PLUGIN_EXPORT int32_t ENC_Destroy(TvInstance instance);
 TV_PLUGIN_EXPORT int32_t ENC_Get(TvInstance instance, const char16_t* key, TvPluginValue* value);
 TV_PLUGIN_EXPORT int32_t ENC_Set(TvInstance instance, const char16_t* key, TvPluginValue* value);
-TV_PLUGIN_EXPORT int32_t ENC_ShowConfigBit(TvInstance instance, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+TV_PLUGIN_EXPORT int32_t ENC_ShowConfigBit(TvInstance instance, uint32_t a, uint32_t b, uint32_t c,
+                                           uint32_t d);
 TV_PLUGIN_EXPORT int32_t ENC_RemoveConfigBit(TvInstance instance, uint32_t a);
 TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info);
-TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info, int32_t* writeTags);
+TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info,
+                                           int32_t* writeTags);
 TV_PLUGIN_EXPORT int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block);
 #endif
 #ifdef TV_DSP_PLUGIN
@@ -302,13 +319,16 @@ TV_PLUGIN_EXPORT TvInstance DSP_Create(TvHostContext* context);
 TV_PLUGIN_EXPORT int32_t DSP_Destroy(TvInstance instance);
 TV_PLUGIN_EXPORT int32_t DSP_Get(TvInstance instance, const char16_t* key, TvPluginValue* value);
 TV_PLUGIN_EXPORT int32_t DSP_Set(TvInstance instance, const char16_t* key, TvPluginValue* value);
-TV_PLUGIN_EXPORT int32_t DSP_ShowConfigBit(TvInstance instance, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+TV_PLUGIN_EXPORT int32_t DSP_ShowConfigBit(TvInstance instance, uint32_t a, uint32_t b, uint32_t c,
+                                           uint32_t d);
 TV_PLUGIN_EXPORT int32_t DSP_RemoveConfigBit(TvInstance instance, uint32_t a);
-TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info, const char16_t* parameters);
+TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info,
+                                             const char16_t* parameters);
 TV_PLUGIN_EXPORT int32_t DSP_EndConversion(TvInstance instance, TvConversionInfo* info);
 TV_PLUGIN_EXPORT int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block);
-TV_PLUGIN_EXPORT int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile, TvWaveFormatExtensible* format,
-                                         const char16_t* parameters, const char16_t* quitEventName);
+TV_PLUGIN_EXPORT int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile,
+                                         TvWaveFormatExtensible* format, const char16_t* parameters,
+                                         const char16_t* quitEventName);
 TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance instance, TvConversionInfo* info);
 #endif
 
@@ -329,7 +349,8 @@ TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance instance, TvConversionIn
 #define TV_KEY_BATCH_ID u"BatchID"
 /* Encoder Set after open. in: text1 the priority text. */
 #define TV_KEY_PRIORITY u"Priority"
-/* Decoder Set before open, when the encoder answered NeedHQAudio. in: text1 TV_DECODE_AS_HIGHEST. */
+/* Decoder Set before open, when the encoder answered NeedHQAudio. in: text1 TV_DECODE_AS_HIGHEST.
+ */
 #define TV_KEY_DECODE_AS u"Decode As"
 #define TV_DECODE_AS_HIGHEST u"Highest Quality"
 /* Set on the decoder that belongs to the output, to write tags. in: value size of the tag
@@ -378,7 +399,7 @@ TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance instance, TvConversionIn
 /* Keys inside the tag blocks of the records. */
 #define TV_TAG_AUDIO_QUALITY u"Audio Quality" /* in TvOpenInfo.properties */
 #define TV_TAG_ENCODER u"_encoder"            /* added to extraInfo: the encoder's name */
-#define TV_TAG_FILE_NAME u"FileName"          /* FileName1, FileName2...: an encoder's several outputs */
+#define TV_TAG_FILE_NAME u"FileName" /* FileName1, FileName2...: an encoder's several outputs */
 
 #ifdef __cplusplus
 }

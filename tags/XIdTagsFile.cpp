@@ -9,19 +9,15 @@ namespace {
 
 bool ReadWhole(const XString& path, XBuffer& bytes) {
   XFile file;
-  if (!file.Open(path, GENERIC_READ, OPEN_EXISTING, false))
-    return false;
+  if (!file.Open(path, GENERIC_READ, OPEN_EXISTING, false)) return false;
   bool failed = false;
   int64_t size = file.Size(&failed);
-  if (failed || size <= 0 || size >= int64_t(UINT32_MAX) + 1)
-    return false;
-  if (!bytes.Resize(uint32_t(size), false, false, 0, true))
-    return false;
+  if (failed || size <= 0 || size >= int64_t(UINT32_MAX) + 1) return false;
+  if (!bytes.Resize(uint32_t(size), false, false, 0, true)) return false;
   uint32_t done = 0;
   while (done < bytes.size) {
     uint32_t got = file.Read(bytes.data + done, bytes.size - done, XSeekCurrent, &failed);
-    if (failed || got == 0)
-      return false;
+    if (failed || got == 0) return false;
     done += got;
   }
   bytes.length = done;
@@ -34,8 +30,7 @@ bool ReadIdTagsFile(const XString& path, XBuffer& bytes) {
   Log(u"Reading StdIn Tmp File IDTags: ", "ReadIdTagsFile", false);
   bytes.Free();
   bool ok = ReadWhole(path, bytes);
-  if (!ok)
-    bytes.Free();
+  if (!ok) bytes.Free();
   Log(u"Read", "ReadIdTagsFile", true);
   return ok;
 }
@@ -43,8 +38,7 @@ bool ReadIdTagsFile(const XString& path, XBuffer& bytes) {
 bool LoadIdTagsFile(const XString& path, XTagList& list) {
   XBuffer bytes;
   list.Clear();
-  if (!ReadIdTagsFile(path, bytes))
-    return false;
+  if (!ReadIdTagsFile(path, bytes)) return false;
   list.FromBlock(bytes.data, bytes.size);
   return true;
 }

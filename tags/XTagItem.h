@@ -6,7 +6,7 @@
 // A text item has an empty binary (size 0). Keys are compared without regard to ASCII case;
 // a key that starts with "_" is a hidden key (pictures, CD table of contents, CRC, RIFF).
 class XTagItem {
-public:
+ public:
   XTagItem() = default;
   XTagItem(const XString& itemKey, const XString& itemValue) : key(itemKey), value(itemValue) {}
 

@@ -10,10 +10,9 @@ namespace {
 XPtrArray::Word WordOf(XTagItem* item) { return reinterpret_cast<XPtrArray::Word>(item); }
 
 bool KeysMatch(const XString& a, const XString& b, bool ignoreSubDesc) {
-  if (!ignoreSubDesc)
-    return XString::Compare(a.CStr(), b.CStr(), 0, true) == 0;
-  return XString::Compare(KeyWithoutSubDesc(a, true).CStr(), KeyWithoutSubDesc(b, true).CStr(),
-                          0, true) == 0;
+  if (!ignoreSubDesc) return XString::Compare(a.CStr(), b.CStr(), 0, true) == 0;
+  return XString::Compare(KeyWithoutSubDesc(a, true).CStr(), KeyWithoutSubDesc(b, true).CStr(), 0,
+                          true) == 0;
 }
 
 bool StartsWithNoCase(const XString& text, const char16_t* prefix) {
@@ -49,25 +48,19 @@ XTagItem* XTagList::AddData(const XString& key, const void* data, int64_t size) 
   return item;
 }
 
-XTagItem* XTagList::AddItem(const XTagItem& item) {
-  return Append(new XTagItem(item));
-}
+XTagItem* XTagList::AddItem(const XTagItem& item) { return Append(new XTagItem(item)); }
 
-XTagItem* XTagList::AddItemMove(XTagItem& item) {
-  return Append(new XTagItem(std::move(item)));
-}
+XTagItem* XTagList::AddItemMove(XTagItem& item) { return Append(new XTagItem(std::move(item))); }
 
 int32_t XTagList::IndexOf(const XString& key, bool ignoreSubDesc) const {
   for (int32_t i = 0; i < Count(); ++i)
-    if (KeysMatch(ItemAt(i)->key, key, ignoreSubDesc))
-      return i;
+    if (KeysMatch(ItemAt(i)->key, key, ignoreSubDesc)) return i;
   return -1;
 }
 
 XTagItem* XTagList::Find(const XString& key, bool ignoreSubDesc) {
   int32_t index = IndexOf(key, ignoreSubDesc);
-  if (index < 0)
-    return nullptr;
+  if (index < 0) return nullptr;
   current = ItemAt(index);
   return current;
 }
@@ -85,25 +78,21 @@ XString XTagList::GetValue(const XString& key) const {
 XString XTagList::GetFirstLine(const XString& key) const {
   XString value = GetValue(key);
   int cr = value.FindChar(u'\r');
-  if (cr > 0)
-    value.ChopRight(value.Length() - cr + 1);
+  if (cr > 0) value.ChopRight(value.Length() - cr + 1);
   return value;
 }
 
 XTagItem* XTagList::Set(const XString& key, const XString& value) {
   XTagItem* item = Find(key, false);
-  if (!item)
-    return Add(key, value);
+  if (!item) return Add(key, value);
   item->value = value;
   return item;
 }
 
 XTagItem* XTagList::SetItem(XTagItem& item) {
   XTagItem* match = Find(item.key, false);
-  if (!match)
-    return AddItemMove(item);
-  if (match != &item)
-    *match = std::move(item);
+  if (!match) return AddItemMove(item);
+  if (match != &item) *match = std::move(item);
   return match;
 }
 
@@ -119,20 +108,17 @@ bool XTagList::Remove(const XString& key) {
 }
 
 void XTagList::RemoveAt(int32_t index) {
-  if (index < 0 || index >= Count())
-    return;
+  if (index < 0 || index >= Count()) return;
   XTagItem* item = ItemAt(index);
   items.RemoveAt(index);
-  if (current == item)
-    current = nullptr;
+  if (current == item) current = nullptr;
   delete item;
 }
 
 XString XTagList::Take(const XString& key) {
   if (!IsPictureKey(key)) {
     XTagItem* item = Find(key, false);
-    if (!item)
-      return XString();
+    if (!item) return XString();
     XString value = std::move(item->value);
     Remove(key);
     return value;
@@ -140,8 +126,7 @@ XString XTagList::Take(const XString& key) {
   // Only the prefix and the number count: the first picture of that number goes.
   XString prefix = key;
   int cut = key.FindChar(u'_', 11);
-  if (cut > 0)
-    prefix = key.Left(cut - 1);
+  if (cut > 0) prefix = key.Left(cut - 1);
   for (int32_t i = 0; i < Count(); ++i) {
     if (StartsWithNoCase(ItemAt(i)->key, prefix.CStr())) {
       RemoveAt(i);
@@ -152,18 +137,15 @@ XString XTagList::Take(const XString& key) {
 }
 
 void XTagList::Clear() {
-  for (int32_t i = 0; i < Count(); ++i)
-    delete ItemAt(i);
+  for (int32_t i = 0; i < Count(); ++i) delete ItemAt(i);
   items.Reset();
   current = nullptr;
 }
 
 void XTagList::MergeOne(XTagItem& item, bool overwrite, bool ignoreSubDesc, bool move) {
   XTagItem* match = Find(item.key, ignoreSubDesc);
-  if (match && !overwrite)
-    return;
-  if (!match)
-    match = Append(new XTagItem());
+  if (match && !overwrite) return;
+  if (!match) match = Append(new XTagItem());
   if (move)
     *match = std::move(item);
   else
@@ -191,19 +173,15 @@ void XTagList::MergeMove(XTagList& source, bool overwrite, bool ignoreSubDesc) {
 }
 
 void XTagList::Assign(const XTagList& source) {
-  if (&source == this)
-    return;
+  if (&source == this) return;
   Clear();
-  for (int32_t i = 0; i < source.Count(); ++i)
-    AddItem(*source.ItemAt(i));
+  for (int32_t i = 0; i < source.Count(); ++i) AddItem(*source.ItemAt(i));
 }
 
 void XTagList::AssignMove(XTagList& source) {
-  if (&source == this)
-    return;
+  if (&source == this) return;
   Clear();
-  for (int32_t i = 0; i < source.Count(); ++i)
-    items.Push(source.items[i]);
+  for (int32_t i = 0; i < source.Count(); ++i) items.Push(source.items[i]);
   source.items.Reset();
   source.current = nullptr;
   current = nullptr;
@@ -212,29 +190,25 @@ void XTagList::AssignMove(XTagList& source) {
 void XTagList::RemoveHidden(uint32_t keepFlags) {
   for (int32_t i = Count() - 1; i >= 0; --i) {
     const XString& key = ItemAt(i)->key;
-    if (key.CharAt(1) != u'_')
-      continue;
+    if (key.CharAt(1) != u'_') continue;
     bool keep = ((keepFlags & XTagKeepRiff) && StartsWithNoCase(key, u"_riff_")) ||
                 ((keepFlags & XTagKeepCdToc) && XString::EqualsNoCase(key.CStr(), u"_cdtoc")) ||
                 ((keepFlags & XTagKeepPictures) && IsPictureKey(key)) ||
                 ((keepFlags & XTagKeepCrc) && XString::EqualsNoCase(key.CStr(), u"_crc"));
-    if (!keep)
-      RemoveAt(i);
+    if (!keep) RemoveAt(i);
   }
 }
 
 void XTagList::RemoveBinaryItems() {
   for (int32_t i = Count() - 1; i >= 0; --i)
-    if (ItemAt(i)->HasBinary())
-      RemoveAt(i);
+    if (ItemAt(i)->HasBinary()) RemoveAt(i);
 }
 
 void XTagList::RemoveLarger(int64_t limit) {
   for (int32_t i = Count() - 1; i >= 0; --i) {
     const XTagItem* item = ItemAt(i);
     int64_t bytes = 2 * (int64_t(item->key.Length()) + item->value.Length()) + item->binary.size;
-    if (bytes > limit)
-      RemoveAt(i);
+    if (bytes > limit) RemoveAt(i);
   }
 }
 
@@ -242,8 +216,7 @@ XString XTagList::ToText() const {
   XString text;
   for (int32_t i = 0; i < Count(); ++i) {
     const XTagItem* item = ItemAt(i);
-    if (i > 0)
-      text.Append(u"\r\n");
+    if (i > 0) text.Append(u"\r\n");
     text.Append(item->key);
     text.Append(u": ");
     if (!item->HasBinary()) {
@@ -264,8 +237,7 @@ XString XTagList::NumberPairText(const XString& key) const {
   int64_t number = 0;
   int64_t total = 0;
   ParseNumberPair(GetValue(key), number, total);
-  if (number == 0)
-    return XString();
+  if (number == 0) return XString();
   // Single digits get a leading zero; a negative number is printed as it stands.
   XString text = number > 0 && number < 10 ? XString(u"0") : XString();
   text.Append(XString::FromInt64(number));
@@ -280,8 +252,7 @@ void ParseNumberPair(const XString& text, int64_t& outNumber, int64_t& outTotal)
   outNumber = text.ToInt64();
   outTotal = 0;
   int slash = text.FindChar(u'/');
-  if (slash == 0)
-    return;
+  if (slash == 0) return;
   XString total = text.From(slash + 1);
   total.TrimLeft();
   total.TrimRight();

@@ -20,7 +20,7 @@ enum : uint32_t {
 // Insertion order is kept and a key may stand more than once. Look-ups are walks of the list
 // and take the first match; keys match ignoring ASCII case. The list owns its items.
 class XTagList {
-public:
+ public:
   XTagList() = default;
   XTagList(const XTagList& other) { Assign(other); }
   XTagList(XTagList&& other) noexcept { AssignMove(other); }
@@ -122,7 +122,7 @@ public:
   // The item touched last by adding or finding; null once that item is removed.
   XTagItem* current = nullptr;
 
-private:
+ private:
   XTagItem* ItemAt(int32_t index) const { return reinterpret_cast<XTagItem*>(items[index]); }
   XTagItem* Append(XTagItem* item);
   void MergeOne(XTagItem& item, bool overwrite, bool ignoreSubDesc, bool move);

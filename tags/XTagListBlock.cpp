@@ -13,8 +13,7 @@ constexpr int64_t MaxBlockSize = INT32_MAX;
 
 void PutInt32(uint8_t*& out, int32_t value) {
   uint32_t v = uint32_t(value);
-  for (int i = 0; i < 4; ++i)
-    *out++ = uint8_t(v >> (8 * i));
+  for (int i = 0; i < 4; ++i) *out++ = uint8_t(v >> (8 * i));
 }
 
 int32_t GetInt32(const uint8_t* in) {
@@ -31,8 +30,7 @@ void PutWide(uint8_t*& out, const XString& text) {
 }
 
 void PutBytes(uint8_t*& out, const void* data, size_t n) {
-  if (n)
-    std::memcpy(out, data, n);
+  if (n) std::memcpy(out, data, n);
   out += n;
 }
 
@@ -50,11 +48,9 @@ int64_t BlockSize(const XTagList& list, Measure measure) {
   for (int32_t i = 0; i < list.Count(); ++i) {
     FieldSizes f = measure(list.At(i));
     int64_t record = 4 + f.key + f.value + int64_t(list.At(i).binary.size);
-    if (record > MaxBlockSize)
-      return -1;
+    if (record > MaxBlockSize) return -1;
     total += record;
-    if (total > MaxBlockSize)
-      return -1;
+    if (total > MaxBlockSize) return -1;
   }
   return total;
 }
@@ -76,15 +72,12 @@ struct Cursor {
 // A terminated UTF-16LE text inside the record. With no terminator in reach the text is empty
 // and nothing is consumed.
 XString ReadWide(Cursor& c) {
-  if (c.left < 2)
-    return XString();
+  if (c.left < 2) return XString();
   int64_t units = c.left / 2;
   for (int64_t n = 0; n < units; ++n) {
-    if (c.at[2 * n] != 0 || c.at[2 * n + 1] != 0)
-      continue;
+    if (c.at[2 * n] != 0 || c.at[2 * n + 1] != 0) continue;
     std::u16string text(size_t(n), u'\0');
-    for (int64_t k = 0; k < n; ++k)
-      text[size_t(k)] = char16_t(c.at[2 * k] | c.at[2 * k + 1] << 8);
+    for (int64_t k = 0; k < n; ++k) text[size_t(k)] = char16_t(c.at[2 * k] | c.at[2 * k + 1] << 8);
     c.at += 2 * (n + 1);
     c.left -= 2 * (n + 1);
     return XString(std::u16string_view(text));
@@ -96,8 +89,7 @@ XString ReadWide(Cursor& c) {
 // text would run past the record, so the record can't be read further.
 bool ReadNarrow(Cursor& c, XString& out) {
   const void* zero = c.left > 0 ? std::memchr(c.at, 0, size_t(c.left)) : nullptr;
-  if (!zero)
-    return false;
+  if (!zero) return false;
   int64_t n = static_cast<const uint8_t*>(zero) - c.at;
   out = XString::FromUtf8(std::string_view(reinterpret_cast<const char*>(c.at), size_t(n)));
   c.at += n + 1;
@@ -108,15 +100,13 @@ bool ReadNarrow(Cursor& c, XString& out) {
 // Reads one record's fields into item; false when the parse must end after this record.
 bool ReadWideRecord(Cursor& c, XTagItem& item) {
   item.key = ReadWide(c);
-  if (c.left <= 0)
-    return false;
+  if (c.left <= 0) return false;
   item.value = ReadWide(c);
   return true;
 }
 
 bool ReadNarrowRecord(Cursor& c, XTagItem& item) {
-  if (!ReadNarrow(c, item.key) || c.left < 1)
-    return false;
+  if (!ReadNarrow(c, item.key) || c.left < 1) return false;
   return ReadNarrow(c, item.value);
 }
 
@@ -124,23 +114,18 @@ bool ReadNarrowRecord(Cursor& c, XTagItem& item) {
 // that can't be read runs out. Every length is held against the bytes left before use.
 template <typename ReadRecord>
 void ReadRecords(XTagList& list, const void* data, int64_t size, ReadRecord readRecord) {
-  if (!data || size <= 4)
-    return;
+  if (!data || size <= 4) return;
   const uint8_t* bytes = static_cast<const uint8_t*>(data);
   int32_t count = GetInt32(bytes);
   int64_t pos = 4;
   for (int32_t read = 0; read < count && pos < size; ++read) {
-    if (size - pos < 4)
-      return;
+    if (size - pos < 4) return;
     int32_t recordSize = GetInt32(bytes + pos);
-    if (recordSize < 0 || recordSize > size - pos)
-      return;
+    if (recordSize < 0 || recordSize > size - pos) return;
     XTagItem* item = list.Add(XString(), XString());
     Cursor c{bytes + pos + 4, int64_t(recordSize) - 4};
-    if (!readRecord(c, *item))
-      return;
-    if (c.left > 0)
-      item->binary.AssignData(c.at, uint32_t(c.left));
+    if (!readRecord(c, *item)) return;
+    if (c.left > 0) item->binary.AssignData(c.at, uint32_t(c.left));
     pos += recordSize;
   }
 }
@@ -160,8 +145,7 @@ bool XTagList::ToBlock(XBuffer& buffer) const {
   int64_t total = BlockSize(*this, [](const XTagItem& item) {
     return FieldSizes{2 * (int64_t(item.key.Length()) + 1), 2 * (int64_t(item.value.Length()) + 1)};
   });
-  if (!Prepare(buffer, total))
-    return false;
+  if (!Prepare(buffer, total)) return false;
   uint8_t* out = buffer.data;
   PutInt32(out, Count());
   for (int32_t i = 0; i < Count(); ++i) {
@@ -183,8 +167,7 @@ bool XTagList::ToBlockUtf8(XBuffer& buffer) const {
     return FieldSizes{int64_t(item.key.ToUtf8String().size()) + 1,
                       int64_t(item.value.ToUtf8String().size()) + 1};
   });
-  if (!Prepare(buffer, total))
-    return false;
+  if (!Prepare(buffer, total)) return false;
   uint8_t* out = buffer.data;
   PutInt32(out, Count());
   for (int32_t i = 0; i < Count(); ++i) {

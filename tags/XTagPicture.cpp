@@ -8,11 +8,26 @@ namespace {
 
 // Index i + 1 is the picture type of an attached picture frame.
 const char16_t* const PictureNames[] = {
-    u"32x32 Icon",         u"Other Icon",         u"Front Album Cover", u"Back Album Cover",
-    u"Leaflet Page",       u"Media",              u"Lead Artist",       u"Artist",
-    u"Conductor",          u"Band",               u"Composer",          u"Writer",
-    u"Recording Location", u"During Recording",   u"During Performance", u"Video Capture",
-    u"A Bright Coloured Fish", u"Illustration",   u"Artist Logo",       u"Publisher Logo",
+    u"32x32 Icon",
+    u"Other Icon",
+    u"Front Album Cover",
+    u"Back Album Cover",
+    u"Leaflet Page",
+    u"Media",
+    u"Lead Artist",
+    u"Artist",
+    u"Conductor",
+    u"Band",
+    u"Composer",
+    u"Writer",
+    u"Recording Location",
+    u"During Recording",
+    u"During Performance",
+    u"Video Capture",
+    u"A Bright Coloured Fish",
+    u"Illustration",
+    u"Artist Logo",
+    u"Publisher Logo",
 };
 constexpr int32_t PictureTypeCount = 20;
 
@@ -33,15 +48,13 @@ XString PictureNumberPrefix(int32_t number) {
 }  // namespace
 
 XString PictureSuffix(int32_t index) {
-  if (index < 1 || index > PictureTypeCount)
-    return XString();
+  if (index < 1 || index > PictureTypeCount) return XString();
   return XString::Concat(XString(u"_"), PictureNames[index - 1]);
 }
 
 int32_t PictureIndex(const XString& name) {
   for (int32_t i = 0; i < PictureTypeCount; ++i)
-    if (XString::EqualsNoCase(name.CStr(), PictureNames[i]))
-      return i + 1;
+    if (XString::EqualsNoCase(name.CStr(), PictureNames[i])) return i + 1;
   return XPictureFrontCover;
 }
 
@@ -61,19 +74,16 @@ void ParsePictureKey(const XString& key, XString& outType, XString& outSubDescri
   outType.Clear();
   outSubDescription.Clear();
   int end = NumberEnd(key);
-  if (end == 0)
-    return;
+  if (end == 0) return;
   outType = key.From(end + 1);
   int word = outType.Find(XPictureSubDescWord, 1, true);
-  if (word == 0)
-    return;
+  if (word == 0) return;
   outSubDescription = outType.From(word + XString(XPictureSubDescWord).Length());
   outType = outType.Left(word - 1);
 }
 
 XString KeyWithoutSubDesc(const XString& key, bool strip) {
-  if (!strip || !IsPictureKey(key))
-    return key;
+  if (!strip || !IsPictureKey(key)) return key;
   int word = key.Find(XPictureSubDescWord, 1, true);
   return word == 0 ? key : key.Left(word - 1);
 }
@@ -105,8 +115,7 @@ bool XTagList::RemovePictures(const XString& type, const XString& subDescription
   XString itemSub;
   for (int32_t i = 0; i < Count(); ++i) {
     XTagItem* item = ItemAt(i);
-    if (!IsPictureKey(item->key))
-      continue;
+    if (!IsPictureKey(item->key)) continue;
     ParsePictureKey(item->key, itemType, itemSub);
     bool goes = (!type.IsEmpty() && SameCase(itemType, type)) ||
                 (!subDescription.IsEmpty() && SameCase(itemSub, subDescription));
@@ -117,11 +126,9 @@ bool XTagList::RemovePictures(const XString& type, const XString& subDescription
     XTagItem* copy = kept.AddItem(*item);
     copy->key = PictureKey(counter++, itemType, itemSub);
   }
-  if (!changed)
-    return false;
+  if (!changed) return false;
   RemoveHidden(XTagKeepRiff | XTagKeepCdToc | XTagKeepCrc);
-  for (int32_t i = 0; i < kept.Count(); ++i)
-    AddItemMove(kept.At(i));
+  for (int32_t i = 0; i < kept.Count(); ++i) AddItemMove(kept.At(i));
   return true;
 }
 
@@ -129,12 +136,9 @@ XStringList XTagList::SummaryNames() {
   XStringList names;
   XString type;
   XString subDescription;
-  if (GetPicture(1, type, subDescription))
-    names.Add(u"Album Art");
-  if (Find(u"_cdtoc", false))
-    names.Add(u"CD TOC");
-  if (Find(u"_CRC", false))
-    names.Add(u"CRC");
+  if (GetPicture(1, type, subDescription)) names.Add(u"Album Art");
+  if (Find(u"_cdtoc", false)) names.Add(u"CD TOC");
+  if (Find(u"_CRC", false)) names.Add(u"CRC");
   if (Find(u"replaygain_track_gain", false) || Find(u"replaygain_album_gain", false))
     names.Add(u"ReplayGain");
   return names;

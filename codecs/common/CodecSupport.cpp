@@ -1,9 +1,9 @@
 // Text, host messages, option words and tag blocks shared by the codec plug-ins.
 #include "codecs/common/CodecSupport.h"
 
+#include <unistd.h>
 #include <cerrno>
 #include <cstring>
-#include <unistd.h>
 
 namespace codec {
 
@@ -74,7 +74,9 @@ void PutText(std::vector<uint8_t>& out, const std::u16string& text) {
   out.push_back(0);
 }
 
-uint32_t GetU32(const uint8_t* p) { return p[0] | (p[1] << 8) | (p[2] << 16) | (uint32_t(p[3]) << 24); }
+uint32_t GetU32(const uint8_t* p) {
+  return p[0] | (p[1] << 8) | (p[2] << 16) | (uint32_t(p[3]) << 24);
+}
 
 // A zero-terminated text within [p, p + size); consumed tells how many bytes it took.
 std::u16string GetText(const uint8_t* p, size_t size, size_t& consumed) {
@@ -97,7 +99,8 @@ std::string ToUtf8(std::u16string_view text) {
   std::string out;
   for (size_t i = 0; i < text.size(); ++i) {
     char32_t c = text[i];
-    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] <= 0xDFFF) {
       c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
     } else if (c >= 0xD800 && c <= 0xDFFF) {
       c = kReplacement;
@@ -112,12 +115,21 @@ std::u16string FromUtf8(std::string_view text) {
   size_t i = 0;
   while (i < text.size()) {
     unsigned char lead = text[i];
-    int extra = lead < 0x80 ? 0 : (lead >> 5) == 6 ? 1 : (lead >> 4) == 14 ? 2 : (lead >> 3) == 30 ? 3 : -1;
-    char32_t c = extra == 0 ? lead : extra == 1 ? (lead & 0x1F) : extra == 2 ? (lead & 0x0F) : (lead & 0x07);
+    int extra = lead < 0x80         ? 0
+                : (lead >> 5) == 6  ? 1
+                : (lead >> 4) == 14 ? 2
+                : (lead >> 3) == 30 ? 3
+                                    : -1;
+    char32_t c = extra == 0   ? lead
+                 : extra == 1 ? (lead & 0x1F)
+                 : extra == 2 ? (lead & 0x0F)
+                              : (lead & 0x07);
     bool ok = extra >= 0;
     for (int k = 1; ok && k <= extra; ++k) {
-      if (i + k >= text.size() || (static_cast<unsigned char>(text[i + k]) >> 6) != 2) ok = false;
-      else c = (c << 6) | (text[i + k] & 0x3F);
+      if (i + k >= text.size() || (static_cast<unsigned char>(text[i + k]) >> 6) != 2)
+        ok = false;
+      else
+        c = (c << 6) | (text[i + k] & 0x3F);
     }
     static const char32_t least[] = {0, 0x80, 0x800, 0x10000};
     if (!ok || c < least[extra] || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
@@ -131,7 +143,9 @@ std::u16string FromUtf8(std::string_view text) {
   return out;
 }
 
-std::u16string_view View(const char16_t* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
+std::u16string_view View(const char16_t* text) {
+  return text ? std::u16string_view(text) : std::u16string_view();
+}
 
 bool EqualsNoCase(std::u16string_view a, std::u16string_view b) {
   if (a.size() != b.size()) return false;

@@ -27,7 +27,8 @@ void ReportError(const TvHostContext& host, std::u16string_view text);
 // Values may be in double quotes; the key is kept without its dash.
 TextPairs ParseOptions(std::u16string_view line);
 // The value of the last option named key (ignoring case); found tells whether it was there.
-std::u16string OptionValue(const TextPairs& options, std::u16string_view key, bool* found = nullptr);
+std::u16string OptionValue(const TextPairs& options, std::u16string_view key,
+                           bool* found = nullptr);
 
 // The UTF-16 tag block: a count, then records of size, key, value and binary payload.
 std::vector<uint8_t> MakeTagBlock(const TextPairs& items);

@@ -62,8 +62,9 @@ int32_t DecoderPlugin::DecodeBlock(TvAudioBlock& block) {
 int32_t DecoderPlugin::SetPosition(uint64_t ms) {
   if (!IsOpen()) return 0;
   uint64_t rate = image.Format.nSamplesPerSec;
-  uint64_t frame = ms > std::numeric_limits<uint64_t>::max() / rate ? std::numeric_limits<uint64_t>::max()
-                                                                     : ms * rate / 1000;
+  uint64_t frame = ms > std::numeric_limits<uint64_t>::max() / rate
+                       ? std::numeric_limits<uint64_t>::max()
+                       : ms * rate / 1000;
   if (frames >= 0) frame = std::min(frame, uint64_t(frames));
   int64_t reached = Seek(frame, ms);
   if (reached < 0) return 0;

@@ -68,12 +68,12 @@ class DecoderPlugin {
   bool FailRead(const std::string& reason);
   bool FailReadAndClose(const std::string& reason);
 
-  std::string name;       // the source file, UTF-8
-  bool asFloat = false;   // "Decode As" asked for the highest quality: float, where the codec can
+  std::string name;      // the source file, UTF-8
+  bool asFloat = false;  // "Decode As" asked for the highest quality: float, where the codec can
   TvWaveFormatExtensible image{};  // the decoded stream's format
-  int64_t frames = -1;    // of the whole stream; -1 when the file does not say
-  int64_t position = 0;   // frames handed out
-  uint32_t bitRate = 0;   // of the source
+  int64_t frames = -1;             // of the whole stream; -1 when the file does not say
+  int64_t position = 0;            // frames handed out
+  uint32_t bitRate = 0;            // of the source
 
  private:
   void Tell(TvOpenInfo& info, Description about);

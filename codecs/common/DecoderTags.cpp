@@ -8,7 +8,8 @@ namespace codec {
 int32_t TaggedDecoder::WriteTags(const TvPluginValue& value) {
   if (!value.text1 || (value.value > 0 && !value.data)) return 0;
   std::string path = ToUtf8(View(value.text1));
-  TagItems items = value.value > 0 ? ReadTagItemBlock(value.data, uint32_t(value.value)) : TagItems{};
+  TagItems items =
+      value.value > 0 ? ReadTagItemBlock(value.data, uint32_t(value.value)) : TagItems{};
   std::u16string error;
   if (WriteFileTags(path, TagsToWrite(path, std::move(items)), &error)) return 1;
   ReportError(host, u"Error: " + error);

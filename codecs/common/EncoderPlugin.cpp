@@ -37,7 +37,8 @@ bool EncoderPlugin::TakesSource(const TvWaveFormatExtensible& source) const {
 int32_t EncoderPlugin::EncodeBlock(const TvAudioBlock& block) {
   if (!running) return 0;
   if (block.byteCount == 0 || !block.data) return 1;
-  if (!SameFormat(block.format)) return CannotEncode("the audio changed its format during the conversion.");
+  if (!SameFormat(block.format))
+    return CannotEncode("the audio changed its format during the conversion.");
   return Encode(block);
 }
 
@@ -76,19 +77,23 @@ bool EncoderPlugin::Failed(const std::string& doing, const std::string& why) {
   return Fail("Error: " + doing + " '" + name + "' failed: " + why);
 }
 
-size_t EncoderPlugin::Frames(const TvAudioBlock& block) { return block.byteCount / block.format.Format.nBlockAlign; }
+size_t EncoderPlugin::Frames(const TvAudioBlock& block) {
+  return block.byteCount / block.format.Format.nBlockAlign;
+}
 
 std::span<float> EncoderPlugin::Floats(const TvAudioBlock& block) {
   std::vector<float>& out = floatSamples;
   out.resize(Frames(block) * block.format.Format.nChannels);
-  ToFloat(static_cast<const uint8_t*>(block.data), KindOfImage(block.format), out.size(), out.data());
+  ToFloat(static_cast<const uint8_t*>(block.data), KindOfImage(block.format), out.size(),
+          out.data());
   return out;
 }
 
 std::span<int32_t> EncoderPlugin::Integers(const TvAudioBlock& block) {
   std::vector<int32_t>& out = integerSamples;
   out.resize(Frames(block) * block.format.Format.nChannels);
-  ToInt32(static_cast<const uint8_t*>(block.data), KindOfImage(block.format), out.size(), out.data());
+  ToInt32(static_cast<const uint8_t*>(block.data), KindOfImage(block.format), out.size(),
+          out.data());
   return out;
 }
 

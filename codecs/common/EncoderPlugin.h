@@ -54,9 +54,10 @@ class EncoderPlugin {
 
   // Each tells the host, releases and gives false.
   bool Fail(const std::string& text);
-  bool CannotEncode(const std::string& why);                         // Unable to encode '<name>': why
-  bool CannotCreate(const std::string& file, const std::string& why);  // Unable to create file '<file>': why
-  bool Failed(const std::string& doing, const std::string& why);     // <doing> '<name>' failed: why
+  bool CannotEncode(const std::string& why);  // Unable to encode '<name>': why
+  bool CannotCreate(const std::string& file,
+                    const std::string& why);  // Unable to create file '<file>': why
+  bool Failed(const std::string& doing, const std::string& why);  // <doing> '<name>' failed: why
 
   // A block's sample frames, and its samples as float (-1..1) or right-aligned integers.
   static size_t Frames(const TvAudioBlock& block);

@@ -9,21 +9,28 @@ namespace codec {
 namespace {
 
 uint16_t EffectiveTag(const TvWaveFormatExtensible& image) {
-  if (image.Format.wFormatTag != TV_FORMAT_EXTENSIBLE || image.Format.cbSize < TV_FORMAT_EXTENSIBLE_EXTRA)
+  if (image.Format.wFormatTag != TV_FORMAT_EXTENSIBLE ||
+      image.Format.cbSize < TV_FORMAT_EXTENSIBLE_EXTRA)
     return image.Format.wFormatTag;
   const TvGuid pcmGuid = TV_SUBFORMAT_GUID(0);
   const TvGuid& guid = image.SubFormat;
-  if (guid.data2 != pcmGuid.data2 || guid.data3 != pcmGuid.data3 || memcmp(guid.data4, pcmGuid.data4, 8) != 0)
+  if (guid.data2 != pcmGuid.data2 || guid.data3 != pcmGuid.data3 ||
+      memcmp(guid.data4, pcmGuid.data4, 8) != 0)
     return image.Format.wFormatTag;
   return uint16_t(guid.data1);
 }
 
 int32_t ReadInt(const uint8_t* p, SampleKind kind) {
   switch (kind) {
-    case SampleKind::U8: return int32_t(p[0]) - 128;
-    case SampleKind::S16: return int16_t(uint16_t(p[0] | (p[1] << 8)));
-    case SampleKind::S24: return int32_t(uint32_t(p[0] | (p[1] << 8) | (p[2] << 16)) << 8) >> 8;
-    default: return int32_t(uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24));
+    case SampleKind::U8:
+      return int32_t(p[0]) - 128;
+    case SampleKind::S16:
+      return int16_t(uint16_t(p[0] | (p[1] << 8)));
+    case SampleKind::S24:
+      return int32_t(uint32_t(p[0] | (p[1] << 8) | (p[2] << 16)) << 8) >> 8;
+    default:
+      return int32_t(uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) |
+                     (uint32_t(p[3]) << 24));
   }
 }
 
@@ -50,12 +57,19 @@ double ReadFloat(const uint8_t* p, SampleKind kind) {
 
 int BitsOf(SampleKind kind) {
   switch (kind) {
-    case SampleKind::U8: return 8;
-    case SampleKind::S16: return 16;
-    case SampleKind::S24: return 24;
-    case SampleKind::S32: case SampleKind::F32: return 32;
-    case SampleKind::F64: return 64;
-    default: return 0;
+    case SampleKind::U8:
+      return 8;
+    case SampleKind::S16:
+      return 16;
+    case SampleKind::S24:
+      return 24;
+    case SampleKind::S32:
+    case SampleKind::F32:
+      return 32;
+    case SampleKind::F64:
+      return 64;
+    default:
+      return 0;
   }
 }
 
@@ -75,15 +89,21 @@ SampleKind KindOfImage(const TvWaveFormatExtensible& image) {
 
 SampleKind IntegerKind(int bits) {
   switch (bits) {
-    case 8: return SampleKind::U8;
-    case 16: return SampleKind::S16;
-    case 24: return SampleKind::S24;
-    case 32: return SampleKind::S32;
-    default: return SampleKind::None;
+    case 8:
+      return SampleKind::U8;
+    case 16:
+      return SampleKind::S16;
+    case 24:
+      return SampleKind::S24;
+    case 32:
+      return SampleKind::S32;
+    default:
+      return SampleKind::None;
   }
 }
 
-TvWaveFormatExtensible MakeImage(SampleKind kind, int channels, int rate, bool extensible, uint32_t mask) {
+TvWaveFormatExtensible MakeImage(SampleKind kind, int channels, int rate, bool extensible,
+                                 uint32_t mask) {
   TvWaveFormatExtensible image;
   memset(&image, 0, sizeof image);
   uint16_t tag = IsFloat(kind) ? TV_FORMAT_IEEE_FLOAT : TV_FORMAT_PCM;
@@ -105,7 +125,9 @@ TvWaveFormatExtensible MakeImage(SampleKind kind, int channels, int rate, bool e
 }
 
 uint32_t ChannelMaskOf(const TvWaveFormatExtensible& image) {
-  if (image.Format.wFormatTag != TV_FORMAT_EXTENSIBLE || image.Format.cbSize < TV_FORMAT_EXTENSIBLE_EXTRA) return 0;
+  if (image.Format.wFormatTag != TV_FORMAT_EXTENSIBLE ||
+      image.Format.cbSize < TV_FORMAT_EXTENSIBLE_EXTRA)
+    return 0;
   return image.dwChannelMask;
 }
 

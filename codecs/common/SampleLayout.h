@@ -19,7 +19,8 @@ SampleKind KindOfImage(const TvWaveFormatExtensible& image);
 SampleKind IntegerKind(int bits);
 
 // A PCM or float image; extensible ones carry the channel mask and full valid bits.
-TvWaveFormatExtensible MakeImage(SampleKind kind, int channels, int rate, bool extensible, uint32_t mask);
+TvWaveFormatExtensible MakeImage(SampleKind kind, int channels, int rate, bool extensible,
+                                 uint32_t mask);
 uint32_t ChannelMaskOf(const TvWaveFormatExtensible& image);  // 0 for a plain image
 // The usual speaker mask for a channel count (1 to 8: mono, stereo ... 7.1); 0 beyond.
 uint32_t DefaultChannelMask(int channels);

@@ -32,7 +32,19 @@ using namespace TagLib;
 using namespace tagfamily;
 
 enum class Kind {
-  Unreadable, Unknown, Flac, Mpeg, Vorbis, Opus, OggFlac, Speex, WavPack, Monkey, Musepack, Wav, Aiff
+  Unreadable,
+  Unknown,
+  Flac,
+  Mpeg,
+  Vorbis,
+  Opus,
+  OggFlac,
+  Speex,
+  WavPack,
+  Monkey,
+  Musepack,
+  Wav,
+  Aiff
 };
 
 // Enough of the file's start to find two MPEG frames behind any junk.
@@ -56,7 +68,10 @@ Kind OggKind(const std::string& head) {
   size_t payload = 27 + uint8_t(head[26]);
   if (Has(head, payload, "\x01vorbis")) return Kind::Vorbis;
   if (Has(head, payload, "OpusHead")) return Kind::Opus;
-  if (Has(head, payload, "\x7F" "FLAC")) return Kind::OggFlac;
+  if (Has(head, payload,
+          "\x7F"
+          "FLAC"))
+    return Kind::OggFlac;
   if (Has(head, payload, "Speex   ")) return Kind::Speex;
   return Kind::Unknown;
 }
@@ -89,7 +104,8 @@ bool IsMpegStream(const std::string& head) {
   const uint8_t* bytes = reinterpret_cast<const uint8_t*>(head.data());
   for (size_t at = 0; at + 4 <= head.size(); ++at) {
     size_t length = MpegFrameLength(bytes + at);
-    if (length && at + length + 4 <= head.size() && MpegFrameLength(bytes + at + length)) return true;
+    if (length && at + length + 4 <= head.size() && MpegFrameLength(bytes + at + length))
+      return true;
   }
   return false;
 }
@@ -218,8 +234,10 @@ Outcome WriteFlac(const char* path, const TagItems& items) {
     file.removePictures();
     WriteXiph(*file.xiphComment(true), items, false);
     for (FLAC::Picture* picture : MakeFlacPictures(items)) {
-      if (picture->render().size() <= kMaxFlacBlock) file.addPicture(picture);
-      else delete picture;
+      if (picture->render().size() <= kMaxFlacBlock)
+        file.addPicture(picture);
+      else
+        delete picture;
     }
     file.strip(FLAC::File::ID3v1 | FLAC::File::ID3v2);
     return file.save();
@@ -258,29 +276,46 @@ Outcome WriteAiff(const char* path, const TagItems& items) {
 
 Outcome WriteKind(Kind kind, const char* path, const TagItems& items) {
   switch (kind) {
-    case Kind::Flac: return WriteFlac(path, items);
-    case Kind::Mpeg: return WriteMpeg(path, items);
-    case Kind::Vorbis: return WriteOgg<Ogg::Vorbis::File>(path, items);
-    case Kind::Opus: return WriteOgg<Ogg::Opus::File>(path, items);
-    case Kind::OggFlac: return WriteOgg<Ogg::FLAC::File>(path, items);
-    case Kind::Speex: return WriteOgg<Ogg::Speex::File>(path, items);
-    case Kind::WavPack: return WriteApeFile<WavPack::File>(path, items);
-    case Kind::Monkey: return WriteApeFile<APE::File>(path, items);
-    case Kind::Musepack: return WriteApeFile<MPC::File>(path, items);
-    case Kind::Wav: return WriteWav(path, items);
-    case Kind::Aiff: return WriteAiff(path, items);
-    default: return Outcome::CantOpen;
+    case Kind::Flac:
+      return WriteFlac(path, items);
+    case Kind::Mpeg:
+      return WriteMpeg(path, items);
+    case Kind::Vorbis:
+      return WriteOgg<Ogg::Vorbis::File>(path, items);
+    case Kind::Opus:
+      return WriteOgg<Ogg::Opus::File>(path, items);
+    case Kind::OggFlac:
+      return WriteOgg<Ogg::FLAC::File>(path, items);
+    case Kind::Speex:
+      return WriteOgg<Ogg::Speex::File>(path, items);
+    case Kind::WavPack:
+      return WriteApeFile<WavPack::File>(path, items);
+    case Kind::Monkey:
+      return WriteApeFile<APE::File>(path, items);
+    case Kind::Musepack:
+      return WriteApeFile<MPC::File>(path, items);
+    case Kind::Wav:
+      return WriteWav(path, items);
+    case Kind::Aiff:
+      return WriteAiff(path, items);
+    default:
+      return Outcome::CantOpen;
   }
 }
 
 std::u16string OutcomeText(Outcome outcome, const std::string& path) {
   std::u16string name = u"'" + FromUtf8(path) + u"'";
   switch (outcome) {
-    case Outcome::CantOpen: return u"The file " + name + u" can't be opened to write its tags.";
-    case Outcome::Damaged: return u"The file " + name + u" is damaged, so its tags can't be written.";
-    case Outcome::ReadOnly: return u"The file " + name + u" is read-only, so its tags can't be written.";
-    case Outcome::SaveFailed: return u"The tags could not be saved to " + name + u".";
-    default: return {};
+    case Outcome::CantOpen:
+      return u"The file " + name + u" can't be opened to write its tags.";
+    case Outcome::Damaged:
+      return u"The file " + name + u" is damaged, so its tags can't be written.";
+    case Outcome::ReadOnly:
+      return u"The file " + name + u" is read-only, so its tags can't be written.";
+    case Outcome::SaveFailed:
+      return u"The tags could not be saved to " + name + u".";
+    default:
+      return {};
   }
 }
 
@@ -289,28 +324,42 @@ std::u16string OutcomeText(Outcome outcome, const std::string& path) {
 TagItems ReadFileTags(const std::string& path) {
   const char* name = path.c_str();
   switch (DetectKind(path)) {
-    case Kind::Flac: return ReadFlac(name);
-    case Kind::Mpeg: return ReadMpeg(name);
-    case Kind::Vorbis: return ReadOgg<Ogg::Vorbis::File>(name);
-    case Kind::Opus: return ReadOgg<Ogg::Opus::File>(name);
-    case Kind::OggFlac: return ReadOgg<Ogg::FLAC::File>(name);
-    case Kind::Speex: return ReadOgg<Ogg::Speex::File>(name);
-    case Kind::WavPack: return ReadApeFile<WavPack::File>(name);
-    case Kind::Monkey: return ReadApeFile<APE::File>(name);
-    case Kind::Musepack: return ReadApeFile<MPC::File>(name);
-    case Kind::Wav: return ReadWav(name);
-    case Kind::Aiff: return ReadAiff(name);
-    default: return {};
+    case Kind::Flac:
+      return ReadFlac(name);
+    case Kind::Mpeg:
+      return ReadMpeg(name);
+    case Kind::Vorbis:
+      return ReadOgg<Ogg::Vorbis::File>(name);
+    case Kind::Opus:
+      return ReadOgg<Ogg::Opus::File>(name);
+    case Kind::OggFlac:
+      return ReadOgg<Ogg::FLAC::File>(name);
+    case Kind::Speex:
+      return ReadOgg<Ogg::Speex::File>(name);
+    case Kind::WavPack:
+      return ReadApeFile<WavPack::File>(name);
+    case Kind::Monkey:
+      return ReadApeFile<APE::File>(name);
+    case Kind::Musepack:
+      return ReadApeFile<MPC::File>(name);
+    case Kind::Wav:
+      return ReadWav(name);
+    case Kind::Aiff:
+      return ReadAiff(name);
+    default:
+      return {};
   }
 }
 
 bool WriteFileTags(const std::string& path, const TagItems& items, std::u16string* error) {
   Kind kind = DetectKind(path);
   std::u16string text;
-  if (kind == Kind::Unreadable) text = OutcomeText(Outcome::CantOpen, path);
+  if (kind == Kind::Unreadable)
+    text = OutcomeText(Outcome::CantOpen, path);
   else if (kind == Kind::Unknown)
     text = u"The file '" + FromUtf8(path) + u"' is not of a type that holds tags.";
-  else text = OutcomeText(WriteKind(kind, path.c_str(), items), path);
+  else
+    text = OutcomeText(WriteKind(kind, path.c_str(), items), path);
   if (error) *error = text;
   return text.empty();
 }

@@ -19,16 +19,31 @@ using tagmap::Family;
 using tagmap::PictureOut;
 
 // APEv2 cover items by picture type, as players name them.
-const char* const kApeCovers[] = {
-    "Cover Art (Other)", "Cover Art (Png Icon)", "Cover Art (Icon)", "Cover Art (Front)",
-    "Cover Art (Back)", "Cover Art (Leaflet)", "Cover Art (Media)", "Cover Art (Lead Artist)",
-    "Cover Art (Artist)", "Cover Art (Conductor)", "Cover Art (Band)", "Cover Art (Composer)",
-    "Cover Art (Lyricist)", "Cover Art (Recording Location)", "Cover Art (During Recording)",
-    "Cover Art (During Performance)", "Cover Art (Video Capture)", "Cover Art (Fish)",
-    "Cover Art (Illustration)", "Cover Art (Band Logotype)", "Cover Art (Publisher Logotype)"};
+const char* const kApeCovers[] = {"Cover Art (Other)",
+                                  "Cover Art (Png Icon)",
+                                  "Cover Art (Icon)",
+                                  "Cover Art (Front)",
+                                  "Cover Art (Back)",
+                                  "Cover Art (Leaflet)",
+                                  "Cover Art (Media)",
+                                  "Cover Art (Lead Artist)",
+                                  "Cover Art (Artist)",
+                                  "Cover Art (Conductor)",
+                                  "Cover Art (Band)",
+                                  "Cover Art (Composer)",
+                                  "Cover Art (Lyricist)",
+                                  "Cover Art (Recording Location)",
+                                  "Cover Art (During Recording)",
+                                  "Cover Art (During Performance)",
+                                  "Cover Art (Video Capture)",
+                                  "Cover Art (Fish)",
+                                  "Cover Art (Illustration)",
+                                  "Cover Art (Band Logotype)",
+                                  "Cover Art (Publisher Logotype)"};
 
 ByteVector Bytes(const std::vector<uint8_t>& data) {
-  return ByteVector(reinterpret_cast<const char*>(data.data()), static_cast<unsigned int>(data.size()));
+  return ByteVector(reinterpret_cast<const char*>(data.data()),
+                    static_cast<unsigned int>(data.size()));
 }
 
 std::vector<PictureOut> Pictures(const TagItems& items) {
@@ -61,7 +76,8 @@ bool IsImageFileName(const std::string& text) {
                  [](unsigned char c) { return char(std::tolower(c)); });
   for (const char* ext : extensions) {
     std::string e = ext;
-    if (lower.size() >= e.size() && lower.compare(lower.size() - e.size(), e.size(), e) == 0) return true;
+    if (lower.size() >= e.size() && lower.compare(lower.size() - e.size(), e.size(), e) == 0)
+      return true;
   }
   return false;
 }
@@ -109,7 +125,8 @@ void ReadId3(const ID3v2::Tag& tag, TagItems& out) {
   tagmap::AppendProperties(tag.properties(), Family::Id3, out);
   for (const ID3v2::Frame* frame : tag.frameListMap()["APIC"]) {
     auto* picture = dynamic_cast<const ID3v2::AttachedPictureFrame*>(frame);
-    if (picture) AppendPicture(int(picture->type()), picture->description(), picture->picture(), out);
+    if (picture)
+      AppendPicture(int(picture->type()), picture->description(), picture->picture(), out);
   }
 }
 
@@ -133,7 +150,8 @@ void ReadApe(const APE::Tag& tag, TagItems& out) {
   // Covers by type, since the items stand in no fixed order.
   for (int type = 0; type < int(std::size(kApeCovers)); ++type) {
     for (const auto& [key, item] : tag.itemListMap()) {
-      if (item.type() != APE::Item::Binary || key.upper() != String(kApeCovers[type]).upper()) continue;
+      if (item.type() != APE::Item::Binary || key.upper() != String(kApeCovers[type]).upper())
+        continue;
       ByteVector value = item.binaryData();
       int zero = value.find('\0');
       if (zero < 0) continue;

@@ -24,11 +24,13 @@ void PutText(uint8_t*& out, const std::u16string& text) {
 }
 
 int32_t GetI32(const uint8_t* p) {
-  return int32_t(uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24);
+  return int32_t(uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 |
+                 uint32_t(p[3]) << 24);
 }
 
 uint64_t RecordSize(const TagItem& item) {
-  return 4 + 2 * (uint64_t(item.key.size()) + 1) + 2 * (uint64_t(item.value.size()) + 1) + item.binary.size();
+  return 4 + 2 * (uint64_t(item.key.size()) + 1) + 2 * (uint64_t(item.value.size()) + 1) +
+         item.binary.size();
 }
 
 // The bytes of one record behind its size field, consumed front to back.

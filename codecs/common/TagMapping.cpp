@@ -58,12 +58,27 @@ const PairFields kPairs[] = {
 const char* const kXiphPictureFields[] = {"METADATA_BLOCK_PICTURE", "COVERART", "COVERARTMIME"};
 
 // Names of the picture types by index; 0 is the type for anything not listed.
-const char16_t* const kPictureTypes[] = {
-    u"Other", u"32x32 Icon", u"Other Icon", u"Front Album Cover", u"Back Album Cover",
-    u"Leaflet Page", u"Media", u"Lead Artist", u"Artist", u"Conductor", u"Band", u"Composer",
-    u"Writer", u"Recording Location", u"During Recording", u"During Performance",
-    u"Video Capture", u"A Bright Coloured Fish", u"Illustration", u"Artist Logo",
-    u"Publisher Logo"};
+const char16_t* const kPictureTypes[] = {u"Other",
+                                         u"32x32 Icon",
+                                         u"Other Icon",
+                                         u"Front Album Cover",
+                                         u"Back Album Cover",
+                                         u"Leaflet Page",
+                                         u"Media",
+                                         u"Lead Artist",
+                                         u"Artist",
+                                         u"Conductor",
+                                         u"Band",
+                                         u"Composer",
+                                         u"Writer",
+                                         u"Recording Location",
+                                         u"During Recording",
+                                         u"During Performance",
+                                         u"Video Capture",
+                                         u"A Bright Coloured Fish",
+                                         u"Illustration",
+                                         u"Artist Logo",
+                                         u"Publisher Logo"};
 constexpr int kPictureTypeCount = int(std::size(kPictureTypes));
 constexpr int kFrontCover = 3;
 
@@ -122,7 +137,8 @@ void InsertPair(TagLib::PropertyMap& map, const PairFields& pair, const std::u16
     return;
   }
   map.insert(pair.number, TagLib::StringList(TagLib::String(std::to_string(number))));
-  if (total > 0) map.insert(pair.totals[0], TagLib::StringList(TagLib::String(std::to_string(total))));
+  if (total > 0)
+    map.insert(pair.totals[0], TagLib::StringList(TagLib::String(std::to_string(total))));
 }
 
 // The number fields of a Xiph comment joined with their totals; the totals are used up.
@@ -192,7 +208,8 @@ std::u16string FromTagLib(const TagLib::String& text) { return FromUtf8(text.to8
 TagLib::PropertyMap ToProperties(const TagItems& items, Family family) {
   TagLib::PropertyMap map;
   for (const TagItem& item : items) {
-    if (item.key.empty() || item.key[0] == u'_' || !item.binary.empty() || item.value.empty()) continue;
+    if (item.key.empty() || item.key[0] == u'_' || !item.binary.empty() || item.value.empty())
+      continue;
     const PairFields* pair = FindPair(item.key);
     if (pair && family == Family::Xiph) {
       InsertPair(map, *pair, item.value);
@@ -248,7 +265,8 @@ TagItem MakePicture(int number, int type, const std::u16string& subDescription, 
   TagItem item;
   item.key = kPicturePrefix + FromUtf8(std::to_string(number)) + u"_" + kPictureTypes[type];
   if (!subDescription.empty()) item.key += kSubDescWord + subDescription;
-  item.binary.assign(reinterpret_cast<const uint8_t*>(data), reinterpret_cast<const uint8_t*>(data) + size);
+  item.binary.assign(reinterpret_cast<const uint8_t*>(data),
+                     reinterpret_cast<const uint8_t*>(data) + size);
   return item;
 }
 

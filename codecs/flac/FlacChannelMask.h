@@ -32,7 +32,8 @@ inline std::string Find(const FLAC__StreamMetadata* comments) {
   if (!comments || comments->type != FLAC__METADATA_TYPE_VORBIS_COMMENT) return "";
   int at = FLAC__metadata_object_vorbiscomment_find_entry_from(comments, 0, kField);
   if (at < 0) return "";
-  const FLAC__StreamMetadata_VorbisComment_Entry& entry = comments->data.vorbis_comment.comments[at];
+  const FLAC__StreamMetadata_VorbisComment_Entry& entry =
+      comments->data.vorbis_comment.comments[at];
   const char* text = reinterpret_cast<const char*>(entry.entry);
   const char* equals = static_cast<const char*>(memchr(text, '=', entry.length));
   return equals ? std::string(equals + 1, text + entry.length) : "";

@@ -2,16 +2,16 @@
 // sample-exact seeking, and damage (CRC, sync, MD5, a short stream) failing the run.
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/DecoderTags.h"
-#include "codecs/flac/FlacChannelMask.h"
 #include "codecs/common/SampleLayout.h"
+#include "codecs/flac/FlacChannelMask.h"
 
 #include <FLAC/stream_decoder.h>
 
+#include <sys/stat.h>
 #include <bit>
 #include <cerrno>
 #include <cstring>
 #include <new>
-#include <sys/stat.h>
 
 using namespace codec;
 
@@ -22,18 +22,25 @@ constexpr size_t kBlockFrames = 8192;  // a block is filled with whole FLAC fram
 
 std::string ErrorText(int status) {
   switch (status) {
-    case FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC: return "the stream lost sync (damaged or foreign data)";
-    case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_HEADER: return "a frame header is damaged";
-    case FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH: return "a frame failed its CRC check (damaged data)";
-    case FLAC__STREAM_DECODER_ERROR_STATUS_UNPARSEABLE_STREAM: return "the stream cannot be parsed";
-    case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_METADATA: return "a metadata block is damaged";
-    default: return "libFLAC reported error " + std::to_string(status);
+    case FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC:
+      return "the stream lost sync (damaged or foreign data)";
+    case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_HEADER:
+      return "a frame header is damaged";
+    case FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH:
+      return "a frame failed its CRC check (damaged data)";
+    case FLAC__STREAM_DECODER_ERROR_STATUS_UNPARSEABLE_STREAM:
+      return "the stream cannot be parsed";
+    case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_METADATA:
+      return "a metadata block is damaged";
+    default:
+      return "libFLAC reported error " + std::to_string(status);
   }
 }
 
 // 16 and 24-bit, nearly every stream, go straight into the block layout.
 template <int Bytes>
-void Pack(const FLAC__int32* const buffer[], unsigned channels, unsigned count, int shift, uint8_t* out) {
+void Pack(const FLAC__int32* const buffer[], unsigned channels, unsigned count, int shift,
+          uint8_t* out) {
   for (unsigned i = 0; i < count; ++i)
     for (unsigned c = 0; c < channels; ++c) {
       uint32_t v = uint32_t(buffer[c][i]) << shift;
@@ -42,13 +49,15 @@ void Pack(const FLAC__int32* const buffer[], unsigned channels, unsigned count, 
 }
 
 uint64_t FileSize(const std::string& name) {
-  struct stat st{};
+  struct stat st {};
   return stat(name.c_str(), &st) == 0 ? uint64_t(st.st_size) : 0;
 }
 
 // The channel mask field belongs to the audio layout, not to the tags the engine carries on.
 TagItems WithoutMaskField(TagItems items) {
-  std::erase_if(items, [](const TagItem& item) { return EqualsNoCase(item.key, FromUtf8(flacmask::kField)); });
+  std::erase_if(items, [](const TagItem& item) {
+    return EqualsNoCase(item.key, FromUtf8(flacmask::kField));
+  });
   return items;
 }
 
@@ -63,11 +72,15 @@ class FlacDecoder : public TaggedDecoder {
   TagItems TagsToWrite(const std::string& path, TagItems items) override;
 
  private:
-  static FLAC__StreamDecoderWriteStatus OnWrite(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
+  static FLAC__StreamDecoderWriteStatus OnWrite(const FLAC__StreamDecoder*,
+                                                const FLAC__Frame* frame,
                                                 const FLAC__int32* const buffer[], void* client);
-  static void OnMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* block, void* client);
-  static void OnError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status, void* client);
-  void Interleave(const FLAC__int32* const buffer[], unsigned channels, unsigned count, uint8_t* out);
+  static void OnMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* block,
+                         void* client);
+  static void OnError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status,
+                      void* client);
+  void Interleave(const FLAC__int32* const buffer[], unsigned channels, unsigned count,
+                  uint8_t* out);
   bool StartDecoder();
   uint32_t ChannelMask() const;
   bool DescribeFormat();
@@ -89,7 +102,7 @@ class FlacDecoder : public TaggedDecoder {
   std::string formatChange;
   uint64_t decoded = 0;  // the sample number after the last one decoded
   std::vector<int32_t> frameSamples;
-  std::vector<uint8_t> data;  // decoded audio in the block layout
+  std::vector<uint8_t> data;   // decoded audio in the block layout
   bool dataHandedOut = false;  // data went out in the last block: cleared before decoding on
 };
 
@@ -98,7 +111,8 @@ void FlacDecoder::CloseStream() {
   flac = nullptr;
 }
 
-void FlacDecoder::Interleave(const FLAC__int32* const buffer[], unsigned channels, unsigned count, uint8_t* out) {
+void FlacDecoder::Interleave(const FLAC__int32* const buffer[], unsigned channels, unsigned count,
+                             uint8_t* out) {
   frameSamples.resize(size_t(count) * channels);
   int32_t* samples = frameSamples.data();
   for (unsigned i = 0; i < count; ++i)
@@ -107,12 +121,15 @@ void FlacDecoder::Interleave(const FLAC__int32* const buffer[], unsigned channel
 }
 
 // Appends one frame in the block layout, raised to full scale in its container.
-FLAC__StreamDecoderWriteStatus FlacDecoder::OnWrite(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
-                                                    const FLAC__int32* const buffer[], void* client) {
+FLAC__StreamDecoderWriteStatus FlacDecoder::OnWrite(const FLAC__StreamDecoder*,
+                                                    const FLAC__Frame* frame,
+                                                    const FLAC__int32* const buffer[],
+                                                    void* client) {
   FlacDecoder& d = *static_cast<FlacDecoder*>(client);
   unsigned channels = frame->header.channels;
   if (channels != d.info.channels || frame->header.bits_per_sample != d.info.bits_per_sample) {
-    d.formatChange = "a frame at sample " + std::to_string(d.decoded) + " changes the channels or depth";
+    d.formatChange =
+        "a frame at sample " + std::to_string(d.decoded) + " changes the channels or depth";
     return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
   }
   unsigned count = frame->header.blocksize;
@@ -129,7 +146,8 @@ FLAC__StreamDecoderWriteStatus FlacDecoder::OnWrite(const FLAC__StreamDecoder*, 
   return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
 }
 
-void FlacDecoder::OnMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* block, void* client) {
+void FlacDecoder::OnMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* block,
+                             void* client) {
   FlacDecoder& d = *static_cast<FlacDecoder*>(client);
   if (block->type == FLAC__METADATA_TYPE_STREAMINFO) {
     d.info = block->data.stream_info;
@@ -139,7 +157,8 @@ void FlacDecoder::OnMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetad
   }
 }
 
-void FlacDecoder::OnError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status, void* client) {
+void FlacDecoder::OnError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status,
+                          void* client) {
   FlacDecoder& d = *static_cast<FlacDecoder*>(client);
   if (d.errorStatus < 0) d.errorStatus = int(status);
 }
@@ -160,7 +179,8 @@ bool FlacDecoder::StartDecoder() {
   if (status == FLAC__STREAM_DECODER_INIT_STATUS_ERROR_OPENING_FILE)
     return FailOpen(errno ? strerror(errno) : "the file cannot be opened.");
   if (status != FLAC__STREAM_DECODER_INIT_STATUS_OK)
-    return FailOpen(std::string("libFLAC refused the file (") + FLAC__StreamDecoderInitStatusString[status] + ").");
+    return FailOpen(std::string("libFLAC refused the file (") +
+                    FLAC__StreamDecoderInitStatusString[status] + ").");
   bool read = FLAC__stream_decoder_process_until_end_of_metadata(flac);
   if (!haveInfo) return FailOpen("not a FLAC file (no FLAC stream header found).");
   if (!read || errorStatus >= 0) return FailOpen(ErrorText(errorStatus) + ".");
@@ -180,8 +200,9 @@ bool FlacDecoder::DescribeFormat() {
   int container = (bits + 7) / 8 * 8;
   kind = IntegerKind(container);
   if (kind == SampleKind::None || info.channels == 0 || info.sample_rate == 0)
-    return FailOpen("unsupported stream (" + std::to_string(bits) + " bits, " + std::to_string(info.channels) +
-                    " channels, " + std::to_string(info.sample_rate) + " Hz).");
+    return FailOpen("unsupported stream (" + std::to_string(bits) + " bits, " +
+                    std::to_string(info.channels) + " channels, " +
+                    std::to_string(info.sample_rate) + " Hz).");
   shift = container - bits;
   int channels = int(info.channels);
   uint32_t mask = ChannelMask();
@@ -216,8 +237,8 @@ Description FlacDecoder::Describe() {
 bool FlacDecoder::FinishStream() {
   uint64_t total = info.total_samples;
   if (total && decoded != total)
-    return FailReadAndClose("the stream is truncated: " + std::to_string(decoded) + " of " + std::to_string(total) +
-                            " samples.");
+    return FailReadAndClose("the stream is truncated: " + std::to_string(decoded) + " of " +
+                            std::to_string(total) + " samples.");
   finished = true;
   if (!FLAC__stream_decoder_finish(flac))
     return FailReadAndClose("the decoded audio does not match the stream's MD5 signature.");
@@ -234,7 +255,8 @@ bool FlacDecoder::Fill(bool& end) {
     // A stream cut inside a frame loses sync at its end: say that it is short.
     bool atEnd = state == FLAC__STREAM_DECODER_END_OF_STREAM;
     if (errorStatus >= 0 && !(atEnd && decoded < info.total_samples))
-      return FailReadAndClose(ErrorText(errorStatus) + " after sample " + std::to_string(decoded) + ".");
+      return FailReadAndClose(ErrorText(errorStatus) + " after sample " + std::to_string(decoded) +
+                              ".");
     if (atEnd) {
       end = true;
       return FinishStream();
@@ -260,13 +282,15 @@ int64_t FlacDecoder::Seek(uint64_t sample, uint64_t) {
   data.clear();
   dataHandedOut = false;
   errorStatus = -1;
-  if (info.total_samples && sample >= info.total_samples) {  // libFLAC refuses to seek to the very end
+  if (info.total_samples &&
+      sample >= info.total_samples) {  // libFLAC refuses to seek to the very end
     finished = true;
     decoded = info.total_samples;
     return int64_t(decoded);
   }
   if (!FLAC__stream_decoder_seek_absolute(flac, sample)) {
-    if (FLAC__stream_decoder_get_state(flac) == FLAC__STREAM_DECODER_SEEK_ERROR) FLAC__stream_decoder_flush(flac);
+    if (FLAC__stream_decoder_get_state(flac) == FLAC__STREAM_DECODER_SEEK_ERROR)
+      FLAC__stream_decoder_flush(flac);
     data.clear();
     return -1;
   }

@@ -40,7 +40,9 @@ bool AllDigits(std::u16string_view text) {
 }
 
 // The key without the second dash of a long option: the engine passes those on with one.
-std::u16string_view Plain(std::u16string_view key) { return key.starts_with(u'-') ? key.substr(1) : key; }
+std::u16string_view Plain(std::u16string_view key) {
+  return key.starts_with(u'-') ? key.substr(1) : key;
+}
 
 // "-5", "--compression-level-5" and "--compression-level=5" all set the level.
 int LevelOption(const TextPair& option, bool& isLevel) {
@@ -81,11 +83,13 @@ Settings Parse(std::u16string_view line) {
 FLAC__StreamMetadata* MaskComment(const TvWaveFormatExtensible& image) {
   int channels = image.Format.nChannels;
   uint32_t mask = ChannelMaskOf(image);
-  if (!mask || mask == DefaultChannelMask(channels) || std::popcount(mask) != channels) return nullptr;
+  if (!mask || mask == DefaultChannelMask(channels) || std::popcount(mask) != channels)
+    return nullptr;
   FLAC__StreamMetadata* block = FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT);
   FLAC__StreamMetadata_VorbisComment_Entry entry{};
-  if (block && FLAC__metadata_object_vorbiscomment_entry_from_name_value_pair(&entry, flacmask::kField,
-                                                                               flacmask::Format(mask).c_str()) &&
+  if (block &&
+      FLAC__metadata_object_vorbiscomment_entry_from_name_value_pair(
+          &entry, flacmask::kField, flacmask::Format(mask).c_str()) &&
       FLAC__metadata_object_vorbiscomment_append_comment(block, entry, false))
     return block;
   if (block) FLAC__metadata_object_delete(block);
@@ -94,8 +98,9 @@ FLAC__StreamMetadata* MaskComment(const TvWaveFormatExtensible& image) {
 
 FLAC__StreamMetadata* SeekTable(uint64_t total, uint32_t rate) {
   FLAC__StreamMetadata* block = FLAC__metadata_object_new(FLAC__METADATA_TYPE_SEEKTABLE);
-  if (block && FLAC__metadata_object_seektable_template_append_spaced_points_by_samples(block, rate * kSeekPointSeconds,
-                                                                                        total) &&
+  if (block &&
+      FLAC__metadata_object_seektable_template_append_spaced_points_by_samples(
+          block, rate * kSeekPointSeconds, total) &&
       FLAC__metadata_object_seektable_template_sort(block, true))
     return block;
   if (block) FLAC__metadata_object_delete(block);
@@ -105,7 +110,8 @@ FLAC__StreamMetadata* SeekTable(uint64_t total, uint32_t rate) {
 // Samples in the whole stream, from the open record behind the format; 0 when unknown.
 uint64_t TotalSamples(const TvConversionInfo& info) {
   uint64_t bytes = 0;
-  memcpy(&bytes, reinterpret_cast<const uint8_t*>(info.format) + TV_FORMAT_TO_BYTE_LENGTH, sizeof bytes);
+  memcpy(&bytes, reinterpret_cast<const uint8_t*>(info.format) + TV_FORMAT_TO_BYTE_LENGTH,
+         sizeof bytes);
   uint32_t align = info.format->Format.nBlockAlign;
   return align ? bytes / align : 0;
 }
@@ -169,8 +175,8 @@ void Encoder::ChooseDepth() {
     return;
   }
   int container = BitsOf(kind);
-  bool extensible =
-      image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE && image.Format.cbSize >= TV_FORMAT_EXTENSIBLE_EXTRA;
+  bool extensible = image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE &&
+                    image.Format.cbSize >= TV_FORMAT_EXTENSIBLE_EXTRA;
   int valid = extensible ? image.wValidBitsPerSample : container;
   if (valid < 4 || valid > container) valid = container;
   bits = valid, shift = container - valid;
@@ -183,14 +189,16 @@ void Encoder::AddMetadata(uint64_t total) {
   if (padding) padding->length = kPaddingBytes;
   metadata.push_back(padding);
   std::erase(metadata, nullptr);
-  if (!metadata.empty()) FLAC__stream_encoder_set_metadata(flac, metadata.data(), unsigned(metadata.size()));
+  if (!metadata.empty())
+    FLAC__stream_encoder_set_metadata(flac, metadata.data(), unsigned(metadata.size()));
 }
 
 bool Encoder::Start(const TvConversionInfo& info) {
   kind = KindOfImage(image);
   int channels = image.Format.nChannels;
   if (channels > int(FLAC__MAX_CHANNELS))
-    return CannotEncode("FLAC holds 1 to 8 channels, the source has " + std::to_string(channels) + ".");
+    return CannotEncode("FLAC holds 1 to 8 channels, the source has " + std::to_string(channels) +
+                        ".");
   ChooseDepth();
   return Open(TotalSamples(info));
 }
@@ -203,18 +211,21 @@ bool Encoder::Open(uint64_t total) {
   FLAC__stream_encoder_set_bits_per_sample(flac, unsigned(bits));
   FLAC__stream_encoder_set_sample_rate(flac, f.nSamplesPerSec);
   // Rates above what every player must handle are still valid FLAC, outside the streamable subset.
-  FLAC__stream_encoder_set_streamable_subset(flac, FLAC__format_sample_rate_is_subset(f.nSamplesPerSec));
+  FLAC__stream_encoder_set_streamable_subset(flac,
+                                             FLAC__format_sample_rate_is_subset(f.nSamplesPerSec));
   FLAC__stream_encoder_set_compression_level(flac, unsigned(settings.level));
   FLAC__stream_encoder_set_verify(flac, settings.verify);
   if (total) FLAC__stream_encoder_set_total_samples_estimate(flac, total);
   AddMetadata(total);
-  FLAC__StreamEncoderInitStatus status = FLAC__stream_encoder_init_file(flac, name.c_str(), nullptr, nullptr);
-  if (status == FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR) return CannotCreate(name, StateText());
+  FLAC__StreamEncoderInitStatus status =
+      FLAC__stream_encoder_init_file(flac, name.c_str(), nullptr, nullptr);
+  if (status == FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR)
+    return CannotCreate(name, StateText());
   if (status == FLAC__STREAM_ENCODER_INIT_STATUS_INVALID_SAMPLE_RATE)
     return CannotEncode("FLAC cannot hold " + std::to_string(f.nSamplesPerSec) + " Hz.");
   if (status != FLAC__STREAM_ENCODER_INIT_STATUS_OK)
-    return CannotEncode(std::string("libFLAC refused the format (") + FLAC__StreamEncoderInitStatusString[status] +
-                        ").");
+    return CannotEncode(std::string("libFLAC refused the format (") +
+                        FLAC__StreamEncoderInitStatusString[status] + ").");
   return true;
 }
 
@@ -235,7 +246,8 @@ const int32_t* Encoder::StreamSamples(const TvAudioBlock& block) {
 }
 
 bool Encoder::Encode(const TvAudioBlock& block) {
-  if (!FLAC__stream_encoder_process_interleaved(flac, StreamSamples(block), unsigned(Frames(block))))
+  if (!FLAC__stream_encoder_process_interleaved(flac, StreamSamples(block),
+                                                unsigned(Frames(block))))
     return Failed("Encoding", StateText());
   return true;
 }

@@ -5,10 +5,10 @@
 
 #include <mpg123.h>
 
+#include <sys/stat.h>
 #include <cstring>
 #include <fstream>
 #include <new>
-#include <sys/stat.h>
 
 using namespace codec;
 
@@ -36,17 +36,20 @@ TvWaveFormatExtensible MakeImage(bool asFloat, int channels, long rate) {
 
 // Bytes of MPEG data: the file less an ID3v2 tag in front and an ID3v1 tag at the end.
 uint64_t AudioBytes(const std::string& name) {
-  struct stat st{};
+  struct stat st {};
   if (stat(name.c_str(), &st) != 0) return 0;
   uint64_t size = uint64_t(st.st_size);
   std::ifstream in(name, std::ios::binary);
   unsigned char head[10] = {};
   if (in.read(reinterpret_cast<char*>(head), 10) && memcmp(head, "ID3", 3) == 0) {
-    uint64_t tag = 10 + ((head[6] & 0x7Fu) << 21 | (head[7] & 0x7Fu) << 14 | (head[8] & 0x7Fu) << 7 | (head[9] & 0x7Fu));
+    uint64_t tag = 10 + ((head[6] & 0x7Fu) << 21 | (head[7] & 0x7Fu) << 14 |
+                         (head[8] & 0x7Fu) << 7 | (head[9] & 0x7Fu));
     size = size > tag ? size - tag : 0;
   }
   char tail[3] = {};
-  if (size > 128 && in.seekg(-128, std::ios::end) && in.read(tail, 3) && memcmp(tail, "TAG", 3) == 0) size -= 128;
+  if (size > 128 && in.seekg(-128, std::ios::end) && in.read(tail, 3) &&
+      memcmp(tail, "TAG", 3) == 0)
+    size -= 128;
   return size;
 }
 
@@ -88,7 +91,8 @@ bool Mp3Decoder::PrepareHandle() {
   size_t count = 0;
   mpg123_rates(&rates, &count);
   int encoding = asFloat ? MPG123_ENC_FLOAT_32 : MPG123_ENC_SIGNED_16;
-  for (size_t i = 0; i < count; ++i) mpg123_format(handle, rates[i], MPG123_MONO | MPG123_STEREO, encoding);
+  for (size_t i = 0; i < count; ++i)
+    mpg123_format(handle, rates[i], MPG123_MONO | MPG123_STEREO, encoding);
   return true;
 }
 
@@ -103,7 +107,8 @@ bool Mp3Decoder::CheckStream() {
   if (found <= 0 || length <= 0) return FailOpen("no MPEG audio frames found.");
   long delay = 0;
   double unused = 0;
-  bool tagged = mpg123_getstate(handle, MPG123_ENC_DELAY, &delay, &unused) == MPG123_OK && delay >= 0;
+  bool tagged =
+      mpg123_getstate(handle, MPG123_ENC_DELAY, &delay, &unused) == MPG123_OK && delay >= 0;
   if (tagged && found < announced)
     return FailOpen("the stream is truncated or damaged: " + std::to_string(found) + " of " +
                     std::to_string(announced) + " frames.");
@@ -140,7 +145,8 @@ bool Mp3Decoder::Decode(DecodedAudio& audio) {
   data.resize(kBlockBytes);
   size_t done = 0;
   int code = mpg123_read(handle, data.data(), data.size(), &done);
-  if (code != MPG123_OK && code != MPG123_DONE && code != MPG123_NEW_FORMAT) return FailRead(Reason(handle, code));
+  if (code != MPG123_OK && code != MPG123_DONE && code != MPG123_NEW_FORMAT)
+    return FailRead(Reason(handle, code));
   audio.data = data.data();
   audio.frames = done / image.Format.nBlockAlign;
   audio.end = code == MPG123_DONE;

@@ -117,14 +117,16 @@ std::u16string Encoder::ReadSettings(std::u16string_view line) {
 bool Encoder::Start(const TvConversionInfo&) {
   const TvWaveFormatEx& f = image.Format;
   if (f.nChannels < 1 || f.nChannels > 2)
-    return CannotEncode("MP3 holds one or two channels, the source has " + std::to_string(f.nChannels) + ".");
+    return CannotEncode("MP3 holds one or two channels, the source has " +
+                        std::to_string(f.nChannels) + ".");
   lame = lame_init();
   if (!lame) return Fail("Error: LAME could not be set up.");
   lame_set_in_samplerate(lame, int(f.nSamplesPerSec));
   lame_set_num_channels(lame, f.nChannels);
   ApplySettings(lame, settings);
   if (lame_init_params(lame) < 0)
-    return CannotEncode("LAME refused these settings for " + std::to_string(f.nSamplesPerSec) + " Hz.");
+    return CannotEncode("LAME refused these settings for " + std::to_string(f.nSamplesPerSec) +
+                        " Hz.");
   file = fopen(name.c_str(), "wb");
   if (!file) return CannotCreate(name, strerror(errno));
   return true;
@@ -145,8 +147,10 @@ bool Encoder::Encode(const TvAudioBlock& block) {
     right[i] = samples[i * channels + channels - 1];
   }
   out.resize(frames * 5 / 4 + 7200);
-  int size = lame_encode_buffer_ieee_float(lame, left.data(), right.data(), int(frames), out.data(), int(out.size()));
-  if (size < 0) return Fail("Error: Encoding '" + name + "' failed (LAME error " + std::to_string(size) + ").");
+  int size = lame_encode_buffer_ieee_float(lame, left.data(), right.data(), int(frames), out.data(),
+                                           int(out.size()));
+  if (size < 0)
+    return Fail("Error: Encoding '" + name + "' failed (LAME error " + std::to_string(size) + ").");
   if (!Write(out.data(), size)) return Failed("Writing", strerror(errno));
   return true;
 }
@@ -163,7 +167,8 @@ bool Encoder::WriteInfoTag() {
 bool Encoder::Finish() {
   out.resize(7200);
   int size = lame_encode_flush(lame, out.data(), int(out.size()));
-  if (size < 0 || !Write(out.data(), size) || !WriteInfoTag()) return Fail("Error: Finishing '" + name + "' failed.");
+  if (size < 0 || !Write(out.data(), size) || !WriteInfoTag())
+    return Fail("Error: Finishing '" + name + "' failed.");
   lame_close(lame);
   lame = nullptr;
   int closed = fclose(file);

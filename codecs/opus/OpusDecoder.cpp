@@ -2,16 +2,16 @@
 // as the granule positions give them, 16-bit output or float on request.
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/DecoderTags.h"
+#include "codecs/common/SampleLayout.h"
 #include "codecs/opus/OpusChannels.h"
 #include "codecs/opus/OpusPages.h"
-#include "codecs/common/SampleLayout.h"
 
 #include <opusfile.h>
 
+#include <sys/stat.h>
 #include <cerrno>
 #include <cstring>
 #include <new>
-#include <sys/stat.h>
 
 using namespace codec;
 
@@ -24,17 +24,28 @@ constexpr size_t kPacketFrames = 5760;  // the longest Opus packet, 120 ms
 
 std::string Reason(int code) {
   switch (code) {
-    case OP_HOLE: return "the stream is damaged: data is missing.";
-    case OP_EREAD: return "the file could not be read.";
-    case OP_EFAULT: return "opusfile ran out of memory or failed inside.";
-    case OP_EIMPL: return "the stream uses a feature opusfile does not support.";
-    case OP_ENOTFORMAT: return "not an Ogg Opus file (no Opus stream found).";
-    case OP_EBADHEADER: return "the Opus headers are missing or damaged.";
-    case OP_EVERSION: return "the Opus header has an unknown version.";
-    case OP_EBADPACKET: return "an Opus packet is damaged.";
-    case OP_EBADLINK: return "a link of the stream could not be found (damaged file).";
-    case OP_EBADTIMESTAMP: return "the stream's timestamps are invalid (damaged or truncated file).";
-    default: return "opusfile error " + std::to_string(code) + ".";
+    case OP_HOLE:
+      return "the stream is damaged: data is missing.";
+    case OP_EREAD:
+      return "the file could not be read.";
+    case OP_EFAULT:
+      return "opusfile ran out of memory or failed inside.";
+    case OP_EIMPL:
+      return "the stream uses a feature opusfile does not support.";
+    case OP_ENOTFORMAT:
+      return "not an Ogg Opus file (no Opus stream found).";
+    case OP_EBADHEADER:
+      return "the Opus headers are missing or damaged.";
+    case OP_EVERSION:
+      return "the Opus header has an unknown version.";
+    case OP_EBADPACKET:
+      return "an Opus packet is damaged.";
+    case OP_EBADLINK:
+      return "a link of the stream could not be found (damaged file).";
+    case OP_EBADTIMESTAMP:
+      return "the stream's timestamps are invalid (damaged or truncated file).";
+    default:
+      return "opusfile error " + std::to_string(code) + ".";
   }
 }
 
@@ -47,7 +58,8 @@ bool SameChannels(OggOpusFile* file) {
 }
 
 std::u16string QualityText(uint32_t bitRate, bool constant) {
-  return FromUtf8("Lossy, " + std::to_string((bitRate + 500) / 1000) + " kbps " + (constant ? "CBR" : "VBR"));
+  return FromUtf8("Lossy, " + std::to_string((bitRate + 500) / 1000) + " kbps " +
+                  (constant ? "CBR" : "VBR"));
 }
 
 class OggOpusDecoder : public TaggedDecoder {
@@ -75,14 +87,15 @@ void OggOpusDecoder::CloseStream() {
 }
 
 bool OggOpusDecoder::OpenStream() {
-  struct stat st{};
+  struct stat st {};
   if (stat(name.c_str(), &st) != 0) return FailOpen(std::string(strerror(errno)) + ".");
   int code = 0;
   file = op_open_file(name.c_str(), &code);
   if (!file) return FailOpen(Reason(code));
   opus_pages::PageScan scan = opus_pages::ScanPages(name);
   if (!scan.problem.empty()) return FailOpen(scan.problem);
-  if (!SameChannels(file)) return FailOpen("the links of the chained stream have different channel counts.");
+  if (!SameChannels(file))
+    return FailOpen("the links of the chained stream have different channel counts.");
   frames = op_pcm_total(file, -1);
   if (frames < 0) return FailOpen(Reason(int(frames)));
   if (frames == 0 || scan.audioPackets == 0) return FailOpen("the stream holds no audio.");
@@ -101,7 +114,9 @@ Description OggOpusDecoder::Describe() {
 // Frames decoded into the block buffer from frame `at` on; 0 at the end, negative on error.
 int OggOpusDecoder::ReadSome(size_t at) {
   int room = int((kBlockFrames - at) * size_t(channels));
-  if (asFloat) return op_read_float(file, reinterpret_cast<float*>(data.data()) + at * channels, room, nullptr);
+  if (asFloat)
+    return op_read_float(file, reinterpret_cast<float*>(data.data()) + at * channels, room,
+                         nullptr);
   return op_read(file, reinterpret_cast<opus_int16*>(data.data()) + at * channels, room, nullptr);
 }
 

@@ -107,7 +107,8 @@ std::u16string Encoder::ReadSettings(std::u16string_view line) {
 bool Encoder::Start(const TvConversionInfo&) {
   int channels = image.Format.nChannels;
   if (channels > kMaxChannels)
-    return CannotEncode("Opus takes one to eight channels here, the source has " + std::to_string(channels) + ".");
+    return CannotEncode("Opus takes one to eight channels here, the source has " +
+                        std::to_string(channels) + ".");
   if (!Open()) return false;
   // libopusenc draws the serial from an unseeded rand(): every file would share it, and
   // chaining two of them would give one stream where two were meant.

@@ -14,8 +14,8 @@ namespace {
 struct Stream {
   bool opus = false;
   uint64_t packets = 0;
-  uint32_t partial = 0;   // bytes of a packet that goes on in the next page
-  int64_t pending = -1;   // size of the last audio packet, judged once another one follows
+  uint32_t partial = 0;  // bytes of a packet that goes on in the next page
+  int64_t pending = -1;  // size of the last audio packet, judged once another one follows
 };
 
 struct Scan {
@@ -38,7 +38,8 @@ void AudioPacket(Scan& scan, Stream& stream, uint32_t size) {
 
 void TakePage(Scan& scan, ogg_page& page) {
   Stream& stream = scan.streams[ogg_page_serialno(&page)];
-  if (ogg_page_bos(&page)) stream.opus = page.body_len >= 8 && memcmp(page.body, "OpusHead", 8) == 0;
+  if (ogg_page_bos(&page))
+    stream.opus = page.body_len >= 8 && memcmp(page.body, "OpusHead", 8) == 0;
   int segments = page.header[26];
   for (int i = 0; i < segments; ++i) {
     int lacing = page.header[27 + i];
@@ -57,8 +58,8 @@ bool TakePages(Scan& scan, ogg_sync_state& sync) {
   int found;
   while ((found = ogg_sync_pageout(&sync, &page)) != 0) {
     if (found < 0) {
-      scan.result.problem = "the stream is damaged: a page near byte " + std::to_string(scan.bytes) +
-                            " is corrupt or missing.";
+      scan.result.problem = "the stream is damaged: a page near byte " +
+                            std::to_string(scan.bytes) + " is corrupt or missing.";
       return false;
     }
     TakePage(scan, page);

@@ -1,10 +1,10 @@
 // Decoder plug-in for WAV (plain and extensible), AIFF and W64 files, read with libsndfile.
-#include "codecs/pcm/PcmFormat.h"
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/DecoderPlugin.h"
+#include "codecs/pcm/PcmFormat.h"
 
-#include <new>
 #include <sys/stat.h>
+#include <new>
 
 using namespace pcm;
 using namespace codec;
@@ -12,8 +12,8 @@ using namespace codec;
 namespace {
 
 const DecodedType kTypes[] = {
-    {u".wav", u"Wave"}, {u".wave", u"Wave"}, {u".aif", u"Aiff"}, {u".aiff", u"Aiff"}, {u".aifc", u"Aiff"},
-    {u".w64", u"Wave64"},
+    {u".wav", u"Wave"},  {u".wave", u"Wave"}, {u".aif", u"Aiff"},
+    {u".aiff", u"Aiff"}, {u".aifc", u"Aiff"}, {u".w64", u"Wave64"},
 };
 constexpr sf_count_t kFramesPerBlock = 8192;
 
@@ -23,14 +23,16 @@ struct TagField {
   const char16_t* key;
 };
 const TagField kTagFields[] = {
-    {SF_STR_TITLE, u"Title"},     {SF_STR_ARTIST, u"Artist"},   {SF_STR_ALBUM, u"Album"},
-    {SF_STR_DATE, u"Year"},       {SF_STR_GENRE, u"Genre"},     {SF_STR_TRACKNUMBER, u"Track"},
+    {SF_STR_TITLE, u"Title"},     {SF_STR_ARTIST, u"Artist"},       {SF_STR_ALBUM, u"Album"},
+    {SF_STR_DATE, u"Year"},       {SF_STR_GENRE, u"Genre"},         {SF_STR_TRACKNUMBER, u"Track"},
     {SF_STR_COMMENT, u"Comment"}, {SF_STR_COPYRIGHT, u"Copyright"},
 };
 
 std::vector<int> ChannelMap(SNDFILE* file, int channels) {
   std::vector<int> map(size_t(channels), 0);
-  if (sf_command(file, SFC_GET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int))) != SF_TRUE) map.clear();
+  if (sf_command(file, SFC_GET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int))) !=
+      SF_TRUE)
+    map.clear();
   return map;
 }
 
@@ -43,8 +45,9 @@ std::u16string ChannelWords(int channels) {
 // libsndfile's reason, except for an empty file, which it calls an unknown format.
 std::string OpenFailure(const std::string& name) {
   std::string reason = sf_strerror(nullptr);
-  struct stat st{};
-  if (stat(name.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size == 0) reason = "the file is empty.";
+  struct stat st {};
+  if (stat(name.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size == 0)
+    reason = "the file is empty.";
   return reason;
 }
 
@@ -109,9 +112,10 @@ Description PcmDecoder::Describe() {
 uint32_t PcmDecoder::SourceBitRate() const {
   int sub = info.format & SF_FORMAT_SUBMASK;
   bool plain = sub == SF_FORMAT_PCM_S8 || sub == SF_FORMAT_PCM_U8 || sub == SF_FORMAT_PCM_16 ||
-               sub == SF_FORMAT_PCM_24 || sub == SF_FORMAT_PCM_32 || sub == SF_FORMAT_FLOAT || sub == SF_FORMAT_DOUBLE;
+               sub == SF_FORMAT_PCM_24 || sub == SF_FORMAT_PCM_32 || sub == SF_FORMAT_FLOAT ||
+               sub == SF_FORMAT_DOUBLE;
   uint64_t ms = MsOf(uint64_t(frames));
-  struct stat st{};
+  struct stat st {};
   if (plain || ms == 0 || stat(name.c_str(), &st) != 0) return image.Format.nAvgBytesPerSec * 8;
   return uint32_t(uint64_t(st.st_size) * 8000 / ms);  // a coded source: its average over the file
 }

@@ -42,8 +42,8 @@ struct TagField {
   const char16_t* key;
 };
 const TagField kTagFields[] = {
-    {SF_STR_TITLE, u"Title"},     {SF_STR_ARTIST, u"Artist"},   {SF_STR_ALBUM, u"Album"},
-    {SF_STR_DATE, u"Year"},       {SF_STR_GENRE, u"Genre"},     {SF_STR_TRACKNUMBER, u"Track"},
+    {SF_STR_TITLE, u"Title"},     {SF_STR_ARTIST, u"Artist"},       {SF_STR_ALBUM, u"Album"},
+    {SF_STR_DATE, u"Year"},       {SF_STR_GENRE, u"Genre"},         {SF_STR_TRACKNUMBER, u"Track"},
     {SF_STR_COMMENT, u"Comment"}, {SF_STR_COPYRIGHT, u"Copyright"},
 };
 
@@ -57,14 +57,23 @@ struct Settings {
 };
 
 SampleKind KindForBits(int bits, bool isFloat) {
-  if (isFloat) return bits == 64 ? SampleKind::F64 : bits == 32 || bits == 0 ? SampleKind::F32 : SampleKind::None;
+  if (isFloat)
+    return bits == 64                ? SampleKind::F64
+           : bits == 32 || bits == 0 ? SampleKind::F32
+                                     : SampleKind::None;
   switch (bits) {
-    case 8: return SampleKind::U8;
-    case 16: return SampleKind::S16;
-    case 24: return SampleKind::S24;
-    case 32: return SampleKind::S32;
-    case 64: return SampleKind::F64;
-    default: return SampleKind::None;
+    case 8:
+      return SampleKind::U8;
+    case 16:
+      return SampleKind::S16;
+    case 24:
+      return SampleKind::S24;
+    case 32:
+      return SampleKind::S32;
+    case 64:
+      return SampleKind::F64;
+    default:
+      return SampleKind::None;
   }
 }
 
@@ -87,7 +96,8 @@ Settings Parse(std::u16string_view line) {
   if (!hasBits && !hasFloat) return s;
   int bits = 0;
   std::string digits = ToUtf8(bitsText);
-  if (hasBits && (digits.empty() || digits.size() > 2 || digits.find_first_not_of("0123456789") != std::string::npos)) {
+  if (hasBits && (digits.empty() || digits.size() > 2 ||
+                  digits.find_first_not_of("0123456789") != std::string::npos)) {
     s.problem = u"-bits=" + bitsText;
     return s;
   }
@@ -144,7 +154,8 @@ void Encoder::WriteTags(const TvConversionInfo& info) {
   for (const TagField& field : kTagFields) {
     for (const TextPair& tag : tags) {
       if (!EqualsNoCase(tag.first, field.key) || tag.second.empty()) continue;
-      sf_set_string(file, field.stringType, ToUtf8(tag.second).c_str());  // a type without the field declines
+      sf_set_string(file, field.stringType,
+                    ToUtf8(tag.second).c_str());  // a type without the field declines
       break;
     }
   }
@@ -153,7 +164,9 @@ void Encoder::WriteTags(const TvConversionInfo& info) {
 void Encoder::SetChannelMap() {
   uint32_t mask = ChannelMaskOf(image);
   std::vector<int> map;
-  if (mask == 0 || mask == TV_CHANNEL_MASK_UNKNOWN || !MapFromMask(mask, image.Format.nChannels, map)) return;
+  if (mask == 0 || mask == TV_CHANNEL_MASK_UNKNOWN ||
+      !MapFromMask(mask, image.Format.nChannels, map))
+    return;
   sf_command(file, SFC_SET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int)));
 }
 
@@ -162,14 +175,15 @@ bool Encoder::Start(const TvConversionInfo& info) {
   int channels = image.Format.nChannels;
   int container = settings.container->format;
   // Samples wider than 16 bits and more than two channels call for the extensible header.
-  bool extensible = image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE || channels > 2 || BitsOf(kind) > 16 ||
-                    settings.forceExtensible;
+  bool extensible = image.Format.wFormatTag == TV_FORMAT_EXTENSIBLE || channels > 2 ||
+                    BitsOf(kind) > 16 || settings.forceExtensible;
   if (container == SF_FORMAT_WAV && extensible) container = SF_FORMAT_WAVEX;
   SF_INFO out{};
   out.samplerate = int(image.Format.nSamplesPerSec);
   out.channels = channels;
   out.format = container | SubFormatOf(kind, settings.container->format);
-  if (!sf_format_check(&out)) return CannotEncode("this format cannot be stored in the output type.");
+  if (!sf_format_check(&out))
+    return CannotEncode("this format cannot be stored in the output type.");
   file = sf_open(name.c_str(), SFM_WRITE, &out);
   if (!file) return CannotCreate(name, sf_strerror(nullptr));
   sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);

@@ -10,12 +10,23 @@ namespace {
 
 // Speaker bit i of a channel mask, as libsndfile names it.
 const int kSpeakers[] = {
-    SF_CHANNEL_MAP_LEFT,          SF_CHANNEL_MAP_RIGHT,         SF_CHANNEL_MAP_CENTER,
-    SF_CHANNEL_MAP_LFE,           SF_CHANNEL_MAP_REAR_LEFT,     SF_CHANNEL_MAP_REAR_RIGHT,
-    SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER, SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER,
-    SF_CHANNEL_MAP_REAR_CENTER,   SF_CHANNEL_MAP_SIDE_LEFT,     SF_CHANNEL_MAP_SIDE_RIGHT,
-    SF_CHANNEL_MAP_TOP_CENTER,    SF_CHANNEL_MAP_TOP_FRONT_LEFT, SF_CHANNEL_MAP_TOP_FRONT_CENTER,
-    SF_CHANNEL_MAP_TOP_FRONT_RIGHT, SF_CHANNEL_MAP_TOP_REAR_LEFT, SF_CHANNEL_MAP_TOP_REAR_CENTER,
+    SF_CHANNEL_MAP_LEFT,
+    SF_CHANNEL_MAP_RIGHT,
+    SF_CHANNEL_MAP_CENTER,
+    SF_CHANNEL_MAP_LFE,
+    SF_CHANNEL_MAP_REAR_LEFT,
+    SF_CHANNEL_MAP_REAR_RIGHT,
+    SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER,
+    SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER,
+    SF_CHANNEL_MAP_REAR_CENTER,
+    SF_CHANNEL_MAP_SIDE_LEFT,
+    SF_CHANNEL_MAP_SIDE_RIGHT,
+    SF_CHANNEL_MAP_TOP_CENTER,
+    SF_CHANNEL_MAP_TOP_FRONT_LEFT,
+    SF_CHANNEL_MAP_TOP_FRONT_CENTER,
+    SF_CHANNEL_MAP_TOP_FRONT_RIGHT,
+    SF_CHANNEL_MAP_TOP_REAR_LEFT,
+    SF_CHANNEL_MAP_TOP_REAR_CENTER,
     SF_CHANNEL_MAP_TOP_REAR_RIGHT,
 };
 constexpr int kSpeakerCount = int(sizeof(kSpeakers) / sizeof(kSpeakers[0]));
@@ -24,7 +35,8 @@ int SpeakerBit(int position) {
   // libsndfile has a second name for the three front speakers.
   if (position == SF_CHANNEL_MAP_FRONT_LEFT) position = SF_CHANNEL_MAP_LEFT;
   if (position == SF_CHANNEL_MAP_FRONT_RIGHT) position = SF_CHANNEL_MAP_RIGHT;
-  if (position == SF_CHANNEL_MAP_FRONT_CENTER || position == SF_CHANNEL_MAP_MONO) position = SF_CHANNEL_MAP_CENTER;
+  if (position == SF_CHANNEL_MAP_FRONT_CENTER || position == SF_CHANNEL_MAP_MONO)
+    position = SF_CHANNEL_MAP_CENTER;
   for (int bit = 0; bit < kSpeakerCount; ++bit)
     if (kSpeakers[bit] == position) return bit;
   return -1;
@@ -34,24 +46,38 @@ int SpeakerBit(int position) {
 
 SampleKind KindOfSubFormat(int subFormat) {
   switch (subFormat) {
-    case SF_FORMAT_PCM_S8: case SF_FORMAT_PCM_U8: return SampleKind::U8;
-    case SF_FORMAT_PCM_24: return SampleKind::S24;
-    case SF_FORMAT_PCM_32: return SampleKind::S32;
-    case SF_FORMAT_FLOAT: return SampleKind::F32;
-    case SF_FORMAT_DOUBLE: return SampleKind::F64;
-    default: return SampleKind::S16;
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+      return SampleKind::U8;
+    case SF_FORMAT_PCM_24:
+      return SampleKind::S24;
+    case SF_FORMAT_PCM_32:
+      return SampleKind::S32;
+    case SF_FORMAT_FLOAT:
+      return SampleKind::F32;
+    case SF_FORMAT_DOUBLE:
+      return SampleKind::F64;
+    default:
+      return SampleKind::S16;
   }
 }
 
 int SubFormatOf(SampleKind kind, int container) {
   switch (kind) {
-    case SampleKind::U8: return container == SF_FORMAT_AIFF ? SF_FORMAT_PCM_S8 : SF_FORMAT_PCM_U8;
-    case SampleKind::S16: return SF_FORMAT_PCM_16;
-    case SampleKind::S24: return SF_FORMAT_PCM_24;
-    case SampleKind::S32: return SF_FORMAT_PCM_32;
-    case SampleKind::F32: return SF_FORMAT_FLOAT;
-    case SampleKind::F64: return SF_FORMAT_DOUBLE;
-    default: return 0;
+    case SampleKind::U8:
+      return container == SF_FORMAT_AIFF ? SF_FORMAT_PCM_S8 : SF_FORMAT_PCM_U8;
+    case SampleKind::S16:
+      return SF_FORMAT_PCM_16;
+    case SampleKind::S24:
+      return SF_FORMAT_PCM_24;
+    case SampleKind::S32:
+      return SF_FORMAT_PCM_32;
+    case SampleKind::F32:
+      return SF_FORMAT_FLOAT;
+    case SampleKind::F64:
+      return SF_FORMAT_DOUBLE;
+    default:
+      return 0;
   }
 }
 
@@ -72,7 +98,8 @@ bool MapFromMask(uint32_t mask, int channels, std::vector<int>& map) {
   return int(map.size()) == channels;
 }
 
-sf_count_t ReadFrames(SNDFILE* file, SampleKind kind, int channels, sf_count_t frames, std::vector<uint8_t>& out) {
+sf_count_t ReadFrames(SNDFILE* file, SampleKind kind, int channels, sf_count_t frames,
+                      std::vector<uint8_t>& out) {
   size_t samples = size_t(frames) * size_t(channels);
   out.resize(samples * size_t(BitsOf(kind) / 8));
   sf_count_t got = 0;
@@ -88,7 +115,8 @@ sf_count_t ReadFrames(SNDFILE* file, SampleKind kind, int channels, sf_count_t f
     case SampleKind::U8: {
       std::vector<short> wide(samples);
       got = sf_readf_short(file, wide.data(), frames);
-      for (size_t i = 0; i < size_t(got) * size_t(channels); ++i) out[i] = uint8_t((wide[i] >> 8) + 128);
+      for (size_t i = 0; i < size_t(got) * size_t(channels); ++i)
+        out[i] = uint8_t((wide[i] >> 8) + 128);
       return got;
     }
     case SampleKind::S24: {
@@ -107,7 +135,8 @@ sf_count_t ReadFrames(SNDFILE* file, SampleKind kind, int channels, sf_count_t f
   }
 }
 
-bool WriteFrames(SNDFILE* file, SampleKind kind, int channels, const uint8_t* data, sf_count_t frames) {
+bool WriteFrames(SNDFILE* file, SampleKind kind, int channels, const uint8_t* data,
+                 sf_count_t frames) {
   size_t samples = size_t(frames) * size_t(channels);
   switch (kind) {
     case SampleKind::S16: {

@@ -28,8 +28,10 @@ uint32_t MaskFromMap(const std::vector<int>& map);
 bool MapFromMask(uint32_t mask, int channels, std::vector<int>& map);
 
 // Reads up to frames frames into out in the block layout; returns the frames read.
-sf_count_t ReadFrames(SNDFILE* file, SampleKind kind, int channels, sf_count_t frames, std::vector<uint8_t>& out);
+sf_count_t ReadFrames(SNDFILE* file, SampleKind kind, int channels, sf_count_t frames,
+                      std::vector<uint8_t>& out);
 // Writes whole frames from a block; returns whether all were written.
-bool WriteFrames(SNDFILE* file, SampleKind kind, int channels, const uint8_t* data, sf_count_t frames);
+bool WriteFrames(SNDFILE* file, SampleKind kind, int channels, const uint8_t* data,
+                 sf_count_t frames);
 
 }  // namespace pcm

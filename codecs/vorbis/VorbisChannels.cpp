@@ -10,8 +10,8 @@ namespace vorbis {
 
 namespace {
 
-constexpr uint32_t FL = 0x1, FR = 0x2, FC = 0x4, LFE = 0x8, BL = 0x10, BR = 0x20, BC = 0x100, SL = 0x200,
-                   SR = 0x400;
+constexpr uint32_t FL = 0x1, FR = 0x2, FC = 0x4, LFE = 0x8, BL = 0x10, BR = 0x20, BC = 0x100,
+                   SL = 0x200, SR = 0x400;
 
 // Per Vorbis channel, the speakers that may fill it, first choice first.
 const std::vector<std::vector<uint32_t>>& Layout(int channels) {
@@ -51,7 +51,8 @@ std::vector<int> Match(int channels, uint32_t mask) {
 std::vector<int> VorbisOrder(int channels, uint32_t mask) {
   std::vector<int> order;
   if (channels >= 3 && channels <= 8) {
-    if (mask != TV_CHANNEL_MASK_UNKNOWN && std::popcount(mask) == channels) order = Match(channels, mask);
+    if (mask != TV_CHANNEL_MASK_UNKNOWN && std::popcount(mask) == channels)
+      order = Match(channels, mask);
     if (order.empty()) order = Match(channels, codec::DefaultChannelMask(channels));
   }
   if (order.empty()) {

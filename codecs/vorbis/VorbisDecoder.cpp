@@ -22,10 +22,14 @@ constexpr int kBlockFrames = 8192;
 
 // What the first packet of a stream says it is.
 std::string CodecOf(const unsigned char* packet, long size) {
-  auto starts = [&](const char* magic) { return size >= long(strlen(magic)) && !memcmp(packet, magic, strlen(magic)); };
+  auto starts = [&](const char* magic) {
+    return size >= long(strlen(magic)) && !memcmp(packet, magic, strlen(magic));
+  };
   if (starts("\x01vorbis")) return "Vorbis";
   if (starts("OpusHead")) return "Opus";
-  if (starts("\x7F" "FLAC")) return "FLAC";
+  if (starts("\x7F"
+             "FLAC"))
+    return "FLAC";
   if (starts("Speex   ")) return "Speex";
   if (starts("\x80theora")) return "Theora";
   return "an unknown codec";
@@ -63,8 +67,10 @@ bool ScanPages(const std::string& name, PageScan& scan, std::string& error) {
     ogg_sync_wrote(&sync, long(got));
     scan.size += got;
     for (long step; (step = ogg_sync_pageseek(&sync, &page)) != 0;) {
-      if (step > 0) TakePage(page, scan);
-      else scan.pending += uint64_t(-step);
+      if (step > 0)
+        TakePage(page, scan);
+      else
+        scan.pending += uint64_t(-step);
     }
     if (got == 0) break;
   }
@@ -82,7 +88,8 @@ std::string ScanProblem(const PageScan& scan) {
   bool vorbis = false;
   for (const std::string& codec : scan.codecs) vorbis = vorbis || codec == "Vorbis";
   if (!vorbis) return "the Ogg file holds " + scan.codecs[0] + ", not Vorbis.";
-  if (scan.junk > 0) return "the stream is damaged: " + std::to_string(scan.junk) + " bytes are no valid Ogg pages.";
+  if (scan.junk > 0)
+    return "the stream is damaged: " + std::to_string(scan.junk) + " bytes are no valid Ogg pages.";
   if (scan.cut) return "the stream is truncated: the file ends inside an Ogg page.";
   if (!scan.ended) return "the stream is truncated: its last page does not end the stream.";
   return "";
@@ -90,11 +97,16 @@ std::string ScanProblem(const PageScan& scan) {
 
 std::string OpenReason(int code) {
   switch (code) {
-    case OV_EREAD: return "the file could not be read.";
-    case OV_ENOTVORBIS: return "not an Ogg Vorbis stream.";
-    case OV_EVERSION: return "the Vorbis version is not supported.";
-    case OV_EBADHEADER: return "the Vorbis headers are damaged.";
-    default: return "libvorbisfile could not open it (error " + std::to_string(code) + ").";
+    case OV_EREAD:
+      return "the file could not be read.";
+    case OV_ENOTVORBIS:
+      return "not an Ogg Vorbis stream.";
+    case OV_EVERSION:
+      return "the Vorbis version is not supported.";
+    case OV_EBADHEADER:
+      return "the Vorbis headers are damaged.";
+    default:
+      return "libvorbisfile could not open it (error " + std::to_string(code) + ").";
   }
 }
 
@@ -105,8 +117,9 @@ std::string ChainProblem(OggVorbis_File& file) {
     const vorbis_info* info = ov_info(&file, link);
     if (info->rate != first->rate || info->channels != first->channels)
       return "its chained streams change format (" + std::to_string(first->rate) + " Hz, " +
-             std::to_string(first->channels) + " channels, then " + std::to_string(info->rate) + " Hz, " +
-             std::to_string(info->channels) + " channels); convert each stream on its own.";
+             std::to_string(first->channels) + " channels, then " + std::to_string(info->rate) +
+             " Hz, " + std::to_string(info->channels) +
+             " channels); convert each stream on its own.";
   }
   return "";
 }
@@ -156,7 +169,8 @@ bool VorbisDecoder::OpenStream() {
   if (frames < 0) return FailOpen("its length could not be found.");
   const vorbis_info* info = ov_info(&file, 0);
   if (info->rate <= 0 || info->channels <= 0) return FailOpen("the Vorbis headers are damaged.");
-  image = MakeDecodedImage(asFloat ? SampleKind::F32 : SampleKind::S16, info->channels, int(info->rate));
+  image = MakeDecodedImage(asFloat ? SampleKind::F32 : SampleKind::S16, info->channels,
+                           int(info->rate));
   order = vorbis::VorbisOrder(info->channels, ChannelMaskOf(image));
   return true;
 }
@@ -164,7 +178,9 @@ bool VorbisDecoder::OpenStream() {
 Description VorbisDecoder::Describe() {
   const vorbis_info& header = *ov_info(&file, 0);
   long average = ov_bitrate(&file, -1);
-  bitRate = uint32_t(average > 0 ? average : header.bitrate_nominal > 0 ? header.bitrate_nominal : 0);
+  bitRate = uint32_t(average > 0                  ? average
+                     : header.bitrate_nominal > 0 ? header.bitrate_nominal
+                                                  : 0);
   return {FileTags(), QualityText(header, (bitRate + 500) / 1000)};
 }
 
@@ -179,7 +195,8 @@ bool VorbisDecoder::ReadFrames(int& count) {
     long got = ov_read_float(&file, &pcm, kBlockFrames - count, &link);
     if (got == 0) break;
     if (got == OV_HOLE || got == OV_EBADLINK)
-      return FailRead("the stream is damaged near " + std::to_string(MsOf(uint64_t(position + count))) + " ms.");
+      return FailRead("the stream is damaged near " +
+                      std::to_string(MsOf(uint64_t(position + count))) + " ms.");
     if (got < 0) return FailRead("libvorbisfile error " + std::to_string(got) + ".");
     float* out = mixed.data() + size_t(count) * size_t(channels);
     for (int v = 0; v < channels; ++v) {
@@ -197,8 +214,8 @@ bool VorbisDecoder::Decode(DecodedAudio& audio) {
   if (!ReadFrames(count)) return false;
   bool end = count < kBlockFrames || position + count >= frames;
   if (end && position + count < frames)
-    return FailRead("the stream ended after " + std::to_string(position + count) + " of " + std::to_string(frames) +
-                    " samples.");
+    return FailRead("the stream ended after " + std::to_string(position + count) + " of " +
+                    std::to_string(frames) + " samples.");
   SampleKind kind = asFloat ? SampleKind::F32 : SampleKind::S16;
   data.resize(size_t(count) * image.Format.nBlockAlign);
   FromFloat(mixed.data(), size_t(count) * image.Format.nChannels, kind, data.data());

@@ -83,7 +83,8 @@ Settings Parse(std::u16string_view line) {
 int Configure(vorbis_info& info, const Settings& s, int channels, long rate) {
   if (!s.managed) return vorbis_encode_init_vbr(&info, channels, rate, s.quality / 10);
   auto bits = [](long kbps) { return kbps > 0 ? kbps * 1000 : -1; };
-  int code = vorbis_encode_setup_managed(&info, channels, rate, bits(s.maxKbps), bits(s.kbps), bits(s.minKbps));
+  int code = vorbis_encode_setup_managed(&info, channels, rate, bits(s.maxKbps), bits(s.kbps),
+                                         bits(s.minKbps));
   return code ? code : vorbis_encode_setup_init(&info);
 }
 
@@ -162,7 +163,8 @@ bool Encoder::WriteHeaders() {
 bool Encoder::Start(const TvConversionInfo&) {
   const TvWaveFormatEx& f = image.Format;
   if (f.nChannels > 255)
-    return CannotEncode("Vorbis holds up to 255 channels, the source has " + std::to_string(f.nChannels) + ".");
+    return CannotEncode("Vorbis holds up to 255 channels, the source has " +
+                        std::to_string(f.nChannels) + ".");
   if (Configure(info, settings, f.nChannels, long(f.nSamplesPerSec)) != 0)
     return CannotEncode("libvorbis can't encode " + std::to_string(f.nChannels) + " channels at " +
                         std::to_string(f.nSamplesPerSec) + " Hz with these settings.");

@@ -29,7 +29,8 @@ long FirstBlock(FILE* file) {
 // Reads the block at the file's position; false at the end of the blocks.
 bool ReadBlock(FILE* file, std::vector<unsigned char>& block, WavpackHeader& header) {
   block.resize(sizeof header);
-  if (fread(block.data(), 1, sizeof header, file) != sizeof header || memcmp(block.data(), "wvpk", 4) != 0)
+  if (fread(block.data(), 1, sizeof header, file) != sizeof header ||
+      memcmp(block.data(), "wvpk", 4) != 0)
     return false;
   memcpy(&header, block.data(), sizeof header);
   WavpackLittleEndianToNative(&header, const_cast<char*>(WavpackHeaderFormat));
@@ -49,7 +50,8 @@ bool Refuse(std::string& reason, const std::string& text) {
 bool CheckBlocks(const std::string& path, std::string& reason) {
   File file(fopen(path.c_str(), "rb"), fclose);
   if (!file) return Refuse(reason, "the file can't be read.");
-  if (fseek(file.get(), 0, SEEK_END) != 0 || ftell(file.get()) == 0) return Refuse(reason, "the file is empty.");
+  if (fseek(file.get(), 0, SEEK_END) != 0 || ftell(file.get()) == 0)
+    return Refuse(reason, "the file is empty.");
   rewind(file.get());
   long start = FirstBlock(file.get());
   if (start < 0) return Refuse(reason, "not a WavPack file (no block header found).");
@@ -60,13 +62,14 @@ bool CheckBlocks(const std::string& path, std::string& reason) {
   for (long at = start; ReadBlock(file.get(), block, header); at = ftell(file.get())) {
     if (total == -2) total = GET_TOTAL_SAMPLES(header);
     if (!WavpackVerifySingleBlock(block.data(), 1))
-      return Refuse(reason, "damaged block at byte " + std::to_string(at) + " (checksum mismatch).");
+      return Refuse(reason,
+                    "damaged block at byte " + std::to_string(at) + " (checksum mismatch).");
     if (header.block_samples && (header.flags & INITIAL_BLOCK)) found += header.block_samples;
   }
   if (total == -2) return Refuse(reason, "the first block is cut short.");
   if (total >= 0 && found < total)
-    return Refuse(reason, "the file is truncated or blocks are missing: " + std::to_string(found) + " of " +
-                    std::to_string(total) + " samples.");
+    return Refuse(reason, "the file is truncated or blocks are missing: " + std::to_string(found) +
+                              " of " + std::to_string(total) + " samples.");
   return true;
 }
 

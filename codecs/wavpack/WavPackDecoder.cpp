@@ -7,10 +7,10 @@
 
 #include <wavpack/wavpack.h>
 
+#include <unistd.h>
 #include <bit>
 #include <cstring>
 #include <new>
-#include <unistd.h>
 
 using namespace codec;
 
@@ -105,8 +105,8 @@ bool WavPackDecoder::Unpack(uint32_t& count) {
   if (int errors = WavpackGetNumErrors(wpc))
     return FailReadAndClose(std::to_string(errors) + " damaged block(s) (CRC error).");
   if (count == 0 && frames > 0 && position < frames)
-    return FailReadAndClose("the stream ends after " + std::to_string(position) + " of " + std::to_string(frames) +
-                            " samples (truncated file).");
+    return FailReadAndClose("the stream ends after " + std::to_string(position) + " of " +
+                            std::to_string(frames) + " samples (truncated file).");
   values = size_t(count) * size_t(channels);
   data.resize(values * size_t(BitsOf(kind) / 8));
   if (kind == SampleKind::F32)

@@ -17,10 +17,10 @@ using namespace codec;
 namespace {
 
 struct Settings {
-  int mode = 0;            // CONFIG_ flags of the last of -f, -h and -hh
-  int extra = 0;           // extra processing level 1..6, 0 for none
-  double bitRate = 0;      // hybrid: kbps from 24 up, bits per sample below; 0 for lossless
-  bool correction = false; // also write the .wvc
+  int mode = 0;             // CONFIG_ flags of the last of -f, -h and -hh
+  int extra = 0;            // extra processing level 1..6, 0 for none
+  double bitRate = 0;       // hybrid: kbps from 24 up, bits per sample below; 0 for lossless
+  bool correction = false;  // also write the .wvc
   bool writeTags = true;
   std::u16string problem;  // the first option that could not be understood
 };
@@ -71,7 +71,8 @@ bool Ours(const std::u16string& key) {
   for (const char16_t* name : kNames)
     if (EqualsNoCase(key, name)) return true;
   char16_t first = char16_t(key[0] | 0x20);
-  return (first == u'x' || first == u'b') && (key.size() == 1 || (key[1] >= u'0' && key[1] <= u'9'));
+  return (first == u'x' || first == u'b') &&
+         (key.size() == 1 || (key[1] >= u'0' && key[1] <= u'9'));
 }
 
 Settings Parse(std::u16string_view line) {
@@ -100,7 +101,8 @@ void CloseSink(Sink& sink) {
 std::string CorrectionName(const std::string& output) {
   size_t dot = output.rfind('.');
   size_t slash = output.rfind('/');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return output + ".wvc";
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+    return output + ".wvc";
   return output.substr(0, dot) + ".wvc";
 }
 
@@ -190,7 +192,8 @@ std::u16string Encoder::ReadSettings(std::u16string_view line) {
 }
 
 std::string Encoder::SettingsConflict() const {
-  if (settings.correction && settings.bitRate == 0) return "Error: Encoder setting '-c' needs hybrid mode (-b<n>).";
+  if (settings.correction && settings.bitRate == 0)
+    return "Error: Encoder setting '-c' needs hybrid mode (-b<n>).";
   return {};
 }
 
@@ -225,13 +228,16 @@ int32_t* Encoder::LibrarySamples(const TvAudioBlock& block) {
   if (!IsFloat(kind)) return Integers(block).data();
   size_t count = Frames(block) * image.Format.nChannels;
   samples.resize(count);
-  if (kind == SampleKind::F32) memcpy(samples.data(), block.data, count * 4);
-  else memcpy(samples.data(), Floats(block).data(), count * 4);
+  if (kind == SampleKind::F32)
+    memcpy(samples.data(), block.data, count * 4);
+  else
+    memcpy(samples.data(), Floats(block).data(), count * 4);
   return samples.data();
 }
 
 bool Encoder::Encode(const TvAudioBlock& block) {
-  if (!WavpackPackSamples(wpc, LibrarySamples(block), uint32_t(Frames(block))) || wv.failed || wvc.failed)
+  if (!WavpackPackSamples(wpc, LibrarySamples(block), uint32_t(Frames(block))) || wv.failed ||
+      wvc.failed)
     return Failed("Writing", LibraryError() + ".");
   return true;
 }
@@ -253,9 +259,11 @@ bool Encoder::CloseFiles() {
 }
 
 bool Encoder::Finish() {
-  if (!WavpackFlushSamples(wpc) || wv.failed || wvc.failed) return Failed("Finishing", LibraryError() + ".");
+  if (!WavpackFlushSamples(wpc) || wv.failed || wvc.failed)
+    return Failed("Finishing", LibraryError() + ".");
   if (WavpackGetSampleIndex64(wpc) == 0) return CannotEncode("the source holds no audio samples.");
-  if (!RewriteFirstBlock(wv) || !RewriteFirstBlock(wvc)) return Failed("Finishing", strerror(errno));
+  if (!RewriteFirstBlock(wv) || !RewriteFirstBlock(wvc))
+    return Failed("Finishing", strerror(errno));
   WavpackCloseFile(wpc);
   wpc = nullptr;
   if (!CloseFiles()) return Failed("Finishing", strerror(errno));

@@ -1,9 +1,9 @@
 // Test side of the codec plug-ins: loads the built libraries with dlopen through the sdk
 // types, catches their error channel, and makes and reads audio files with libsndfile.
 #pragma once
-#include "tests/support/ScratchFolder.h"
 #include "codecs/common/TagBridge.h"
 #include "sdk/tv_plugin.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -18,7 +18,9 @@
 #include <string>
 #include <vector>
 
-inline std::u16string U16(const std::string& text) { return std::u16string(text.begin(), text.end()); }
+inline std::u16string U16(const std::string& text) {
+  return std::u16string(text.begin(), text.end());
+}
 inline std::string Narrow(const char16_t* text) {
   std::string out;
   for (; text && *text; ++text) out += char(*text < 128 ? *text : '?');
@@ -28,7 +30,8 @@ inline std::string Narrow(const char16_t* text) {
 // One loaded plug-in library; symbols are looked up by name as the engine does.
 class PluginLibrary {
  public:
-  explicit PluginLibrary(const std::string& path) : handle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
+  explicit PluginLibrary(const std::string& path)
+      : handle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {}
   ~PluginLibrary() {
     if (handle) dlclose(handle);
   }
@@ -109,7 +112,8 @@ struct DecoderPlugin {
     if (instance) destroy(instance);
   }
   bool Complete() const {
-    return instance && destroy && get && set && open && closeFile && decodeBlock && setPosition && deleteATag;
+    return instance && destroy && get && set && open && closeFile && decodeBlock && setPosition &&
+           deleteATag;
   }
   // Opens a file; name must outlive the open record.
   bool Open(const std::u16string& name, TvOpenInfo& info) {
@@ -176,7 +180,8 @@ struct EncoderPlugin {
     if (instance) destroy(instance);
   }
   bool Complete() const {
-    return instance && destroy && get && set && showConfigBit && removeConfigBit && begin && end && encodeBlock;
+    return instance && destroy && get && set && showConfigBit && removeConfigBit && begin && end &&
+           encodeBlock;
   }
 
   PluginLibrary library;
@@ -200,17 +205,21 @@ struct TestAudio {
   int rate = 44100;
   int frames = 20000;
   int format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-  std::vector<int> channelMap;  // written when not empty
+  std::vector<int> channelMap;                       // written when not empty
   std::vector<std::pair<int, std::string>> strings;  // libsndfile text fields to write
-  std::vector<int> ints;        // integer samples, left-aligned in 32 bits
-  std::vector<float> floats;    // float samples
+  std::vector<int> ints;                             // integer samples, left-aligned in 32 bits
+  std::vector<float> floats;                         // float samples
 
   bool IsFloat() const { return (format & SF_FORMAT_SUBMASK) == SF_FORMAT_FLOAT; }
   int Bits() const {
     switch (format & SF_FORMAT_SUBMASK) {
-      case SF_FORMAT_PCM_24: return 24;
-      case SF_FORMAT_PCM_32: case SF_FORMAT_FLOAT: return 32;
-      default: return 16;
+      case SF_FORMAT_PCM_24:
+        return 24;
+      case SF_FORMAT_PCM_32:
+      case SF_FORMAT_FLOAT:
+        return 32;
+      default:
+        return 16;
     }
   }
   void Generate() {
@@ -233,9 +242,11 @@ struct TestAudio {
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
     if (!file) return false;
     if (!channelMap.empty())
-      sf_command(file, SFC_SET_CHANNEL_MAP_INFO, channelMap.data(), int(channelMap.size() * sizeof(int)));
+      sf_command(file, SFC_SET_CHANNEL_MAP_INFO, channelMap.data(),
+                 int(channelMap.size() * sizeof(int)));
     for (const auto& [type, text] : strings) sf_set_string(file, type, text.c_str());
-    sf_count_t done = IsFloat() ? sf_writef_float(file, floats.data(), frames) : sf_writef_int(file, ints.data(), frames);
+    sf_count_t done = IsFloat() ? sf_writef_float(file, floats.data(), frames)
+                                : sf_writef_int(file, ints.data(), frames);
     return sf_close(file) == 0 && done == frames;
   }
   // The samples as the decoder lays them in a block.
@@ -306,12 +317,14 @@ struct RunResult {
 // with a home of the test's own; shell commands run in the folder too.
 class ConversionTest : public ::testing::Test {
  protected:
-  std::string Sh(const std::string& command) { return RunCommand("cd '" + folder.Folder() + "' && " + command); }
+  std::string Sh(const std::string& command) {
+    return RunCommand("cd '" + folder.Folder() + "' && " + command);
+  }
   RunResult Transmill(const std::string& in, const std::string& out, const std::string& args) {
     std::string env = "HOME=. XDG_CONFIG_HOME=./cfg XDG_DATA_HOME=./data ";
     RunResult r;
-    r.exitCode = std::stoi(Sh(env + TV_BIN_DIR "/transmill -infile=" + in + " -outfile=" + out + " " + args +
-                              " >out.txt 2>err.txt </dev/null; echo $?"));
+    r.exitCode = std::stoi(Sh(env + TV_BIN_DIR "/transmill -infile=" + in + " -outfile=" + out +
+                              " " + args + " >out.txt 2>err.txt </dev/null; echo $?"));
     r.err = Sh("iconv -f UTF-16LE -t UTF-8 err.txt");
     return r;
   }
@@ -319,7 +332,8 @@ class ConversionTest : public ::testing::Test {
   long Samples(const std::string& file) { return std::stol("0" + Sh("soxi -s '" + file + "'")); }
   // One stream entry as ffprobe reads it ("codec_name", "channels", "duration", ...).
   std::string Probe(const std::string& file, const std::string& entry) {
-    return Sh("ffprobe -v error -show_entries stream=" + entry + " -of default=nw=1:nk=1 '" + file + "'");
+    return Sh("ffprobe -v error -show_entries stream=" + entry + " -of default=nw=1:nk=1 '" + file +
+              "'");
   }
   ScratchFolder folder;
 };

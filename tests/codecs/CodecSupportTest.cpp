@@ -8,7 +8,8 @@ using namespace codec;
 namespace {
 
 TEST(CodecSupportTest, OptionsTakeEqualsSpaceAndBareForms) {
-  TextPairs options = ParseOptions(u"-bits=24  -type aiff -float -out \"a b\" stray -x=\"q r\" -last");
+  TextPairs options =
+      ParseOptions(u"-bits=24  -type aiff -float -out \"a b\" stray -x=\"q r\" -last");
   ASSERT_EQ(options.size(), 6u);
   EXPECT_EQ(options[0], TextPair(u"bits", u"24"));
   EXPECT_EQ(options[1], TextPair(u"type", u"aiff"));
@@ -60,8 +61,8 @@ TEST(CodecSupportTest, Utf8ConversionHandlesSurrogatesAndBrokenInput) {
   EXPECT_EQ(ToUtf8(u"a\u00e9\u20ac\U0001F600"), "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
   EXPECT_EQ(FromUtf8("a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80"), u"a\u00e9\u20ac\U0001F600");
   EXPECT_EQ(ToUtf8(std::u16string(1, char16_t(0xD800))), "\xef\xbf\xbd");
-  EXPECT_EQ(FromUtf8("\xc3"), u"\ufffd");              // cut short
-  EXPECT_EQ(FromUtf8("\xc0\xaf"), u"\ufffd\ufffd");    // over-long
+  EXPECT_EQ(FromUtf8("\xc3"), u"\ufffd");                      // cut short
+  EXPECT_EQ(FromUtf8("\xc0\xaf"), u"\ufffd\ufffd");            // over-long
   EXPECT_EQ(FromUtf8("\xed\xa0\x80"), u"\ufffd\ufffd\ufffd");  // an encoded surrogate
   EXPECT_EQ(View(nullptr), u"");
 }

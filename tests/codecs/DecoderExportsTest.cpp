@@ -61,7 +61,9 @@ TEST_P(DecoderExportsTest, CallsWithoutAFileFailQuietlyAlsoAfterAFailedOpen) {
   std::u16string name = U16(folder / "absent");
   TvOpenInfo info{};
   ASSERT_FALSE(decoder.Open(name, info));
-  EXPECT_EQ(decoder.errors.Text().rfind("Error: Unable to open file '" + folder / "absent" + "': ", 0), 0u);
+  EXPECT_EQ(
+      decoder.errors.Text().rfind("Error: Unable to open file '" + folder / "absent" + "': ", 0),
+      0u);
   EXPECT_EQ(decoder.decodeBlock(decoder.instance, &block), 0);
   EXPECT_EQ(decoder.setPosition(decoder.instance, 0, 0), 0);
 }
@@ -80,11 +82,11 @@ TEST_P(DecoderExportsTest, ATagWriteIntoAMissingFileFails) {
     EXPECT_EQ(said, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(EachDecoder, DecoderExportsTest,
-                         ::testing::Values(Expected{"pcm", 6, ".wav", false}, Expected{"mp3", 2, ".mp3", true},
-                                           Expected{"flac", 1, ".flac", true},
-                                           Expected{"vorbis", 2, ".ogg", true}, Expected{"opus", 1, ".opus", true},
-                                           Expected{"wavpack", 1, ".wv", true}),
-                         [](const ::testing::TestParamInfo<Expected>& each) { return std::string(each.param.stem); });
+INSTANTIATE_TEST_SUITE_P(
+    EachDecoder, DecoderExportsTest,
+    ::testing::Values(Expected{"pcm", 6, ".wav", false}, Expected{"mp3", 2, ".mp3", true},
+                      Expected{"flac", 1, ".flac", true}, Expected{"vorbis", 2, ".ogg", true},
+                      Expected{"opus", 1, ".opus", true}, Expected{"wavpack", 1, ".wv", true}),
+    [](const ::testing::TestParamInfo<Expected>& each) { return std::string(each.param.stem); });
 
 }  // namespace

@@ -32,7 +32,8 @@ TvWaveFormatExtensible Pcm16(int channels, int rate) {
 std::vector<int16_t> Tone(int channels, int rate) {
   std::vector<int16_t> samples;
   for (int i = 0; i < rate / 10; ++i)
-    for (int c = 0; c < channels; ++c) samples.push_back(int16_t(8000 * std::sin(2 * M_PI * 440 * i / rate)));
+    for (int c = 0; c < channels; ++c)
+      samples.push_back(int16_t(8000 * std::sin(2 * M_PI * 440 * i / rate)));
   return samples;
 }
 
@@ -78,7 +79,8 @@ TEST_P(EncoderExportsTest, AnswersItsExtensionLosslessnessAndFloatWishAndTakesTh
   value = TvPluginValue{};
   value.text1 = u"";
   EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_IS_LOSSLESS, &value) != 0, GetParam().lossless);
-  EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_NEED_HQ_AUDIO, &value) != 0, GetParam().wantsFloat);
+  EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_NEED_HQ_AUDIO, &value) != 0,
+            GetParam().wantsFloat);
   EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_REQUIRES_DSP, &value), 0);
   EXPECT_EQ(encoder.get(encoder.instance, nullptr, &value), 0);
   EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_EXTENSION, nullptr), 0);
@@ -102,8 +104,8 @@ TEST_P(EncoderExportsTest, CallsBeforeARunAndAfterARefusedSourceFailQuietly) {
   source.format = Pcm16(2, 44100);
   source.format.Format.wFormatTag = TV_FORMAT_MPEG;
   EXPECT_EQ(Begin(u""), 0);
-  EXPECT_EQ(encoder.errors.Text(),
-            "Error: Unable to encode '" + outputName + "': the source is not PCM or float audio.\r\n");
+  EXPECT_EQ(encoder.errors.Text(), "Error: Unable to encode '" + outputName +
+                                       "': the source is not PCM or float audio.\r\n");
   EXPECT_FALSE(std::filesystem::exists(outputName));
   EXPECT_EQ(Encode(samples, Pcm16(2, 44100)), 0);
   EXPECT_EQ(End(writeTags), 0);
@@ -117,8 +119,9 @@ TEST_P(EncoderExportsTest, SkipsEmptyBlocksAndFailsTheRunOnABlockInAnotherFormat
   EXPECT_NE(Encode(none, Pcm16(2, 44100)), 0);
   EXPECT_NE(Encode(samples, Pcm16(2, 44100)), 0);
   EXPECT_EQ(Encode(mono, Pcm16(1, 44100)), 0);
-  EXPECT_EQ(encoder.errors.Text(), "Error: Unable to encode '" + outputName +
-                                       "': the audio changed its format during the conversion.\r\n");
+  EXPECT_EQ(encoder.errors.Text(),
+            "Error: Unable to encode '" + outputName +
+                "': the audio changed its format during the conversion.\r\n");
   EXPECT_EQ(Encode(samples, Pcm16(2, 44100)), 0);
   int32_t writeTags = 0;
   EXPECT_EQ(End(writeTags), 0);
@@ -141,12 +144,17 @@ TEST_P(EncoderExportsTest, AFinishedRunAsksForTheTagsUnlessToldNotTo) {
   EXPECT_EQ(encoder.errors.Text(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EachEncoder, EncoderExportsTest,
-    ::testing::Values(Expected{"wav", ".wav", true, false, false}, Expected{"aiff", ".aiff", true, false, false},
-                      Expected{"w64", ".w64", true, false, false}, Expected{"mp3", ".mp3", false, true, true},
-                      Expected{"flac", ".flac", true, false, true}, Expected{"vorbis", ".ogg", false, true, true},
-                      Expected{"opus", ".opus", false, true, true}, Expected{"wavpack", ".wv", true, false, true}),
-    [](const ::testing::TestParamInfo<Expected>& each) { return std::string(each.param.stem); });
+INSTANTIATE_TEST_SUITE_P(EachEncoder, EncoderExportsTest,
+                         ::testing::Values(Expected{"wav", ".wav", true, false, false},
+                                           Expected{"aiff", ".aiff", true, false, false},
+                                           Expected{"w64", ".w64", true, false, false},
+                                           Expected{"mp3", ".mp3", false, true, true},
+                                           Expected{"flac", ".flac", true, false, true},
+                                           Expected{"vorbis", ".ogg", false, true, true},
+                                           Expected{"opus", ".opus", false, true, true},
+                                           Expected{"wavpack", ".wv", true, false, true}),
+                         [](const ::testing::TestParamInfo<Expected>& each) {
+                           return std::string(each.param.stem);
+                         });
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The MP3 plug-ins: whole conversions through the transmill program with lame, mpg123, ffprobe
 // and mutagen as referees, and the decoder's own calls for tags, quality text and seeking.
-#include "tests/codecs/CodecPlugins.h"
 #include "codecs/common/TagBridge.h"
+#include "tests/codecs/CodecPlugins.h"
 
 #include <cmath>
 #include <filesystem>
@@ -26,7 +26,9 @@ TEST_F(Mp3Test, EncodesEachBitRateModeWithAnInfoTagThatGivesTheExactLength) {
     const char* settings;
     const char* mode;
   };
-  for (Case c : {Case{"-b 128", "BitrateMode.CBR"}, {"-V2", "BitrateMode.VBR"}, {"--abr 160 -q 2", "BitrateMode.ABR"}}) {
+  for (Case c : {Case{"-b 128", "BitrateMode.CBR"},
+                 {"-V2", "BitrateMode.VBR"},
+                 {"--abr 160 -q 2", "BitrateMode.ABR"}}) {
     RunResult r = Transmill("src.wav", "out.mp3", std::string("-convert_to=mp3 ") + c.settings);
     ASSERT_EQ(r.exitCode, 0) << c.settings << r.err;
     EXPECT_EQ(Probe("out.mp3", "codec_name"), "mp3");
@@ -50,14 +52,16 @@ TEST_F(Mp3Test, EncoderTakesOtherSampleLayoutsAndRefusesWhatMp3CannotHold) {
   Sh("sox -n -r 44100 -c 6 six.wav synth 0.2 sine 300");
   RunResult r = Transmill("six.wav", "six.mp3", "-convert_to=mp3");
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("MP3 holds one or two channels, the source has 6"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("MP3 holds one or two channels, the source has 6"), std::string::npos)
+      << r.err;
   r = Transmill("src.wav", "bad.mp3", "-convert_to=mp3 -V 12");
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_NE(r.err.find("Unknown encoder setting '-V 12'"), std::string::npos) << r.err;
 }
 
 TEST_F(Mp3Test, DecodingIsGaplessForEncoderDelayAndPadding) {
-  Sh("lame --quiet -V2 src.wav vbr.mp3 && lame --quiet -b 96 -m m src.wav mono.mp3 && mpg123 -q -w ref.wav vbr.mp3");
+  Sh("lame --quiet -V2 src.wav vbr.mp3 && lame --quiet -b 96 -m m src.wav mono.mp3 && mpg123 -q -w "
+     "ref.wav vbr.mp3");
   for (const char* source : {"vbr.mp3", "mono.mp3"}) {
     RunResult r = Transmill(source, "out.wav", "-convert_to=wav");
     ASSERT_EQ(r.exitCode, 0) << source << r.err;
@@ -71,14 +75,17 @@ TEST_F(Mp3Test, DecodingIsGaplessForEncoderDelayAndPadding) {
 }
 
 TEST_F(Mp3Test, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
-  Sh("lame --quiet -V2 src.wav good.mp3 && head -c 12000 good.mp3 > cut.mp3 && cp src.wav wave.mp3");
+  Sh("lame --quiet -V2 src.wav good.mp3 && head -c 12000 good.mp3 > cut.mp3 && cp src.wav "
+     "wave.mp3");
   Sh("yes 'no audio in here' | head -c 40000 > text.mp3 && : > empty.mp3");
   // A hole in the middle: the frames lost there are missed against the info tag's count.
-  Sh("cp good.mp3 hole.mp3 && dd if=/dev/zero of=hole.mp3 bs=1 seek=6000 count=3000 conv=notrunc 2>/dev/null");
+  Sh("cp good.mp3 hole.mp3 && dd if=/dev/zero of=hole.mp3 bs=1 seek=6000 count=3000 conv=notrunc "
+     "2>/dev/null");
   for (const char* source : {"cut.mp3", "wave.mp3", "text.mp3", "empty.mp3", "hole.mp3"}) {
     RunResult r = Transmill(source, "out.wav", "-convert_to=wav");
     EXPECT_EQ(r.exitCode, 1) << source;
-    EXPECT_EQ(r.err.rfind(std::string("Error: Unable to open file '") + source + "'", 0), 0u) << r.err;
+    EXPECT_EQ(r.err.rfind(std::string("Error: Unable to open file '") + source + "'", 0), 0u)
+        << r.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "out.wav")) << source;
   }
 }
@@ -110,10 +117,13 @@ TEST_F(Mp3Test, DecoderGivesQualityLengthTagsAndSeeks) {
 }
 
 TEST_F(Mp3Test, DecoderWritesTagsAndPicturesIntoAFinishedFile) {
-  Sh("lame --quiet -V4 src.wav out.mp3 && cp out.mp3 untagged.mp3 && printf '\\211PNG\\r\\n\\032\\nrest' > cover.png");
+  Sh("lame --quiet -V4 src.wav out.mp3 && cp out.mp3 untagged.mp3 && printf "
+     "'\\211PNG\\r\\n\\032\\nrest' > cover.png");
   std::string png = ReadBytes(folder / "cover.png", 100);
-  codec::TagItems items = {{u"Title", u"Written", {}}, {u"Artist", u"Someone", {}},
-                           {u"_albumart_1_Front Album Cover", u"", std::vector<uint8_t>(png.begin(), png.end())}};
+  codec::TagItems items = {
+      {u"Title", u"Written", {}},
+      {u"Artist", u"Someone", {}},
+      {u"_albumart_1_Front Album Cover", u"", std::vector<uint8_t>(png.begin(), png.end())}};
   std::vector<uint8_t> block = codec::MakeTagItemBlock(items);
   Mp3Decoder d;
   std::u16string target = U16(folder / "out.mp3");
@@ -121,9 +131,11 @@ TEST_F(Mp3Test, DecoderWritesTagsAndPicturesIntoAFinishedFile) {
   value.value = int32_t(block.size());
   value.text1 = target.c_str();
   value.data = block.data();
-  ASSERT_NE(d.library.Symbol<TvDecoderSetFn>(TV_DECODER_SET)(d.instance, TV_KEY_ID_TAGS, &value), 0) << d.errors.Text();
-  std::string tags = Sh("/usr/bin/python3 -c \"import mutagen.mp3; t=mutagen.mp3.MP3('out.mp3').tags; "
-                        "print(t['TIT2'], t['TPE1'], len(t.getall('APIC')), t.getall('APIC')[0].data[:4])\"");
+  ASSERT_NE(d.library.Symbol<TvDecoderSetFn>(TV_DECODER_SET)(d.instance, TV_KEY_ID_TAGS, &value), 0)
+      << d.errors.Text();
+  std::string tags =
+      Sh("/usr/bin/python3 -c \"import mutagen.mp3; t=mutagen.mp3.MP3('out.mp3').tags; "
+         "print(t['TIT2'], t['TPE1'], len(t.getall('APIC')), t.getall('APIC')[0].data[:4])\"");
   EXPECT_EQ(tags, "Written Someone 1 b'\\x89PNG'");
   Sh("mpg123 -q -w back.wav out.mp3");
   EXPECT_EQ(Samples("back.wav"), kSourceFrames);  // the tag in front leaves the audio as it was

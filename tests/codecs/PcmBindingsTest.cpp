@@ -1,16 +1,18 @@
 // The PCM plug-ins as the engine sees them: through clTvDecoder, clTvEncoder and XWaveFormat.
-#include "tests/codecs/CodecPlugins.h"
-#include "plugins/XWaveFormat.h"
 #include "foundation/XStringList.h"
+#include "plugins/XWaveFormat.h"
 #include "plugins/clTvCodecHandler.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
+#include "tests/codecs/CodecPlugins.h"
 
 namespace {
 
 const std::u16string kDecoderPath = U16(std::string(TV_BIN_DIR) + "/decoder/pcm.so");
 
-std::u16string EncoderPath(const std::string& stem) { return U16(std::string(TV_BIN_DIR) + "/encoder/" + stem + ".so"); }
+std::u16string EncoderPath(const std::string& stem) {
+  return U16(std::string(TV_BIN_DIR) + "/encoder/" + stem + ".so");
+}
 
 TEST(PcmBindingsTest, EveryExportBindsAndAnInstanceIsMade) {
   TvHostContext none{};
@@ -55,9 +57,12 @@ TEST(PcmBindingsTest, DecoderImagesAreConsistentFormats) {
     int format;
     int channels;
   };
-  for (Case c : {Case{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2}, {SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1},
-                 {SF_FORMAT_AIFF | SF_FORMAT_FLOAT, 2}, {SF_FORMAT_WAVEX | SF_FORMAT_PCM_32, 6},
-                 {SF_FORMAT_W64 | SF_FORMAT_DOUBLE, 3}, {SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 1}}) {
+  for (Case c : {Case{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2},
+                 {SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1},
+                 {SF_FORMAT_AIFF | SF_FORMAT_FLOAT, 2},
+                 {SF_FORMAT_WAVEX | SF_FORMAT_PCM_32, 6},
+                 {SF_FORMAT_W64 | SF_FORMAT_DOUBLE, 3},
+                 {SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 1}}) {
     TestAudio audio;
     audio.frames = 10;
     audio.format = c.format;
@@ -77,7 +82,8 @@ TEST(PcmBindingsTest, DecoderImagesAreConsistentFormats) {
     EXPECT_EQ(format.Format()->nBlockAlign, info.format.Format.nBlockAlign) << c.format;
     EXPECT_EQ(format.Format()->nAvgBytesPerSec, info.format.Format.nAvgBytesPerSec) << c.format;
     EXPECT_TRUE(format.IsStandardDepth()) << c.format;
-    EXPECT_EQ(format.IsExtensible(), c.channels > 2 || (c.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAVEX);
+    EXPECT_EQ(format.IsExtensible(),
+              c.channels > 2 || (c.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAVEX);
     EXPECT_LE(format.MsToBytes(info.msLength), info.byteLength);
   }
 }

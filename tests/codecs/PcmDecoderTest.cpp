@@ -11,7 +11,9 @@ struct Opened {
   std::u16string name;
   TvOpenInfo info{};
   bool ok = false;
-  Opened(const std::string& path) : name(U16(path)) { ok = decoder.Complete() && decoder.Open(name, info); }
+  Opened(const std::string& path) : name(U16(path)) {
+    ok = decoder.Complete() && decoder.Open(name, info);
+  }
 };
 
 std::vector<std::pair<std::string, std::string>> Announced(DecoderPlugin& decoder) {
@@ -31,7 +33,8 @@ std::string TagText(const void* data, uint32_t size) {
   const uint8_t* p = static_cast<const uint8_t*>(data);
   if (!p || size < 4) return "<none>";
   for (uint32_t pos = 4; pos + 4 <= size;) {
-    uint32_t record = p[pos] | (p[pos + 1] << 8) | (p[pos + 2] << 16) | (uint32_t(p[pos + 3]) << 24);
+    uint32_t record =
+        p[pos] | (p[pos + 1] << 8) | (p[pos + 2] << 16) | (uint32_t(p[pos + 3]) << 24);
     if (record < 4 || pos + record > size) return text + "<damaged>";
     bool inValue = false;
     for (uint32_t i = pos + 4; i + 1 < pos + record; i += 2) {
@@ -80,7 +83,8 @@ TEST(PcmDecoderTest, Stereo16BitGivesPlainPcmAndEveryByte) {
   EXPECT_EQ(opened.info.msLength, 20000u * 1000 / 44100);
   EXPECT_EQ(opened.info.byteLength, 80000u);
   EXPECT_EQ(opened.info.bitRate, 1411200u);
-  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize), "Audio Quality=44.1 kHz, 16 bit, Stereo;");
+  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize),
+            "Audio Quality=44.1 kHz, 16 bit, Stereo;");
   std::vector<uint8_t> data;
   int blocks = 0;
   ASSERT_TRUE(opened.decoder.DecodeAll(data, &blocks));
@@ -100,7 +104,8 @@ TEST(PcmDecoderTest, Mono24BitKeepsThreeBytesPerSample) {
   ASSERT_TRUE(opened.ok);
   EXPECT_EQ(opened.info.format.Format.wBitsPerSample, 24);
   EXPECT_EQ(opened.info.format.Format.nBlockAlign, 3);
-  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize), "Audio Quality=48 kHz, 24 bit, Mono;");
+  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize),
+            "Audio Quality=48 kHz, 24 bit, Mono;");
   std::vector<uint8_t> data;
   ASSERT_TRUE(opened.decoder.DecodeAll(data));
   EXPECT_EQ(data, audio.BlockBytes());
@@ -126,8 +131,8 @@ TEST(PcmDecoderTest, FivePointOneGivesExtensibleImageWithChannelMask) {
   audio.channels = 6;
   audio.frames = 1000;
   audio.format = SF_FORMAT_WAVEX | SF_FORMAT_PCM_16;
-  audio.channelMap = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT, SF_CHANNEL_MAP_CENTER,
-                      SF_CHANNEL_MAP_LFE, SF_CHANNEL_MAP_REAR_LEFT, SF_CHANNEL_MAP_REAR_RIGHT};
+  audio.channelMap = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT,     SF_CHANNEL_MAP_CENTER,
+                      SF_CHANNEL_MAP_LFE,  SF_CHANNEL_MAP_REAR_LEFT, SF_CHANNEL_MAP_REAR_RIGHT};
   ASSERT_TRUE(audio.Write(folder / "s.wav"));
   Opened opened(folder / "s.wav");
   ASSERT_TRUE(opened.ok);
@@ -147,19 +152,22 @@ TEST(PcmDecoderTest, TextFieldsOfTheFileBecomeTags) {
   for (const char* name : {"t.wav", "t.aiff"}) {
     TestAudio audio;
     audio.frames = 10;
-    audio.format = (std::string(name) == "t.wav" ? SF_FORMAT_WAV : SF_FORMAT_AIFF) | SF_FORMAT_PCM_16;
+    audio.format =
+        (std::string(name) == "t.wav" ? SF_FORMAT_WAV : SF_FORMAT_AIFF) | SF_FORMAT_PCM_16;
     audio.strings = {{SF_STR_TITLE, "Song"}, {SF_STR_ARTIST, "Band"}};
     ASSERT_TRUE(audio.Write(folder / name));
     Opened opened(folder / name);
     ASSERT_TRUE(opened.ok);
-    EXPECT_EQ(TagText(opened.info.idTags, opened.info.idTagsSize), "Title=Song;Artist=Band;") << name;
+    EXPECT_EQ(TagText(opened.info.idTags, opened.info.idTagsSize), "Title=Song;Artist=Band;")
+        << name;
   }
   TestAudio bare;
   ASSERT_TRUE(bare.Write(folder / "bare.wav"));
   Opened opened(folder / "bare.wav");
   ASSERT_TRUE(opened.ok);
   EXPECT_EQ(opened.info.idTagsSize, 4u);  // an empty list: a zero count
-  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize), "Audio Quality=44.1 kHz, 16 bit, Stereo;");
+  EXPECT_EQ(TagText(opened.info.properties, opened.info.propertiesSize),
+            "Audio Quality=44.1 kHz, 16 bit, Stereo;");
 }
 
 TEST(PcmDecoderTest, AcceptsTheEngineSettingsAndDeclinesTheRest) {
@@ -199,7 +207,8 @@ TEST(PcmDecoderTest, BlockEdgesAtZeroOneAndExactlyOneBlockOfFrames) {
     int blocks = 0;
     ASSERT_TRUE(opened.decoder.DecodeAll(data, &blocks)) << frames;
     EXPECT_EQ(data, audio.BlockBytes()) << frames;
-    EXPECT_EQ(blocks, frames == 0 ? 1 : (frames + 8191) / 8192) << frames;  // the end flag rides on the last frames
+    EXPECT_EQ(blocks, frames == 0 ? 1 : (frames + 8191) / 8192)
+        << frames;  // the end flag rides on the last frames
     // Past the end: an empty block that still says end of stream.
     TvAudioBlock block{};
     EXPECT_NE(opened.decoder.decodeBlock(opened.decoder.instance, &block), 0);
@@ -292,7 +301,9 @@ TEST_F(PcmDecoderDamageTest, TruncatedHeaderIsRefused) {
   ExpectRefused("cut.wav", "Error in WAV file");
 }
 
-TEST_F(PcmDecoderDamageTest, MissingFileIsRefused) { ExpectRefused("absent.wav", "No such file or directory"); }
+TEST_F(PcmDecoderDamageTest, MissingFileIsRefused) {
+  ExpectRefused("absent.wav", "No such file or directory");
+}
 
 TEST_F(PcmDecoderDamageTest, ForeignFormatNamedWavIsRefused) {
   TestAudio audio;
@@ -323,8 +334,10 @@ TEST_F(PcmDecoderDamageTest, DamagedHeadersFailCleanlyOrDecodeToTheEnd) {
     int format;
     int channels;
   };
-  for (Source source : {Source{"w.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2}, {"x.wav", SF_FORMAT_WAVEX | SF_FORMAT_FLOAT, 6},
-                        {"a.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 1}, {"s.w64", SF_FORMAT_W64 | SF_FORMAT_PCM_32, 3}}) {
+  for (Source source : {Source{"w.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 2},
+                        {"x.wav", SF_FORMAT_WAVEX | SF_FORMAT_FLOAT, 6},
+                        {"a.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 1},
+                        {"s.w64", SF_FORMAT_W64 | SF_FORMAT_PCM_32, 3}}) {
     TestAudio audio;
     audio.frames = 300;
     audio.channels = source.channels;

@@ -18,7 +18,9 @@ struct ReadBack {
     ints.resize(count);
     floats.resize(count);
     map.resize(size_t(info.channels));
-    if (sf_command(file, SFC_GET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int))) != SF_TRUE) map.clear();
+    if (sf_command(file, SFC_GET_CHANNEL_MAP_INFO, map.data(), int(map.size() * sizeof(int))) !=
+        SF_TRUE)
+      map.clear();
     const char* text = sf_get_string(file, SF_STR_TITLE);
     title = text ? text : "";
     ok = sf_readf_int(file, ints.data(), info.frames) == info.frames;
@@ -34,7 +36,10 @@ class RoundTrip {
  public:
   RoundTrip(const std::string& stem, const std::string& source, const std::string& output,
             const std::string& settings, const std::vector<uint8_t>& tagBlock = {})
-      : encoder(stem), sourceName(U16(source)), outputName(U16(output)), settingsText(U16(settings)) {
+      : encoder(stem),
+        sourceName(U16(source)),
+        outputName(U16(output)),
+        settingsText(U16(settings)) {
     if (!decoder.Complete() || !encoder.Complete()) return;
     TvOpenInfo open{};
     if (!decoder.Open(sourceName, open)) return;
@@ -49,7 +54,9 @@ class RoundTrip {
     if (!begun) return;
     for (bool end = false; !end;) {
       TvAudioBlock block{};
-      if (!decoder.decodeBlock(decoder.instance, &block) || !encoder.encodeBlock(encoder.instance, &block)) return;
+      if (!decoder.decodeBlock(decoder.instance, &block) ||
+          !encoder.encodeBlock(encoder.instance, &block))
+        return;
       end = block.endOfStream != 0;
     }
     decoder.closeFile(decoder.instance, &info);
@@ -110,8 +117,10 @@ class PcmEncoderRoundTripTest : public ::testing::Test {
     EXPECT_EQ(back.info.channels, audio.channels);
     EXPECT_EQ(back.info.samplerate, audio.rate);
     EXPECT_EQ(back.info.frames, audio.frames);
-    if (audio.IsFloat()) EXPECT_TRUE(back.floats == audio.floats) << output;
-    else EXPECT_TRUE(back.ints == audio.ints) << output;
+    if (audio.IsFloat())
+      EXPECT_TRUE(back.floats == audio.floats) << output;
+    else
+      EXPECT_TRUE(back.ints == audio.ints) << output;
   }
   ScratchFolder folder;
 };
@@ -130,7 +139,8 @@ TEST_F(PcmEncoderRoundTripTest, Stereo16BitToEveryTypeKeepsEverySample) {
     EXPECT_EQ(SoxInfo("-c", out), "2");
     EXPECT_EQ(SoxInfo("-r", out), "44100");
     EXPECT_EQ(SoxInfo("-e", out), "Signed Integer PCM");
-    EXPECT_EQ(SoxSamples(out, folder / "a.raw"), SoxSamples(folder / "in.wav", folder / "b.raw")) << stem;
+    EXPECT_EQ(SoxSamples(out, folder / "a.raw"), SoxSamples(folder / "in.wav", folder / "b.raw"))
+        << stem;
   }
 }
 
@@ -144,7 +154,9 @@ TEST_F(PcmEncoderRoundTripTest, Mono24BitStays24Bit) {
     RoundTrip trip(stem, folder / "in.wav", out, "");
     ASSERT_TRUE(trip.ended) << trip.encoder.errors.Text();
     ExpectSameSamples(audio, out);
-    if (HaveSox()) { EXPECT_EQ(SoxInfo("-b", out), "24"); }
+    if (HaveSox()) {
+      EXPECT_EQ(SoxInfo("-b", out), "24");
+    }
   }
 }
 
@@ -157,7 +169,9 @@ TEST_F(PcmEncoderRoundTripTest, Float32StaysFloat) {
     RoundTrip trip(stem, folder / "in.wav", out, "");
     ASSERT_TRUE(trip.ended) << trip.encoder.errors.Text();
     ExpectSameSamples(audio, out);
-    if (HaveSox()) { EXPECT_EQ(SoxInfo("-e", out), "Floating Point PCM"); }
+    if (HaveSox()) {
+      EXPECT_EQ(SoxInfo("-e", out), "Floating Point PCM");
+    }
   }
 }
 
@@ -166,8 +180,8 @@ TEST_F(PcmEncoderRoundTripTest, FivePointOneKeepsExtensibleAndChannelMask) {
   audio.channels = 6;
   audio.frames = 3000;
   audio.format = SF_FORMAT_WAVEX | SF_FORMAT_PCM_16;
-  audio.channelMap = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT, SF_CHANNEL_MAP_CENTER,
-                      SF_CHANNEL_MAP_LFE, SF_CHANNEL_MAP_REAR_LEFT, SF_CHANNEL_MAP_REAR_RIGHT};
+  audio.channelMap = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT,     SF_CHANNEL_MAP_CENTER,
+                      SF_CHANNEL_MAP_LFE,  SF_CHANNEL_MAP_REAR_LEFT, SF_CHANNEL_MAP_REAR_RIGHT};
   ASSERT_TRUE(audio.Write(folder / "in.wav"));
   RoundTrip trip("wav", folder / "in.wav", folder / "out.wav", "");
   ASSERT_TRUE(trip.ended) << trip.encoder.errors.Text();
@@ -184,7 +198,9 @@ TEST_F(PcmEncoderRoundTripTest, FivePointOneKeepsExtensibleAndChannelMask) {
   EXPECT_EQ(f[16] | (f[17] << 8), 22);
   EXPECT_EQ(f[18] | (f[19] << 8), 16);
   EXPECT_EQ(f[20] | (f[21] << 8), 0x3F);
-  if (HaveSox()) { EXPECT_EQ(SoxInfo("-c", folder / "out.wav"), "6"); }
+  if (HaveSox()) {
+    EXPECT_EQ(SoxInfo("-c", folder / "out.wav"), "6");
+  }
 }
 
 TEST_F(PcmEncoderRoundTripTest, BitsOptionConvertsAndFloatOptionMakesFloat) {
@@ -199,7 +215,8 @@ TEST_F(PcmEncoderRoundTripTest, BitsOptionConvertsAndFloatOptionMakesFloat) {
   ReadBack f(folder / "f.wav");
   EXPECT_EQ(f.info.format & SF_FORMAT_SUBMASK, SF_FORMAT_FLOAT);
   ASSERT_EQ(f.floats.size(), audio.ints.size());
-  for (size_t i = 0; i < f.floats.size(); ++i)  // 16-bit values are exact in float, scaled by 1/32768
+  for (size_t i = 0; i < f.floats.size();
+       ++i)  // 16-bit values are exact in float, scaled by 1/32768
     ASSERT_EQ(f.floats[i], float(audio.ints[i] / 2147483648.0)) << i;
   RoundTrip eight("w64", folder / "in.wav", folder / "e.w64", "-bits 8");
   ASSERT_TRUE(eight.ended);
@@ -261,7 +278,9 @@ TEST_F(PcmEncoderRoundTripTest, UnknownSettingsFailTheBeginWithTheirName) {
   for (std::string settings : {"-bits=12", "-bits=abc", "-type=mp3", "-float -bits=16", "-bits="}) {
     RoundTrip trip("wav", folder / "in.wav", folder / "out.wav", settings);
     EXPECT_FALSE(trip.begun) << settings;
-    EXPECT_NE(trip.encoder.errors.Text().find("Error: Unknown encoder setting '"), std::string::npos) << settings;
+    EXPECT_NE(trip.encoder.errors.Text().find("Error: Unknown encoder setting '"),
+              std::string::npos)
+        << settings;
   }
 }
 

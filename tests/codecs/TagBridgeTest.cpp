@@ -13,16 +13,17 @@
 #include <sstream>
 
 #include "codecs/common/CodecSupport.h"
-#include "tests/support/ScratchFolder.h"
 #include "codecs/common/TagBridge.h"
 #include "foundation/XBuffer.h"
 #include "tags/XTagList.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace codec {
 // Items show as key = value, or key and the payload's size.
 void PrintTo(const TagItem& item, std::ostream* out) {
   *out << ToUtf8(item.key) << " = "
-       << (item.binary.empty() ? ToUtf8(item.value) : std::to_string(item.binary.size()) + " bytes");
+       << (item.binary.empty() ? ToUtf8(item.value)
+                               : std::to_string(item.binary.size()) + " bytes");
 }
 }  // namespace codec
 
@@ -34,7 +35,9 @@ using codec::TagItems;
 std::u16string U(const std::string& utf8) { return codec::FromUtf8(utf8); }
 std::string N(const std::u16string& text) { return codec::ToUtf8(text); }
 
-TagItem Text(const std::string& key, const std::string& value) { return TagItem{U(key), U(value), {}}; }
+TagItem Text(const std::string& key, const std::string& value) {
+  return TagItem{U(key), U(value), {}};
+}
 
 std::vector<uint8_t> Noise(size_t size, const char* magic, unsigned seed) {
   std::vector<uint8_t> data(size);
@@ -49,7 +52,9 @@ std::vector<uint8_t> ReadBytes(const std::string& path) {
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
 }
 
-bool RunQuiet(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()) == 0; }
+bool RunQuiet(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
 
 std::string Capture(const std::string& command) {
   std::string out(1 << 16, '\0');
@@ -66,7 +71,8 @@ XTagList ListOf(const TagItems& items) {
   for (const TagItem& item : items) {
     XTagItem* added =
         list.Add(XString(std::u16string_view(item.key)), XString(std::u16string_view(item.value)));
-    if (!item.binary.empty()) added->binary.AssignData(item.binary.data(), uint32_t(item.binary.size()));
+    if (!item.binary.empty())
+      added->binary.AssignData(item.binary.data(), uint32_t(item.binary.size()));
   }
   return list;
 }
@@ -75,8 +81,9 @@ TagItems ItemsOf(const XTagList& list) {
   TagItems items;
   for (int32_t i = 0; i < list.Count(); ++i) {
     const XTagItem& item = list.At(i);
-    items.push_back(TagItem{item.key.CStr(), item.value.CStr(),
-                            std::vector<uint8_t>(item.binary.data, item.binary.data + item.binary.size)});
+    items.push_back(
+        TagItem{item.key.CStr(), item.value.CStr(),
+                std::vector<uint8_t>(item.binary.data, item.binary.data + item.binary.size)});
   }
   return items;
 }
@@ -107,7 +114,8 @@ void ExpectSameAsEngine(const std::vector<uint8_t>& block) {
   std::copy(block.begin(), block.end(), exact.get());
   XTagList engine;
   engine.FromBlock(exact.get(), int64_t(block.size()));
-  ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(block.size())), ItemsOf(engine)) << block.size();
+  ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(block.size())), ItemsOf(engine))
+      << block.size();
 }
 
 TEST(TagBridgeTest, DamagedBlocksGiveTheItemsBeforeTheDamage) {
@@ -117,8 +125,16 @@ TEST(TagBridgeTest, DamagedBlocksGiveTheItemsBeforeTheDamage) {
   // Counts, and sizes of the second record, at and around their limits.
   uint32_t secondRecord = 4 + uint32_t(block[4]);
   uint32_t r = secondRecord;
-  for (auto [at, value] : {std::pair{0u, -3}, {0u, 0}, {0u, 2}, {0u, 9}, {r, -1}, {r, 0}, {r, 3}, {r, 5},
-                           {r, 2000}, {r, INT32_MAX}}) {
+  for (auto [at, value] : {std::pair{0u, -3},
+                           {0u, 0},
+                           {0u, 2},
+                           {0u, 9},
+                           {r, -1},
+                           {r, 0},
+                           {r, 3},
+                           {r, 5},
+                           {r, 2000},
+                           {r, INT32_MAX}}) {
     std::vector<uint8_t> copy = block;
     for (uint32_t i = 0; i < 4; ++i) copy[at + i] = uint8_t(uint32_t(value) >> (8 * i));
     ExpectSameAsEngine(copy);
@@ -156,10 +172,11 @@ std::string Unhex(const std::string& hex) {
   return text;
 }
 
-Referee ReadWithMutagen(const std::string& path, const std::string& kind, const ScratchFolder& folder) {
+Referee ReadWithMutagen(const std::string& path, const std::string& kind,
+                        const ScratchFolder& folder) {
   std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
-  std::istringstream lines(
-      Capture("/usr/bin/python3 '" + script + "' '" + path + "' " + kind + " '" + folder / "pic" + "'"));
+  std::istringstream lines(Capture("/usr/bin/python3 '" + script + "' '" + path + "' " + kind +
+                                   " '" + folder / "pic" + "'"));
   Referee referee;
   std::string tag, a, b, c;
   while (lines >> tag) {
@@ -186,21 +203,41 @@ const std::string kTitle = "Grüße aus 東京 ♫";
 const std::string kComment = "line one\nline two";
 
 Fields XiphExpected() {
-  return {{"TITLE", {kTitle}}, {"ARTIST", {"First", "Second"}}, {"COMMENT", {kComment}}, {"TRACKNUMBER", {"3"}},
-          {"TRACKTOTAL", {"12"}}, {"DISCNUMBER", {"1"}}, {"DISCTOTAL", {"2"}}, {"DATE", {"2024"}},
-          {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}}, {"MY FIELD", {"custom"}}, {"ENCODER", {"Test encoder"}}};
+  return {{"TITLE", {kTitle}},
+          {"ARTIST", {"First", "Second"}},
+          {"COMMENT", {kComment}},
+          {"TRACKNUMBER", {"3"}},
+          {"TRACKTOTAL", {"12"}},
+          {"DISCNUMBER", {"1"}},
+          {"DISCTOTAL", {"2"}},
+          {"DATE", {"2024"}},
+          {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"MY FIELD", {"custom"}},
+          {"ENCODER", {"Test encoder"}}};
 }
 
 Fields Id3Expected() {
-  return {{"TIT2", {kTitle}}, {"TPE1", {"First", "Second"}}, {"COMM:", {kComment}}, {"TRCK", {"3/12"}},
-          {"TPOS", {"1/2"}}, {"TDRC", {"2024"}}, {"TXXX:REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
-          {"TXXX:MY FIELD", {"custom"}}, {"TSSE", {"Test encoder"}}};
+  return {{"TIT2", {kTitle}},
+          {"TPE1", {"First", "Second"}},
+          {"COMM:", {kComment}},
+          {"TRCK", {"3/12"}},
+          {"TPOS", {"1/2"}},
+          {"TDRC", {"2024"}},
+          {"TXXX:REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"TXXX:MY FIELD", {"custom"}},
+          {"TSSE", {"Test encoder"}}};
 }
 
 Fields ApeExpected() {
-  return {{"TITLE", {kTitle}}, {"ARTIST", {"First", "Second"}}, {"COMMENT", {kComment}}, {"TRACK", {"3/12"}},
-          {"DISC", {"1/2"}}, {"YEAR", {"2024"}}, {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
-          {"MY FIELD", {"custom"}}, {"ENCODER", {"Test encoder"}}};
+  return {{"TITLE", {kTitle}},
+          {"ARTIST", {"First", "Second"}},
+          {"COMMENT", {kComment}},
+          {"TRACK", {"3/12"}},
+          {"DISC", {"1/2"}},
+          {"YEAR", {"2024"}},
+          {"REPLAYGAIN_TRACK_GAIN", {"-6.50 dB"}},
+          {"MY FIELD", {"custom"}},
+          {"ENCODER", {"Test encoder"}}};
 }
 
 std::vector<Format> Formats() {
@@ -219,7 +256,8 @@ std::vector<Format> Formats() {
 // Half a second of tone, made into the format by its own tool.
 std::string MakeFile(const ScratchFolder& folder, const Format& format) {
   std::string wav = folder / "in.wav";
-  if (!folder.Has("in.wav") && !RunQuiet("sox -n -r 44100 -c 2 -b 16 '" + wav + "' synth 0.5 sine 440"))
+  if (!folder.Has("in.wav") &&
+      !RunQuiet("sox -n -r 44100 -c 2 -b 16 '" + wav + "' synth 0.5 sine 440"))
     return {};
   std::string out = folder / ("a." + format.ext);
   std::string command = format.make;
@@ -229,10 +267,18 @@ std::string MakeFile(const ScratchFolder& folder, const Format& format) {
 }
 
 TagItems WrittenItems(const std::vector<uint8_t>& cover, const std::vector<uint8_t>& back) {
-  return {Text("Title", kTitle), Text("Artist", "First"), Text("Artist", "Second"), Text("Comment", kComment),
-          Text("Track", "03/12"), Text("Disc", "1/2"), Text("Year", "2024"),
-          Text("replaygain_track_gain", "-6.50 dB"), Text("My Field", "custom"),
-          Text("Encoder", "Test encoder"), Text("_cdtoc", "hidden"), Text("Empty", ""),
+  return {Text("Title", kTitle),
+          Text("Artist", "First"),
+          Text("Artist", "Second"),
+          Text("Comment", kComment),
+          Text("Track", "03/12"),
+          Text("Disc", "1/2"),
+          Text("Year", "2024"),
+          Text("replaygain_track_gain", "-6.50 dB"),
+          Text("My Field", "custom"),
+          Text("Encoder", "Test encoder"),
+          Text("_cdtoc", "hidden"),
+          Text("Empty", ""),
           TagItem{U("_albumart_1_Front Album Cover<subdesc>Vorderseite ü"), u"", cover},
           TagItem{u"_albumart_2_Back Album Cover", u"", back}};
 }
@@ -243,7 +289,8 @@ TagItems Comparable(TagItems items) {
     if (!item.binary.empty()) continue;
     for (char16_t& c : item.key) c = (c >= u'a' && c <= u'z') ? char16_t(c - 32) : c;
   }
-  std::erase_if(items, [](const TagItem& item) { return item.value.empty() && item.binary.empty(); });
+  std::erase_if(items,
+                [](const TagItem& item) { return item.value.empty() && item.binary.empty(); });
   std::erase_if(items, [](const TagItem& item) { return item.key == u"_CDTOC"; });
   std::stable_sort(items.begin(), items.end(),
                    [](const TagItem& a, const TagItem& b) { return a.key < b.key; });
@@ -289,11 +336,13 @@ TEST_P(TagBridgeFileTest, CutAndDamagedFilesGiveNoTagsAndAClearError) {
   std::string path = MakeFile(folder, format);
   ASSERT_FALSE(path.empty());
   std::vector<uint8_t> picture = Noise(200000, "\x89PNG\r\n\x1A\n", 9);
-  ASSERT_TRUE(codec::WriteFileTags(path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, {}));
+  ASSERT_TRUE(codec::WriteFileTags(
+      path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, {}));
   std::vector<uint8_t> whole = ReadBytes(path);
   std::string field = "METADATA_BLOCK_PICTURE";  // Ogg streams hold pictures in base64
   auto found = std::search(whole.begin(), whole.end(), picture.begin(), picture.begin() + 64);
-  if (found == whole.end()) found = std::search(whole.begin(), whole.end(), field.begin(), field.end());
+  if (found == whole.end())
+    found = std::search(whole.begin(), whole.end(), field.begin(), field.end());
   size_t inPicture = size_t(found - whole.begin());
   ASSERT_LT(inPicture, whole.size());
   for (size_t size : {inPicture + 1000, size_t(40), size_t(3), size_t(0)}) {
@@ -310,7 +359,9 @@ TEST_P(TagBridgeFileTest, CutAndDamagedFilesGiveNoTagsAndAClearError) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, TagBridgeFileTest, testing::ValuesIn(Formats()),
-                         [](const testing::TestParamInfo<Format>& param) { return param.param.ext; });
+                         [](const testing::TestParamInfo<Format>& param) {
+                           return param.param.ext;
+                         });
 
 // --- Tags written by other tools ---
 
@@ -323,33 +374,47 @@ Fields TextOf(const TagItems& items) {
 
 TEST(TagBridgeTest, ReadsTagsWrittenByTheFormatsOwnTools) {
   ScratchFolder folder;
-  ASSERT_TRUE(RunQuiet("sox -n -r 44100 -c 1 -b 16 '" + folder / "in.wav" + "' synth 0.3 sine 300"));
+  ASSERT_TRUE(
+      RunQuiet("sox -n -r 44100 -c 1 -b 16 '" + folder / "in.wav" + "' synth 0.3 sine 300"));
   struct Case {
     std::string file, command;
     Fields expected;
   };
   std::vector<Case> cases = {
-      {"a.flac", "flac -s -o OUT IN && metaflac --set-tag=TITLE=Über --set-tag=ARTIST=A --set-tag=ARTIST=B "
-                 "--set-tag=TRACKNUMBER=5 --set-tag=TRACKTOTAL=9 OUT",
+      {"a.flac",
+       "flac -s -o OUT IN && metaflac --set-tag=TITLE=Über --set-tag=ARTIST=A --set-tag=ARTIST=B "
+       "--set-tag=TRACKNUMBER=5 --set-tag=TRACKTOTAL=9 OUT",
        {{"Title", {"Über"}}, {"Artist", {"A", "B"}}, {"Track", {"5/9"}}}},
-      {"a.mp3", "lame --silent --tt Über --ta A --tl L --ty 2001 --tn 4/10 IN OUT",
-       {{"Title", {"Über"}}, {"Artist", {"A"}}, {"Album", {"L"}}, {"Year", {"2001"}}, {"Track", {"4/10"}}}},
-      {"v1.mp3", "lame --silent --id3v1-only --tt Old --ta A IN OUT", {{"Title", {"Old"}}, {"Artist", {"A"}}}},
-      {"a.ogg", "oggenc -Q -o x.ogg IN && ffmpeg -v quiet -i x.ogg -c copy -metadata title=T "
-                "-metadata album_artist=AA -metadata track=2/5 OUT",
+      {"a.mp3",
+       "lame --silent --tt Über --ta A --tl L --ty 2001 --tn 4/10 IN OUT",
+       {{"Title", {"Über"}},
+        {"Artist", {"A"}},
+        {"Album", {"L"}},
+        {"Year", {"2001"}},
+        {"Track", {"4/10"}}}},
+      {"v1.mp3",
+       "lame --silent --id3v1-only --tt Old --ta A IN OUT",
+       {{"Title", {"Old"}}, {"Artist", {"A"}}}},
+      {"a.ogg",
+       "oggenc -Q -o x.ogg IN && ffmpeg -v quiet -i x.ogg -c copy -metadata title=T "
+       "-metadata album_artist=AA -metadata track=2/5 OUT",
        {{"Title", {"T"}}, {"Album Artist", {"AA"}}, {"Track", {"2/5"}}}},
-      {"a.opus", "opusenc --quiet IN x.opus && ffmpeg -v quiet -i x.opus -c copy -metadata title=T OUT",
+      {"a.opus",
+       "opusenc --quiet IN x.opus && ffmpeg -v quiet -i x.opus -c copy -metadata title=T OUT",
        {{"Title", {"T"}}}},
-      {"a.wv", "wavpack -q -y -w Artist=A -w Title=Über -w Track=7/9 IN -o OUT",
+      {"a.wv",
+       "wavpack -q -y -w Artist=A -w Title=Über -w Track=7/9 IN -o OUT",
        {{"Title", {"Über"}}, {"Artist", {"A"}}, {"Track", {"7/9"}}}},
   };
   for (Case& c : cases) {
     std::string command = "cd '" + folder.Folder() + "' && " + c.command;
-    for (size_t at; (at = command.find("OUT")) != std::string::npos;) command.replace(at, 3, c.file);
+    for (size_t at; (at = command.find("OUT")) != std::string::npos;)
+      command.replace(at, 3, c.file);
     command.replace(command.find("IN"), 2, "in.wav");
     ASSERT_TRUE(RunQuiet(command)) << command;
     Fields read = TextOf(codec::ReadFileTags(folder / c.file));
-    for (const auto& [key, values] : c.expected) EXPECT_EQ(read[key], values) << c.file << " " << key;
+    for (const auto& [key, values] : c.expected)
+      EXPECT_EQ(read[key], values) << c.file << " " << key;
   }
 }
 
@@ -357,7 +422,8 @@ TEST(TagBridgeTest, TypeIsFoundByContentNotByName) {
   ScratchFolder folder;
   ASSERT_TRUE(RunQuiet("cd '" + folder.Folder() +
                        "' && sox -n in.wav synth 0.2 sine 500 && flac -s -o x.mp3 in.wav"));
-  ASSERT_TRUE(codec::WriteFileTags(folder / "x.mp3", {Text("Title", "T"), Text("Track", "2")}, nullptr));
+  ASSERT_TRUE(
+      codec::WriteFileTags(folder / "x.mp3", {Text("Title", "T"), Text("Track", "2")}, nullptr));
   EXPECT_EQ(ReadWithMutagen(folder / "x.mp3", "flac", folder).text,
             (Fields{{"TITLE", {"T"}}, {"TRACKNUMBER", {"2"}}}));
 }

@@ -145,7 +145,8 @@ TEST_F(TvCommandFileTest, TenMegabyteFileKeepsItsLastOption) {
 
 TEST_F(TvCommandFileTest, ThousandsOfOptionsKeepTheirOrder) {
   std::string text;
-  for (int i = 0; i < 5000; i++) text += " -opt" + std::to_string(i) + "=\"v " + std::to_string(i) + "\"";
+  for (int i = 0; i < 5000; i++)
+    text += " -opt" + std::to_string(i) + "=\"v " + std::to_string(i) + "\"";
   ASSERT_TRUE(ReadWide(Utf16Bytes(text, true)));
   ASSERT_EQ(run->Count(), 5000);
   XString key, value;

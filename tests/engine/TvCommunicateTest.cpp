@@ -1,8 +1,8 @@
 // The Communicate dialogue: rounds, the record a plug-in sees, and where its requests go.
 #include "engine/TvCommunicate.h"
-#include "tests/engine/TvTestSupport.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <cstring>
 #include <fstream>
@@ -19,10 +19,10 @@ struct FakePlugin {
     const char16_t* key;
   };
   std::vector<Request> script;
-  TvPluginValue inner{};           // the value a request carries
-  std::vector<TvPluginValue> asked;   // the record at each Communicate, as the engine made it
-  std::vector<TvPluginValue> results; // the record at each CommunicateResult
-  std::vector<std::u16string> calls;  // Get and Set of other keys: "get:key" / "set:key"
+  TvPluginValue inner{};               // the value a request carries
+  std::vector<TvPluginValue> asked;    // the record at each Communicate, as the engine made it
+  std::vector<TvPluginValue> results;  // the record at each CommunicateResult
+  std::vector<std::u16string> calls;   // Get and Set of other keys: "get:key" / "set:key"
   int32_t answer = 7;
 
   int32_t Get(const char16_t* key, TvPluginValue* value) {
@@ -89,12 +89,9 @@ TEST(TvCommunicateTest, ResultComesBackBesideTheRequest) {
 
 TEST(TvCommunicateTest, UnansweredRequestsGiveZero) {
   FakePlugin decoder, encoder;
-  encoder.script = {{u"Transmill", u"get", u"Anything"},
-                    {u"Somebody", u"get", u"Key"},
-                    {u"Decoder", nullptr, u"Key"},
-                    {u"Decoder", u"get", nullptr},
-                    {u"Decoder", u"poke", u"Key"},
-                    {nullptr, u"get", u"Key"}};
+  encoder.script = {{u"Transmill", u"get", u"Anything"}, {u"Somebody", u"get", u"Key"},
+                    {u"Decoder", nullptr, u"Key"},       {u"Decoder", u"get", nullptr},
+                    {u"Decoder", u"poke", u"Key"},       {nullptr, u"get", u"Key"}};
   uint32_t failed = 0;
   EXPECT_EQ(TvRunDialogue(TvPeerOf(encoder), TvPeerOf(decoder), TvPeerOf(encoder), true,
                           TV_PHASE_AFTER_CONVERSION, failed),
@@ -138,8 +135,14 @@ TEST_F(TvCommunicatePhaseTest, DecoderAsksFirstThenEncoderButNotForStandardInput
   std::vector<char> order;
   TvDialoguePeer d = TvPeerOf(decoder), e = TvPeerOf(encoder);
   const TvKeyCall dGet = d.get, eGet = e.get;
-  d.get = [&](const char16_t* key, TvPluginValue* v) { order.push_back('d'); return dGet(key, v); };
-  e.get = [&](const char16_t* key, TvPluginValue* v) { order.push_back('e'); return eGet(key, v); };
+  d.get = [&](const char16_t* key, TvPluginValue* v) {
+    order.push_back('d');
+    return dGet(key, v);
+  };
+  e.get = [&](const char16_t* key, TvPluginValue* v) {
+    order.push_back('e');
+    return eGet(key, v);
+  };
   run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
   EXPECT_EQ(std::string(order.begin(), order.end()), "de");
   run->inputIsStdin = 1;

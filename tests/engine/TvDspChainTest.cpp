@@ -17,29 +17,34 @@ class TvDspChainTest : public TvScriptRunTest {
   // The chain as options: each entry "Name=parameters".
   static std::vector<std::string> Chain(const std::vector<std::string>& entries) {
     std::vector<std::string> args;
-    for (size_t i = 0; i < entries.size(); i++) args.push_back("-dspeffect" + std::to_string(i + 1) + "=" + entries[i]);
+    for (size_t i = 0; i < entries.size(); i++)
+      args.push_back("-dspeffect" + std::to_string(i + 1) + "=" + entries[i]);
     return args;
   }
   // The scripted source's bytes (byte i is i) after the effects the function stands for.
   static std::string Expected(size_t count, int (*effects)(int)) {
     std::string bytes(count, '\0');
-    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(effects(static_cast<int>(i & 0xFF)) & 0xFF);
+    for (size_t i = 0; i < count; i++)
+      bytes[i] = static_cast<char>(effects(static_cast<int>(i & 0xFF)) & 0xFF);
     return bytes;
   }
   // The calls in the log from the first that starts with prefix on.
   std::vector<std::string> CallsAfter(const std::string& prefix) const {
     std::vector<std::string> all = Calls(), rest;
-    auto at = std::find_if(all.begin(), all.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
+    auto at = std::find_if(all.begin(), all.end(),
+                           [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
     rest.assign(at, all.end());
     return rest;
   }
   static size_t CountOf(const std::vector<std::string>& lines, const std::string& prefix) {
-    return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; }));
+    return static_cast<size_t>(std::count_if(
+        lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; }));
   }
 };
 
 TEST_F(TvDspChainTest, LiveEffectsOnlyRunInThePumpWithoutRendering) {
-  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,400,200E"}, Chain({"A=live,mul=3", "B=live,add=1"}));
+  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,400,200E"},
+                                  Chain({"A=live,mul=3", "B=live,add=1"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(1000, [](int b) { return b * 3 + 1; }));
   EXPECT_FALSE(Called("DSP_PassNonLive"));
@@ -60,10 +65,12 @@ TEST_F(TvDspChainTest, LiveNonLiveLiveAllRunOnTheFileInChainOrder) {
         line.rfind("ENC_BeginConversion", 0) == 0)
       order.push_back(line.substr(0, line.find(' ', line.find(' ') + 1)));
   const std::vector<std::string> expected = {"DSP_BeginConversion A", "DSP_PassNonLive B",
-                                             "DSP_BeginConversion C", "ENC_BeginConversion " + PathOf("o.raw")};
+                                             "DSP_BeginConversion C",
+                                             "ENC_BeginConversion " + PathOf("o.raw")};
   EXPECT_EQ(order, expected);
   // Half a second of the file is 2000 bytes: the whole source is one block, marked as the end.
-  EXPECT_EQ(CallsOf("DSP_PassAudioBlock A"), std::vector<std::string>{"DSP_PassAudioBlock A 1000 end 1"});
+  EXPECT_EQ(CallsOf("DSP_PassAudioBlock A"),
+            std::vector<std::string>{"DSP_PassAudioBlock A 1000 end 1"});
   EXPECT_EQ(CountOf(CallsAfter("ENC_BeginConversion"), "DSP_PassAudioBlock"), 0u);
   EXPECT_EQ(CallsOf("DSP_EndConversion").size(), 2u);  // the rendered effects end with the run
 }
@@ -93,7 +100,8 @@ TEST_F(TvDspChainTest, EmptySourceGivesAnEmptyFileAndALiveEffectNoBlock) {
 }
 
 TEST_F(TvDspChainTest, EngineMeasuresTheLengthAndFormatANonLiveEffectLeaves) {
-  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=cut=600,rate=2000"}));
+  const TvChildResult r =
+      Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=cut=600,rate=2000"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(600, [](int b) { return b; }));
   EXPECT_EQ(CallsOf("Format"), std::vector<std::string>{"Format 1 2 2000 16 4"});
@@ -102,7 +110,8 @@ TEST_F(TvDspChainTest, EngineMeasuresTheLengthAndFormatANonLiveEffectLeaves) {
 }
 
 TEST_F(TvDspChainTest, QuitWhileRenderingOrBetweenEffectsSkipsTheRestAndThePump) {
-  const std::string quit = "-evtquit=tvtest-dspquit-" + std::filesystem::path(folder).filename().string();
+  const std::string quit =
+      "-evtquit=tvtest-dspquit-" + std::filesystem::path(folder).filename().string();
   Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,Q,400E"}, {"-dspeffect1=A=add=1", quit});
   EXPECT_EQ(CountOf(Calls(), "DecodeBlock"), 2u);
   EXPECT_FALSE(Called("DSP_PassNonLive"));
@@ -110,53 +119,62 @@ TEST_F(TvDspChainTest, QuitWhileRenderingOrBetweenEffectsSkipsTheRestAndThePump)
   EXPECT_TRUE(Called("ENC_EndConversion"));
 
   std::filesystem::remove(PathOf("calls.txt"));
-  Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, {"-dspeffect1=A=quit", "-dspeffect2=B=add=1", quit});
+  Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"},
+          {"-dspeffect1=A=quit", "-dspeffect2=B=add=1", quit});
   EXPECT_TRUE(Called("DSP_PassNonLive A"));
   EXPECT_FALSE(Called("DSP_PassNonLive B"));
   EXPECT_FALSE(Called("ENC_EncodeBlock"));
 }
 
 TEST_F(TvDspChainTest, FailingEffectFailsTheRunButTheFinishStillRuns) {
-  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1,fail", "B=live,mul=3"}));
+  const TvChildResult r =
+      Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1,fail", "B=live,mul=3"}));
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_FALSE(Called("DSP_PassAudioBlock B"));  // the chain stops at the failure
   EXPECT_FALSE(Called("ENC_EncodeBlock"));
   EXPECT_TRUE(Called("ENC_EndConversion"));
-  EXPECT_EQ(CallsOf("DSP_AfterConversion A"), std::vector<std::string>{"DSP_AfterConversion A failed 1"});
+  EXPECT_EQ(CallsOf("DSP_AfterConversion A"),
+            std::vector<std::string>{"DSP_AfterConversion A failed 1"});
 
   std::filesystem::remove(PathOf("calls.txt"));
-  const TvChildResult live = Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1", "B=live,beginfail"}));
+  const TvChildResult live =
+      Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1", "B=live,beginfail"}));
   EXPECT_EQ(live.exitCode, 1);
 }
 
 TEST_F(TvDspChainTest, EffectsLoadTwiceFromTheLastAndASecondLoadThatFailsDropsTheEntry) {
-  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E", "TVTEST_DSP_CREATE_FAIL=B:2"},
-                                  Chain({"A=live,mul=3", "B=live,add=1"}));
+  const TvChildResult r =
+      Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E", "TVTEST_DSP_CREATE_FAIL=B:2"},
+              Chain({"A=live,mul=3", "B=live,add=1"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(1000, [](int b) { return b * 3; }));
   std::vector<std::string> creates = CallsOf("DSP_Create");
-  const std::vector<std::string> expected = {"DSP_Create B -> 1", "DSP_Create B -> 0", "DSP_Create A -> 1",
-                                             "DSP_Create A -> 1"};
+  const std::vector<std::string> expected = {"DSP_Create B -> 1", "DSP_Create B -> 0",
+                                             "DSP_Create A -> 1", "DSP_Create A -> 1"};
   EXPECT_EQ(creates, expected);
   EXPECT_FALSE(Called("DSP_BeginConversion B"));
 }
 
 TEST_F(TvDspChainTest, AnEffectThatKeepsReplayGainKeepsTheTags) {
-  const std::vector<std::string> env = {"TVTEST_BLOCKS=1000E", "TVTEST_WRITE_TAGS=1", "TVTEST_TAG_BLOCK=" + PathOf("tags.bin")};
+  const std::vector<std::string> env = {"TVTEST_BLOCKS=1000E", "TVTEST_WRITE_TAGS=1",
+                                        "TVTEST_TAG_BLOCK=" + PathOf("tags.bin")};
   const std::string rg = Utf16Bytes("replaygain_track_gain", false);
   // The tags are written through the decoder of the output's type, which the test decoder is.
-  Convert(PathOf("o.wav"), env, {"-dspeffect1=A=live", "-tag=replaygain_track_gain=-3 dB", "-tag=Title=x"});
+  Convert(PathOf("o.wav"), env,
+          {"-dspeffect1=A=live", "-tag=replaygain_track_gain=-3 dB", "-tag=Title=x"});
   EXPECT_NE(ReadBytes(PathOf("tags.bin")).find(Utf16Bytes("Title", false)), std::string::npos);
   EXPECT_EQ(ReadBytes(PathOf("tags.bin")).find(rg), std::string::npos);
-  Convert(PathOf("p.wav"), env, {"-dspeffect1=A=live,rg", "-tag=replaygain_track_gain=-3 dB", "-tag=Title=x"});
+  Convert(PathOf("p.wav"), env,
+          {"-dspeffect1=A=live,rg", "-tag=replaygain_track_gain=-3 dB", "-tag=Title=x"});
   EXPECT_NE(ReadBytes(PathOf("tags.bin")).find(rg), std::string::npos);
 }
 
 TEST_F(TvDspChainTest, HostHearsOfTheRenderingAndTheFileGoesToTheTemporaryFolderGiven) {
   std::filesystem::create_directories(PathOf("tmp"));
-  WriteBytes(PathOf("c.tvcmd8"), "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + PathOf("o.raw") +
-                                     "\" -convert_to=testenc -dspeffect1=A=add=1 -tmpfolder=\"" + PathOf("tmp") + "\"");
+  WriteBytes(PathOf("c.tvcmd8"),
+             "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + PathOf("o.raw") +
+                 "\" -convert_to=testenc -dspeffect1=A=add=1 -tmpfolder=\"" + PathOf("tmp") + "\"");
   const TvChildResult r = Run({"-tvcmd8=" + PathOf("c.tvcmd8")}, input,
                               {"TVTEST_CALLS=" + PathOf("calls.txt"), "TVTEST_BLOCKS=1000E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;

@@ -6,8 +6,8 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include "tests/support/ScratchFolder.h"
 #include <string>
+#include "tests/support/ScratchFolder.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ constexpr char16_t Tagging[] = u"Software\\Morlane\\Tonvera\\Tagging";
 constexpr char16_t Profile[] = u"Software\\Morlane\\Tonvera\\DiscLifter\\Profiles\\(default)";
 
 class TvFirstRunTest : public ::testing::Test {
-protected:
+ protected:
   ScratchFolder scratch;
   ScopedEnv configHome{"XDG_CONFIG_HOME", scratch.Folder().c_str()};
 };

@@ -1,7 +1,7 @@
 // A host drives whole conversions of the real transmill with scripted plug-ins: it follows the
 // progress lines, watches the watchdog while the run waits, reads the counter and stops the run.
-#include "tests/engine/TvTestHost.h"
 #include "sdk/tv_named.h"
+#include "tests/engine/TvTestHost.h"
 
 namespace {
 
@@ -13,8 +13,10 @@ class TvHostConversionTest : public TvTempFolderTest {
     for (const char* sub : {"decoder", "encoder", "DSPs"})
       std::filesystem::create_directories(app + "/" + sub);
     std::filesystem::copy_file(TV_BIN_DIR "/transmill", app + "/transmill");
-    std::filesystem::copy_file(TV_TEST_PLUGIN_DIR "/TvScriptDecoder.so", app + "/decoder/script.so");
-    std::filesystem::copy_file(TV_TEST_PLUGIN_DIR "/TvScriptEncoder.so", app + "/encoder/TestEnc.so");
+    std::filesystem::copy_file(TV_TEST_PLUGIN_DIR "/TvScriptDecoder.so",
+                               app + "/decoder/script.so");
+    std::filesystem::copy_file(TV_TEST_PLUGIN_DIR "/TvScriptEncoder.so",
+                               app + "/encoder/TestEnc.so");
     WriteBytes(PathOf("in.tvt"), "source");
     quit = tv_event_create(Name("quit").c_str(), nullptr);
     alive = tv_event_create(Name("alive").c_str(), nullptr);
@@ -60,9 +62,9 @@ TEST_F(TvHostConversionTest, CompleteRunSendsItsLinesAndEndsWithZero) {
   ASSERT_TRUE(quit && alive && bytes);
   ASSERT_TRUE(StartConversion({"TVTEST_LENGTH_MS=1000", "TVTEST_BLOCKS=400@250,400@1000,E"}));
   EXPECT_EQ(host.Finish(), 0) << TvTestHost::Decode(host.ErrBytes());
-  EXPECT_EQ(host.OutLines(), (std::vector<std::string>{
-                                 "MSGTO: tVH: msLen: 1000", "MSGTO: tVH: Action: Encoding 'o'",
-                                 "MSGTO: tVH: PCDone: 25 %", "MSGTO: tVH: PCDone: 100 %"}));
+  EXPECT_EQ(host.OutLines(),
+            (std::vector<std::string>{"MSGTO: tVH: msLen: 1000", "MSGTO: tVH: Action: Encoding 'o'",
+                                      "MSGTO: tVH: PCDone: 25 %", "MSGTO: tVH: PCDone: 100 %"}));
   EXPECT_EQ(host.ErrBytes(), "");
   EXPECT_EQ(CounterReaching(800), 800u);
   EXPECT_EQ(tv_event_is_set(alive), 1);
@@ -73,7 +75,8 @@ TEST_F(TvHostConversionTest, HostWatchesAWaitingRunAndStopsIt) {
   ASSERT_TRUE(quit && alive && bytes);
   // Two blocks, then a source that has no data yet, for ever.
   ASSERT_TRUE(StartConversion({"TVTEST_LENGTH_MS=1000", "TVTEST_BLOCKS=400@100,400@500,N"}));
-  ASSERT_TRUE(host.WaitForLine("MSGTO: tVH: PCDone: 50 %", 30000)) << TvTestHost::Decode(host.OutBytes());
+  ASSERT_TRUE(host.WaitForLine("MSGTO: tVH: PCDone: 50 %", 30000))
+      << TvTestHost::Decode(host.OutBytes());
   EXPECT_EQ(CounterReaching(800), 800u);
   for (int beat = 0; beat < 3; beat++) {
     tv_event_reset(alive);
@@ -81,9 +84,9 @@ TEST_F(TvHostConversionTest, HostWatchesAWaitingRunAndStopsIt) {
   }
   tv_event_set(quit);
   EXPECT_EQ(host.Finish(), 1);
-  EXPECT_EQ(host.OutLines(), (std::vector<std::string>{
-                                 "MSGTO: tVH: msLen: 1000", "MSGTO: tVH: Action: Encoding 'o'",
-                                 "MSGTO: tVH: PCDone: 10 %", "MSGTO: tVH: PCDone: 50 %"}));
+  EXPECT_EQ(host.OutLines(),
+            (std::vector<std::string>{"MSGTO: tVH: msLen: 1000", "MSGTO: tVH: Action: Encoding 'o'",
+                                      "MSGTO: tVH: PCDone: 10 %", "MSGTO: tVH: PCDone: 50 %"}));
   EXPECT_EQ(host.ErrBytes(), "");  // a quit reports nothing
 }
 

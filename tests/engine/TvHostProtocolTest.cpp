@@ -1,6 +1,6 @@
 // A host drives the real transmill program: command file, UTF-16LE lines, events and counter.
-#include "tests/engine/TvTestHost.h"
 #include "sdk/tv_named.h"
+#include "tests/engine/TvTestHost.h"
 
 #include <atomic>
 
@@ -39,15 +39,15 @@ class TvHostProtocolTest : public TvTempFolderTest {
 TEST_F(TvHostProtocolTest, FailureArrivesAsUtf16LeErrorTextAndExitCodeOne) {
   tv_event* quit = tv_event_create(Name("quit").c_str(), nullptr);
   ASSERT_NE(quit, nullptr);
-  const std::string option = WriteCommandFile("-infile=\"" + PathOf("song.xyz") +
-                                              "\" -outfile=\"" + PathOf("o.wav") +
-                                              "\" -convert_to=wav" + ControlOptions());
+  const std::string option =
+      WriteCommandFile("-infile=\"" + PathOf("song.xyz") + "\" -outfile=\"" + PathOf("o.wav") +
+                       "\" -convert_to=wav" + ControlOptions());
   ASSERT_TRUE(host.Start(app + "/transmill", option, folder));
   EXPECT_EQ(host.Finish(), 1);
-  const std::string expected =
-      Utf16Bytes("Error: Unable to load decoder for file type '.xyz', codec not installed? "
-                 "visit 'Codec Shelf'.  [TvTransmill::TvTransmill]\r\n",
-                 false);
+  const std::string expected = Utf16Bytes(
+      "Error: Unable to load decoder for file type '.xyz', codec not installed? "
+      "visit 'Codec Shelf'.  [TvTransmill::TvTransmill]\r\n",
+      false);
   EXPECT_EQ(host.ErrBytes(), expected);
   EXPECT_EQ(host.OutBytes(), "");  // host mode: no banner, no closing line
   EXPECT_EQ(tv_event_is_set(quit), 0);

@@ -42,7 +42,8 @@ TEST_F(TvOptionsTest, UsageIsShownEvenWhenSilent) {
 TEST_F(TvOptionsTest, HostModeReportsMissingOptionsInsteadOfUsage) {
   run->hostMode = 1;
   EXPECT_FALSE(ParseText(u"-something=else"));
-  EXPECT_EQ(Err(), "Error missing infile & outfile & convert_to.  [TvTransmill::ParseCommandLine]\r\n");
+  EXPECT_EQ(Err(),
+            "Error missing infile & outfile & convert_to.  [TvTransmill::ParseCommandLine]\r\n");
   EXPECT_EQ(Out(), "");
   EXPECT_NE(LogText().find("*** Error: Error missing infile"), std::string::npos);
 }
@@ -50,7 +51,8 @@ TEST_F(TvOptionsTest, HostModeReportsMissingOptionsInsteadOfUsage) {
 TEST_F(TvOptionsTest, HelpInHostModeIsAnError) {
   run->hostMode = 1;
   EXPECT_FALSE(ParseWith(u"-help"));
-  EXPECT_EQ(Err(), "Error missing infile & outfile & convert_to.  [TvTransmill::ParseCommandLine]\r\n");
+  EXPECT_EQ(Err(),
+            "Error missing infile & outfile & convert_to.  [TvTransmill::ParseCommandLine]\r\n");
 }
 
 TEST_F(TvOptionsTest, MissingOptionsAreTestedEncoderFirst) {
@@ -124,8 +126,9 @@ TEST_F(TvOptionsTest, HostModeIsAlwaysSilent) {
 }
 
 TEST_F(TvOptionsTest, ValuesKeptForLaterPhases) {
-  ASSERT_TRUE(ParseWith(u"-silent -evtquit=Q -evtafterconvseterror=E -evtwatchdog=W "
-                        u"-processor=3 -shrbytesencoded=S -tmpfolder=\"/a b\" -batchid=42"));
+  ASSERT_TRUE(
+      ParseWith(u"-silent -evtquit=Q -evtafterconvseterror=E -evtwatchdog=W "
+                u"-processor=3 -shrbytesencoded=S -tmpfolder=\"/a b\" -batchid=42"));
   EXPECT_EQ(run->silent, 1);
   EXPECT_EQ(Utf8(run->quitEventName), "Q");
   EXPECT_EQ(Utf8(run->afterConvErrorEventName), "E");
@@ -172,9 +175,9 @@ TEST_F(TvOptionsTest, ErrorFileReceivesErrorsAsUtf16) {
 }
 
 TEST_F(TvOptionsTest, ErrorFileThatCannotBeMadeLosesTheText) {
-  run->Parse(XString(u"-infile=a -errorfile=\"") + XString(PathOf("no/such/e.txt").c_str(), true) +
-                 u"\"",
-             1);
+  run->Parse(
+      XString(u"-infile=a -errorfile=\"") + XString(PathOf("no/such/e.txt").c_str(), true) + u"\"",
+      1);
   EXPECT_FALSE(TvTransmillTestAccess::Parse(*run));
   EXPECT_EQ(run->errorFileGiven, 1);
   EXPECT_FALSE(run->stdErr.IsOpen());
@@ -209,8 +212,9 @@ TEST_F(TvOptionsTest, DspOptionsTurnQuoteEscapesIntoQuotes) {
 }
 
 TEST_F(TvOptionsTest, ReplayGainExactlyNamedGoesLast) {
-  ASSERT_TRUE(ParseWith(u"-dspeffect1=ReplayGain=x -dspeffect2=a= -dspeffect3=replaygain=y "
-                        u"-dspeffect4=b= -dspeffect5=ReplayGain=z"));
+  ASSERT_TRUE(
+      ParseWith(u"-dspeffect1=ReplayGain=x -dspeffect2=a= -dspeffect3=replaygain=y "
+                u"-dspeffect4=b= -dspeffect5=ReplayGain=z"));
   EXPECT_EQ(DspNames(),
             (std::vector<std::string>{"a", "replaygain", "b", "ReplayGain", "ReplayGain"}));
   EXPECT_EQ(Utf8(run->dspEffects[3]->options), "x");

@@ -7,9 +7,7 @@ namespace {
 
 class TvOutputNameTest : public TvRunPhaseTest {
  protected:
-  void SetOutput(const std::string& name) {
-    run->outputFile = XString(PathOf(name).c_str(), true);
-  }
+  void SetOutput(const std::string& name) { run->outputFile = XString(PathOf(name).c_str(), true); }
   bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
 };
 
@@ -71,7 +69,8 @@ TEST_F(TvOverwriteTest, CompleteConversionReplacesTheOldOutput) {
   EXPECT_FALSE(Has("out.wav.tmp.wav"));
   EXPECT_EQ(tagWord, 1);
   EXPECT_EQ(run->failed, 0u);
-  EXPECT_EQ(std::u16string(run->conversionRecord.outputFile), std::u16string(run->outputFile.CStr()));
+  EXPECT_EQ(std::u16string(run->conversionRecord.outputFile),
+            std::u16string(run->outputFile.CStr()));
 }
 
 TEST_F(TvOverwriteTest, FailedConversionLeavesTheOldOutputAndDeletesTheTemporary) {
@@ -114,7 +113,8 @@ TEST_F(TvOverwriteTest, MoveThatCannotHappenIsReportedAndKeepsNothingHalfDone) {
 TEST_F(TvOutputNameTest, SizeCheckNamesEachKindOfMissingOutput) {
   SetOutput("none.wav");
   TvTransmillTestAccess::CheckOutputSize(*run);
-  EXPECT_NE(Err().find("Encoder output file does not exist: " + PathOf("none.wav")), std::string::npos);
+  EXPECT_NE(Err().find("Encoder output file does not exist: " + PathOf("none.wav")),
+            std::string::npos);
 
   WriteBytes(PathOf("blank.wav"), "");
   SetOutput("blank.wav");
@@ -126,7 +126,8 @@ TEST_F(TvOutputNameTest, SizeCheckNamesEachKindOfMissingOutput) {
   SetOutput("locked.wav");
   if (access(PathOf("locked.wav").c_str(), R_OK) != 0) {  // root reads anything
     TvTransmillTestAccess::CheckOutputSize(*run);
-    EXPECT_NE(Err().find("Encoder wrote inaccessible file: " + PathOf("locked.wav")), std::string::npos);
+    EXPECT_NE(Err().find("Encoder wrote inaccessible file: " + PathOf("locked.wav")),
+              std::string::npos);
   }
 }
 

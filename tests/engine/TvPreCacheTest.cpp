@@ -1,8 +1,8 @@
 // The pre-cache read: pieces of 64 KiB, the machine-wide mutex, and the switch that skips it.
 #include "engine/TvPreCache.h"
-#include "tests/engine/TvTestSupport.h"
 #include "foundation/XMutex.h"
 #include "foundation/XRegistry.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <future>
 

@@ -137,7 +137,8 @@ TEST_F(TvPriorityRunTest, ProcessorPinsTheParsingThreadOnly) {
   EXPECT_EQ(afterZero, (allowed & 1u) ? 1u : pinned);
   EXPECT_EQ(CurrentMask(), allowed);
   EXPECT_NE(LogText().find("Allying to Processor " + std::to_string(highest + 1) + "\r\n"),
-            std::string::npos) << LogText();
+            std::string::npos)
+      << LogText();
   EXPECT_NE(LogText().find("Allying to Processor 33\r\n"), std::string::npos);
 }
 

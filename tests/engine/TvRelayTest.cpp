@@ -1,6 +1,6 @@
 // The output relay: error text from any thread or writer fails the run; nothing is lost at the end.
-#include "tests/engine/TvTestSupport.h"
 #include "foundation/XDebugLog.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <atomic>
 #include <thread>

@@ -35,8 +35,10 @@ TEST_F(TvReportingTest, HeaderEndsWithTheScaleAndOneBlank) {
   run->PrintHeader();
   const std::string scale = " 0%-----------25%-----------50%-----------75%-----------100%";
   EXPECT_EQ(scale.size(), 60u);
-  EXPECT_EQ(Out(), "Encoding: lame\r\nAudio Source: a.wav\r\nAudio Destination: b.mp3\r\n"
-                   "DSP Effects: Vol\r\n\r\n" + scale + "\r\n ");
+  EXPECT_EQ(Out(),
+            "Encoding: lame\r\nAudio Source: a.wav\r\nAudio Destination: b.mp3\r\n"
+            "DSP Effects: Vol\r\n\r\n" +
+                scale + "\r\n ");
 }
 
 TEST_F(TvReportingTest, SourceOnStandardInputIsNamedSo) {
@@ -47,12 +49,14 @@ TEST_F(TvReportingTest, SourceOnStandardInputIsNamedSo) {
 }
 
 TEST_F(TvReportingTest, EncodingDetailsGoToTheLogOnly) {
-  ASSERT_TRUE(ParseText(u"-infile=a -outfile=b -convert_to=lame -dspeffect1=Vol=2 "
-                        u"-dspeffect2=\"Norm=-a 1\""));
+  ASSERT_TRUE(
+      ParseText(u"-infile=a -outfile=b -convert_to=lame -dspeffect1=Vol=2 "
+                u"-dspeffect2=\"Norm=-a 1\""));
   run->dspEffects[0]->isLive = true;
   run->LogEncodingDetails(XString(u"-V 2"));
-  EXPECT_EQ(LogText(), "Encoding To: lame\r\nEncoder Cmd Line: -V 2\r\nDSP Effects:\r\n"
-                       "    Vol: 2\r\n    Norm (non-live): -a 1\r\n\r\n");
+  EXPECT_EQ(LogText(),
+            "Encoding To: lame\r\nEncoder Cmd Line: -V 2\r\nDSP Effects:\r\n"
+            "    Vol: 2\r\n    Norm (non-live): -a 1\r\n\r\n");
   EXPECT_EQ(Out(), "");
 }
 

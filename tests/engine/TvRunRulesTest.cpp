@@ -71,8 +71,10 @@ TEST(TvRunRulesTest, ClosingLineShowsElapsedTimeAndFactor) {
   ScopedEnv config("XDG_CONFIG_HOME", scratch.Folder().c_str());
   EXPECT_EQ(Utf8(TvClosingLine(0, 3.0)), "");
   EXPECT_EQ(Utf8(TvClosingLine(1500, 0.0)), "Conversion completed in 1.5 seconds");
-  EXPECT_EQ(Utf8(TvClosingLine(2000, 2.0)), "Conversion completed in 2 seconds x2.0 realtime encoding");
+  EXPECT_EQ(Utf8(TvClosingLine(2000, 2.0)),
+            "Conversion completed in 2 seconds x2.0 realtime encoding");
   EXPECT_EQ(Utf8(TvClosingLine(65000, 12.99)),
             "Conversion completed in 1 minute 5 seconds x12 realtime encoding");
-  EXPECT_EQ(Utf8(TvClosingLine(7, 10.0)), "Conversion completed in 7 mili-seconds x10 realtime encoding");
+  EXPECT_EQ(Utf8(TvClosingLine(7, 10.0)),
+            "Conversion completed in 7 mili-seconds x10 realtime encoding");
 }

@@ -14,7 +14,8 @@ TEST_F(TvRunTest, SuccessfulConversionWritesTheOutputAndSaysSo) {
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(ReadBytes(PathOf("out/new.wav")), StreamBytes(0, 1000));
-  EXPECT_EQ(CallsOf("ENC_BeginConversion"), std::vector<std::string>{"ENC_BeginConversion " + PathOf("out/new.wav")});
+  EXPECT_EQ(CallsOf("ENC_BeginConversion"),
+            std::vector<std::string>{"ENC_BeginConversion " + PathOf("out/new.wav")});
   EXPECT_EQ(CallsOf("Source"), std::vector<std::string>{"Source " + PathOf("in.tvt")});
   EXPECT_EQ(CallsOf("ExtraInfo"), std::vector<std::string>{"ExtraInfo _encoder=testenc"});
   EXPECT_TRUE(Called("Close"));
@@ -43,19 +44,21 @@ TEST_F(TvRunTest, PluginsAreCalledInTheirOrder) {
   for (const std::string& line : Calls()) {
     const std::string word = line.substr(0, line.find(' '));
     // Notes of the encoder about what it was given, and the repeated calls, are left out.
-    const std::vector<std::string> skipped = {"Source", "ExtraInfo", "Format", "ENC_Get", "DecodeBlock"};
+    const std::vector<std::string> skipped = {"Source", "ExtraInfo", "Format", "ENC_Get",
+                                              "DecodeBlock"};
     if (std::find(skipped.begin(), skipped.end(), word) == skipped.end()) order.push_back(word);
   }
-  const std::vector<std::string> expected = {"Open", "ENC_BeginConversion", "ENC_EncodeBlock",
-                                             "Close", "ENC_EndConversion", "ENC_Destroy", "Destroy"};
+  const std::vector<std::string> expected = {"Open",   "ENC_BeginConversion", "ENC_EncodeBlock",
+                                             "Close",  "ENC_EndConversion",   "ENC_Destroy",
+                                             "Destroy"};
   EXPECT_EQ(order, expected);
 }
 
 TEST_F(TvRunTest, UnknownInputTypeStopsBeforeTheEncoder) {
   WriteBytes(PathOf("in.xyz"), "x");
-  const TvChildResult r = Run({"-infile=" + PathOf("in.xyz"), "-outfile=" + PathOf("o.wav"),
-                               "-convert_to=testenc"},
-                              {}, {"TVTEST_CALLS=" + PathOf("calls.txt")});
+  const TvChildResult r =
+      Run({"-infile=" + PathOf("in.xyz"), "-outfile=" + PathOf("o.wav"), "-convert_to=testenc"}, {},
+          {"TVTEST_CALLS=" + PathOf("calls.txt")});
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_NE(r.err.find("Error: Unable to load decoder for file type '.xyz', codec not installed? "
                        "visit 'Codec Shelf'."),
@@ -66,9 +69,9 @@ TEST_F(TvRunTest, UnknownInputTypeStopsBeforeTheEncoder) {
 }
 
 TEST_F(TvRunTest, MissingEncoderIsReportedByName) {
-  const TvChildResult r = Run({"-infile=" + PathOf("in.tvt"), "-outfile=" + PathOf("o.wav"),
-                               "-convert_to=NoSuchEnc"},
-                              {}, {"TVTEST_CALLS=" + PathOf("calls.txt")});
+  const TvChildResult r =
+      Run({"-infile=" + PathOf("in.tvt"), "-outfile=" + PathOf("o.wav"), "-convert_to=NoSuchEnc"},
+          {}, {"TVTEST_CALLS=" + PathOf("calls.txt")});
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_NE(r.err.find("Error: Unable to load encoder 'NoSuchEnc'."), std::string::npos) << r.err;
   EXPECT_FALSE(Called("Open"));
@@ -94,7 +97,8 @@ TEST_F(TvRunTest, DecoderThatCannotOpenLeavesNothing) {
 TEST_F(TvRunTest, DspThatCannotLoadStopsBeforeTheSource) {
   const TvChildResult r = Convert(PathOf("o.wav"), {}, {"-dspeffect1=NoSuchDsp=x"});
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("Error: Unable to load DSP Effect 'NoSuchDsp'."), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Error: Unable to load DSP Effect 'NoSuchDsp'."), std::string::npos)
+      << r.err;
   EXPECT_FALSE(Called("Open"));
   EXPECT_FALSE(Has("o.wav"));
 }
@@ -113,7 +117,8 @@ TEST_F(TvRunTest, RawPassHandsTheSourceToTheEncoder) {
   const TvChildResult r = Convert(PathOf("o.wav"), {"TVTEST_RAW=1"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(CallsOf("Open"), std::vector<std::string>{"Open " + PathOf("in.tvt") + " 28"});
-  EXPECT_EQ(CallsOf("ENC_BeginConversion"), std::vector<std::string>{"ENC_BeginConversion " + PathOf("o.wav")});
+  EXPECT_EQ(CallsOf("ENC_BeginConversion"),
+            std::vector<std::string>{"ENC_BeginConversion " + PathOf("o.wav")});
   EXPECT_TRUE(Called("Close"));
   EXPECT_FALSE(Called("ExtraInfo"));  // the decoder's own properties, of which it gave none
   EXPECT_FALSE(Called("DecodeBlock"));
@@ -121,8 +126,8 @@ TEST_F(TvRunTest, RawPassHandsTheSourceToTheEncoder) {
 }
 
 TEST_F(TvRunTest, RawPassWhoseDecoderCannotOpenEndsQuietly) {
-  const TvChildResult r = Convert(PathOf("o.wav"), {"TVTEST_RAW=1", "TVTEST_DECODER_OPEN=0",
-                                                    "TVTEST_QUIET=1"});
+  const TvChildResult r =
+      Convert(PathOf("o.wav"), {"TVTEST_RAW=1", "TVTEST_DECODER_OPEN=0", "TVTEST_QUIET=1"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_FALSE(Called("ENC_BeginConversion"));
   EXPECT_FALSE(Has("o.wav"));
@@ -153,14 +158,16 @@ TEST_F(TvRunTest, IncompleteLastBlockIsDroppedWholeAndTheRunSucceeds) {
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(CallsOf("ENC_EncodeBlock").size(), 2u);
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, 800));
-  EXPECT_NE(r.out.find("Information: Audio data contains incomplete samples at end."), std::string::npos);
+  EXPECT_NE(r.out.find("Information: Audio data contains incomplete samples at end."),
+            std::string::npos);
   EXPECT_TRUE(Called("ENC_EndConversion"));
 }
 
 TEST_F(TvRunTest, IncompleteBlockMidStreamFailsAndKeepsTheNewPartialOutput) {
   const TvChildResult r = Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=400,401,400E"});
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("Error: Audio data contains incomplete samples mid-stream."), std::string::npos);
+  EXPECT_NE(r.err.find("Error: Audio data contains incomplete samples mid-stream."),
+            std::string::npos);
   EXPECT_EQ(CallsOf("ENC_EncodeBlock").size(), 1u);
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, 400));
   EXPECT_TRUE(Called("Close"));
@@ -180,8 +187,10 @@ TEST_F(TvRunTest, ExistingOutputIsReplacedOnlyByACompleteConversion) {
 
 TEST_F(TvRunTest, FailedOrEmptyConversionLeavesTheExistingOutputByteForByte) {
   const std::vector<std::vector<std::string>> cases = {
-      {"TVTEST_BLOCKS=400,F"}, {"TVTEST_BLOCKS=400,400E", "TVTEST_ENCODE_FAIL_AT=2"},
-      {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_END=0"}, {"TVTEST_BLOCKS=400E", "TVTEST_DECODER_CLOSE=0"},
+      {"TVTEST_BLOCKS=400,F"},
+      {"TVTEST_BLOCKS=400,400E", "TVTEST_ENCODE_FAIL_AT=2"},
+      {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_END=0"},
+      {"TVTEST_BLOCKS=400E", "TVTEST_DECODER_CLOSE=0"},
       {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_WRITES=0"}};
   for (size_t i = 0; i < cases.size(); i++) {
     WriteBytes(PathOf("o.wav"), std::string("old\0bytes", 9));
@@ -193,27 +202,33 @@ TEST_F(TvRunTest, FailedOrEmptyConversionLeavesTheExistingOutputByteForByte) {
 }
 
 TEST_F(TvRunTest, IgnoreOutputMakesNoFolderAndNoSizeCheck) {
-  const TvChildResult r = Convert(PathOf("sub/o.IGNORE"), {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_CREATES=0"});
+  const TvChildResult r =
+      Convert(PathOf("sub/o.IGNORE"), {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_CREATES=0"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(CallsOf("ENC_BeginConversion"), std::vector<std::string>{"ENC_BeginConversion " + PathOf("sub/o.IGNORE")});
+  EXPECT_EQ(CallsOf("ENC_BeginConversion"),
+            std::vector<std::string>{"ENC_BeginConversion " + PathOf("sub/o.IGNORE")});
   EXPECT_FALSE(Has("sub"));
   EXPECT_EQ(r.err, "");
 }
 
 TEST_F(TvRunTest, MissingOutputIsReportedAfterTheEncoderEnds) {
-  const TvChildResult r = Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_CREATES=0"});
+  const TvChildResult r =
+      Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_CREATES=0"});
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("Encoder output file does not exist: " + PathOf("o.wav")), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Encoder output file does not exist: " + PathOf("o.wav")), std::string::npos)
+      << r.err;
 }
 
 class TvStdinRunTest : public TvRunTest {
  protected:
   TvChildResult ConvertStdin(const std::vector<std::string>& moreArgs) {
-    std::vector<std::string> args = {"-infile=-", "-outfile=" + PathOf("o.wav"), "-convert_to=testenc"};
+    std::vector<std::string> args = {"-infile=-", "-outfile=" + PathOf("o.wav"),
+                                     "-convert_to=testenc"};
     args.insert(args.end(), moreArgs.begin(), moreArgs.end());
     return Run(args, input, {"TVTEST_CALLS=" + PathOf("calls.txt")});
   }
-  const std::vector<std::string> stereo16 = {"-sourcefreq=1000", "-sourcechannels=2", "-sourcebits=16"};
+  const std::vector<std::string> stereo16 = {"-sourcefreq=1000", "-sourcechannels=2",
+                                             "-sourcebits=16"};
 };
 
 TEST_F(TvStdinRunTest, PipeInOddPiecesArrivesWhole) {
@@ -242,14 +257,15 @@ TEST_F(TvStdinRunTest, EmptyStreamGivesTheEncoderOneEmptyEndBlock) {
   input.kind = TvChildInput::kNull;
   const TvChildResult r = ConvertStdin(stereo16);
   EXPECT_EQ(CallsOf("ENC_EncodeBlock"), std::vector<std::string>{"ENC_EncodeBlock 0 at 0 end 1"});
-  EXPECT_NE(r.err.find("Encoder created a blank file: " + PathOf("o.wav")), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Encoder created a blank file: " + PathOf("o.wav")), std::string::npos)
+      << r.err;
 }
 
 TEST_F(TvStdinRunTest, FloatOptionMarksTheFormatByItsPresence) {
   input.kind = TvChildInput::kPipe;
   input.bytes = StreamBytes(0, 800);
-  const TvChildResult r = ConvertStdin({"-sourcefreq=1000", "-sourcechannels=2", "-sourcebits=32",
-                                        "-sourceisfloat"});
+  const TvChildResult r =
+      ConvertStdin({"-sourcefreq=1000", "-sourcechannels=2", "-sourcebits=32", "-sourceisfloat"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(CallsOf("Format"), std::vector<std::string>{"Format 3 2 1000 32 8"});
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), input.bytes);
@@ -275,7 +291,8 @@ TEST_F(TvStdinRunTest, ClosedStandardInputIsAnError) {
   input.kind = TvChildInput::kClosed;
   const TvChildResult r = ConvertStdin(stereo16);
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("Error: Cannot open StdInput for audio reading."), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Error: Cannot open StdInput for audio reading."), std::string::npos)
+      << r.err;
 }
 
 TEST_F(TvStdinRunTest, IncompleteSampleAtTheEndOfThePipeIsDropped) {
@@ -285,7 +302,8 @@ TEST_F(TvStdinRunTest, IncompleteSampleAtTheEndOfThePipeIsDropped) {
   input.pauseMs = 300;
   const TvChildResult r = ConvertStdin(stereo16);
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_NE(r.out.find("Information: Audio data contains incomplete samples at end."), std::string::npos);
+  EXPECT_NE(r.out.find("Information: Audio data contains incomplete samples at end."),
+            std::string::npos);
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, 4000));
 }
 
@@ -318,7 +336,8 @@ class TvWaveRunTest : public TvChildRunTest {
   // The bytes of the "data" chunk of a RIFF file; empty when there is none.
   static std::string DataChunk(const std::string& file) {
     for (size_t at = 12; at + 8 <= file.size();) {
-      const uint32_t size = static_cast<uint8_t>(file[at + 4]) | static_cast<uint8_t>(file[at + 5]) << 8 |
+      const uint32_t size = static_cast<uint8_t>(file[at + 4]) |
+                            static_cast<uint8_t>(file[at + 5]) << 8 |
                             static_cast<uint8_t>(file[at + 6]) << 16 |
                             static_cast<uint32_t>(static_cast<uint8_t>(file[at + 7])) << 24;
       if (file.compare(at, 4, "data") == 0) return file.substr(at + 8, size);
@@ -340,13 +359,14 @@ TEST_F(TvWaveRunTest, WaveToWaveKeepsEverySample) {
     Put(samples, (0x8000 + frame * 11) & 0xFFFF, 2);
   }
   WriteBytes(PathOf("in.wav"), WaveFile(samples, 44100));
-  const TvChildResult r = Run({"-infile=" + PathOf("in.wav"), "-outfile=" + PathOf("out/o.wav"),
-                               "-convert_to=wav"});
+  const TvChildResult r =
+      Run({"-infile=" + PathOf("in.wav"), "-outfile=" + PathOf("out/o.wav"), "-convert_to=wav"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(r.err, "");
   const std::string output = ReadBytes(PathOf("out/o.wav"));
   EXPECT_EQ(output.compare(0, 4, "RIFF"), 0);
-  EXPECT_TRUE(DataChunk(output) == samples) << DataChunk(output).size() << " bytes of " << samples.size();
+  EXPECT_TRUE(DataChunk(output) == samples)
+      << DataChunk(output).size() << " bytes of " << samples.size();
 }
 
 }  // namespace
@@ -378,21 +398,22 @@ class TvHostRunTest : public TvRunTest {
 };
 
 TEST_F(TvHostRunTest, PercentDoneNeverGoesDown) {
-  const TvChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_LENGTH_MS=1000",
-                                                        "TVTEST_BLOCKS=400@900,400@100,400@950,4@50,E"});
+  const TvChildResult r = HostConvert(
+      PathOf("o.wav"), {"TVTEST_LENGTH_MS=1000", "TVTEST_BLOCKS=400@900,400@100,400@950,4@50,E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(PercentsSent(r.out), (std::vector<int>{90, 95})) << r.out;
 }
 
 TEST_F(TvHostRunTest, PositionPastTheLengthCountsAsAHundred) {
-  const TvChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_LENGTH_MS=0", "TVTEST_BLOCKS=400@0,400,E"});
+  const TvChildResult r =
+      HostConvert(PathOf("o.wav"), {"TVTEST_LENGTH_MS=0", "TVTEST_BLOCKS=400@0,400,E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(PercentsSent(r.out), (std::vector<int>{100})) << r.out;
 }
 
 TEST_F(TvHostRunTest, ConsoleBarNeverGoesBack) {
-  const TvChildResult r = Convert(PathOf("o.wav"), {"TVTEST_LENGTH_MS=1000",
-                                                    "TVTEST_BLOCKS=400@900,400@100,400@950,E"});
+  const TvChildResult r = Convert(
+      PathOf("o.wav"), {"TVTEST_LENGTH_MS=1000", "TVTEST_BLOCKS=400@900,400@100,400@950,E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '*'), 57) << r.out;
 }
@@ -402,8 +423,9 @@ TEST_F(TvHostRunTest, QuitDuringThePumpStillFinishesAndKeepsTheOldOutput) {
   const std::string quit = UniqueName("quit");
   XEvent event;  // held open, so the name lives until the test has looked
   ASSERT_TRUE(event.Create(XString(quit.c_str(), true).CStr()));
-  const TvChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_QUIT_AT=1", "TVTEST_BLOCKS=400,400,400,400E"},
-                                      "-evtquit=\"" + quit + "\"");
+  const TvChildResult r =
+      HostConvert(PathOf("o.wav"), {"TVTEST_QUIT_AT=1", "TVTEST_BLOCKS=400,400,400,400E"},
+                  "-evtquit=\"" + quit + "\"");
   EXPECT_TRUE(event.IsSet());
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(CallsOf("ENC_EncodeBlock").size(), 1u);
@@ -438,7 +460,8 @@ TEST_F(TvRunTest, LongestTemporaryNameIs259CharactersAndStillReplaces) {
   EXPECT_EQ(r.exitCode, 0) << r.err;
   const std::string temp = name.substr(0, 251) + ".tmp.wav";
   EXPECT_EQ(temp.size(), 259u);
-  EXPECT_EQ(CallsOf("ENC_BeginConversion"), std::vector<std::string>{"ENC_BeginConversion " + temp});
+  EXPECT_EQ(CallsOf("ENC_BeginConversion"),
+            std::vector<std::string>{"ENC_BeginConversion " + temp});
   EXPECT_EQ(ReadBytes(name), StreamBytes(0, 400));
   EXPECT_FALSE(std::filesystem::exists(temp));
 }
@@ -449,11 +472,13 @@ TEST_F(TvRunTest, DebugLogFramesThePumpAndChecksTheOutputSize) {
   EXPECT_EQ(r.exitCode, 0) << r.err;
   std::string log;
   for (const auto& entry : std::filesystem::directory_iterator(PathOf("Documents")))
-    if (entry.path().filename().string().rfind("TVDebug-", 0) == 0) log = Utf8(ReadUtf16(entry.path()));
+    if (entry.path().filename().string().rfind("TVDebug-", 0) == 0)
+      log = Utf8(ReadUtf16(entry.path()));
   const size_t begin = log.find("============= CONVERSION BEGIN =============");
   const size_t end = log.find("============= CONVERSION END =============");
   const size_t check = log.find("File Size Check : 400 bytes   Filename: " + PathOf("o.wav"));
-  const size_t exit = log.find("File Size Check (trans mill exit): 400 bytes   Filename: " + PathOf("o.wav"));
+  const size_t exit =
+      log.find("File Size Check (trans mill exit): 400 bytes   Filename: " + PathOf("o.wav"));
   EXPECT_NE(begin, std::string::npos) << log;
   EXPECT_LT(begin, end);
   EXPECT_LT(end, check);

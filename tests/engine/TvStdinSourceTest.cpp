@@ -52,8 +52,9 @@ class TvStdinSourceTest : public TvRunPhaseTest {
 
 TEST_F(TvStdinSourceTest, OptionsAreReadOnlyWhenTheyHaveAValue) {
   uint32_t rate = 0xFFFFFFFFu, channels = 0, bits = 0, length = 0;
-  EXPECT_EQ(Options(u"-sourcefreq=44100 -sourcechannels=2 -sourcebits=16 -sourcelength=1500",
-                    rate, channels, bits, length), 1u);
+  EXPECT_EQ(Options(u"-sourcefreq=44100 -sourcechannels=2 -sourcebits=16 -sourcelength=1500", rate,
+                    channels, bits, length),
+            1u);
   EXPECT_EQ(rate, 44100u);
   EXPECT_EQ(channels, 2u);
   EXPECT_EQ(bits, 16u);

@@ -1,7 +1,7 @@
 // The run's tag set: options, source tags, refreshed conversion tags, cleaning and drops.
-#include "tests/engine/TvTestSupport.h"
 #include "foundation/XRegistry.h"
 #include "tags/XTagList.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <filesystem>
 
@@ -57,8 +57,9 @@ class TvTagPrepTest : public TvRunPhaseTest {
 };
 
 TEST_F(TvTagPrepTest, OptionsWinOverSourceAndMalformedOnesArePassedOver) {
-  Options(u"-tag=\"Artist=A\" -tag=\"=x\" -tag=noequals -tag=\"Comment={qt}hi{qt}\" "
-          u"-TAG=\"Genre=g1\" -tag=\"Genre=g2\"");
+  Options(
+      u"-tag=\"Artist=A\" -tag=\"=x\" -tag=noequals -tag=\"Comment={qt}hi{qt}\" "
+      u"-TAG=\"Genre=g1\" -tag=\"Genre=g2\"");
   SourceTags({{u"Artist", u"B"}, {u"Album", u"first"}, {u"Album", u"second"}});
   const XTagList tags = Prepare();
   EXPECT_EQ(Value(tags, u"Artist"), "A");
@@ -75,8 +76,12 @@ TEST_F(TvTagPrepTest, ConversionTagsAreRefreshedOnlyWhenPresent) {
   VersionFile("Versions/Compression/Wave.txt", "Release 17.2 (Abc encoder 1.3)");
   run->encoderSettings = u"  -q 5  ";
   Properties(u"Lossless", u"CD");
-  SourceTags({{u"Source", u"old"}, {u"Encoded By", u"x"}, {u"Encoder", u"y"},
-              {u"Encoder Settings", u"z"}, {u"Encoding Tool", u"t"}, {u"Title", u"T"}});
+  SourceTags({{u"Source", u"old"},
+              {u"Encoded By", u"x"},
+              {u"Encoder", u"y"},
+              {u"Encoder Settings", u"z"},
+              {u"Encoding Tool", u"t"},
+              {u"Title", u"T"}});
   XTagList tags = Prepare();
   EXPECT_EQ(Value(tags, u"Source"), "CD >> Lossless [flac]");
   EXPECT_EQ(Value(tags, u"Encoded By"), "Tonvera 2.5");
@@ -96,11 +101,10 @@ TEST_F(TvTagPrepTest, VersionFileFormsAndFallbacks) {
   SourceTags({{u"Encoder", u"y"}, {u"Encoded By", u"x"}});
   EXPECT_EQ(Value(Prepare(), u"Encoder"), "Wave");  // no file at all
   EXPECT_EQ(Value(run->tagList, u"Encoded By"), "Tonvera");
-  for (const auto& [line, expected] :
-       {std::pair<std::string, std::string>{"Release 5", "Wave"},
-        {"Fast encoder 2", "Fast encoder 2"},
-        {"RELEASE 1.0 [Lib 3]", "Lib 3"},
-        {"Release 1.0.7", "Wave"}}) {
+  for (const auto& [line, expected] : {std::pair<std::string, std::string>{"Release 5", "Wave"},
+                                       {"Fast encoder 2", "Fast encoder 2"},
+                                       {"RELEASE 1.0 [Lib 3]", "Lib 3"},
+                                       {"Release 1.0.7", "Wave"}}) {
     VersionFile("Versions/Compression/Wave.txt", line);
     run->tagList.Clear();
     EXPECT_EQ(Value(Prepare(), u"Encoder"), expected) << line;
@@ -150,7 +154,9 @@ TEST_F(TvTagPrepTest, PseudoEncodersAndTheSwitchLeaveConversionTags) {
 }
 
 TEST_F(TvTagPrepTest, SpacesAreCleanedUnlessSwitchedOff) {
-  SourceTags({{u"A", u"\u00A0x\u2003y\u3000"}, {u"B", u"   "}, {u"C", u"\u2000z\u2001"},
+  SourceTags({{u"A", u"\u00A0x\u2003y\u3000"},
+              {u"B", u"   "},
+              {u"C", u"\u2000z\u2001"},
               {u"D", u"p\u00A0q"}});
   XTagList tags = Prepare();
   EXPECT_EQ(Value(tags, u"A"), "x y");
@@ -164,9 +170,13 @@ TEST_F(TvTagPrepTest, SpacesAreCleanedUnlessSwitchedOff) {
 }
 
 TEST_F(TvTagPrepTest, ReplayGainGoesUnlessKeptAndSmpbAlwaysGoes) {
-  SourceTags({{u"replaygain_track_gain", u"1"}, {u"replaygain_track_peak", u"1"},
-              {u"replaygain_album_gain", u"1"}, {u"replaygain_album_peak", u"1"},
-              {u"iTunNORM", u"1"}, {u"ITUNSMPB", u"1"}, {u"Title", u"T"}});
+  SourceTags({{u"replaygain_track_gain", u"1"},
+              {u"replaygain_track_peak", u"1"},
+              {u"replaygain_album_gain", u"1"},
+              {u"replaygain_album_peak", u"1"},
+              {u"iTunNORM", u"1"},
+              {u"ITUNSMPB", u"1"},
+              {u"Title", u"T"}});
   EXPECT_EQ(Prepare().Count(), 1);
   run->tagList.Clear();
   run->keepReplayGainTags = 1;

@@ -1,7 +1,7 @@
 // Tags written into the finished output by a decoder of its type, and the outputs reported.
-#include "tests/engine/TvChildRun.h"
 #include "foundation/XStringList.h"
 #include "tags/XTagList.h"
+#include "tests/engine/TvChildRun.h"
 
 #include <sstream>
 
@@ -24,7 +24,7 @@ class TvTagWriterTest : public TvChildRunTest {
     args.insert(args.end(), moreArgs.begin(), moreArgs.end());
     // The first of two settings of one name counts: the test's own come first.
     env.insert(env.end(), {"TVTEST_CALLS=" + PathOf("calls.txt"), "TVTEST_WRITE_TAGS=1",
-                             "TVTEST_BLOCKS=400,600E", "TVTEST_TAG_BLOCK=" + PathOf("tags.bin")});
+                           "TVTEST_BLOCKS=400,600E", "TVTEST_TAG_BLOCK=" + PathOf("tags.bin")});
     return Run(args, {}, env);
   }
 
@@ -51,7 +51,8 @@ class TvTagWriterTest : public TvChildRunTest {
     for (const auto& [key, value] : names) list.Add(XString(key), XString(value.c_str(), true));
     XBuffer block;
     list.ToBlock(block);
-    WriteBytes(PathOf("returned.bin"), std::string(reinterpret_cast<char*>(block.data), block.size));
+    WriteBytes(PathOf("returned.bin"),
+               std::string(reinterpret_cast<char*>(block.data), block.size));
   }
 };
 
@@ -131,13 +132,13 @@ TEST_F(TvTagWriterTest, SetIsTriedTenTimes) {
 
 TEST_F(TvTagWriterTest, ReportedNamesReachTheHostUpToTheFirstGap) {
   ReturnedNames({{u"FileName1", PathOf("one.wav")}, {u"FileName3", PathOf("three.wav")}});
-  const std::string options = "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" +
-                              PathOf("o.wav") + "\" -convert_to=testenc -tag=Artist=A";
+  const std::string options = "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + PathOf("o.wav") +
+                              "\" -convert_to=testenc -tag=Artist=A";
   WriteBytes(PathOf("job.tvcmd"), Utf16Bytes(options, true));
-  const TvChildResult r = Run({"-tvcmd=" + PathOf("job.tvcmd")}, {},
-                              {"TVTEST_CALLS=" + PathOf("calls.txt"), "TVTEST_WRITE_TAGS=1",
-                               "TVTEST_BLOCKS=400,600E",
-                               "TVTEST_RETURN_BLOCK=" + PathOf("returned.bin")});
+  const TvChildResult r =
+      Run({"-tvcmd=" + PathOf("job.tvcmd")}, {},
+          {"TVTEST_CALLS=" + PathOf("calls.txt"), "TVTEST_WRITE_TAGS=1", "TVTEST_BLOCKS=400,600E",
+           "TVTEST_RETURN_BLOCK=" + PathOf("returned.bin")});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.out.find("MSGTO: tVH: FileName: " + PathOf("one.wav")), std::string::npos) << r.out;
   EXPECT_EQ(r.out.find("three.wav"), std::string::npos);

@@ -1,7 +1,7 @@
 // Shared test support for the engine: a temporary folder per test, file helpers, phase access.
 #pragma once
-#include "tests/support/ScratchFolder.h"
 #include "engine/TvTransmill.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,9 @@ struct TvTransmillTestAccess {
     return t.ReadStdinOptions(rate, channels, bits, length);
   }
   static void ReadStdinTags(TvTransmill& t, TvOpenInfo* info) { t.ReadStdinTags(info); }
-  static bool ReadStdinBlock(TvTransmill& t, TvAudioBlock* block) { return t.ReadStdinBlock(block); }
+  static bool ReadStdinBlock(TvTransmill& t, TvAudioBlock* block) {
+    return t.ReadStdinBlock(block);
+  }
   static bool ReadBackBlock(TvTransmill& t, TvAudioBlock* block) { return t.ReadBackBlock(block); }
   static void PrepareTags(TvTransmill& t, const void* block, uint32_t size) {
     t.PrepareTags(block, size);
@@ -46,7 +48,9 @@ struct TvTransmillTestAccess {
   static bool IDTagWriter(TvTransmill& t, const XString& path, void* tags, uint32_t size) {
     return t.IDTagWriter(path, tags, size);
   }
-  static void CollectOutputNames(TvTransmill& t, XStringList& names) { t.CollectOutputNames(names); }
+  static void CollectOutputNames(TvTransmill& t, XStringList& names) {
+    t.CollectOutputNames(names);
+  }
 };
 
 inline std::string Utf8(const XString& text) { return text.ToUtf8String(); }

@@ -20,8 +20,8 @@ struct RunResult {
 class TvTransmillTest : public TvTempFolderTest {
  protected:
   // Runs the program with its own home, settings and data folders inside the test's folder.
-  RunResult Run(const std::vector<std::string>& args,
-                const std::vector<std::string>& moreEnv = {}, bool closeStdOut = false) {
+  RunResult Run(const std::vector<std::string>& args, const std::vector<std::string>& moreEnv = {},
+                bool closeStdOut = false) {
     std::vector<std::string> env = {"HOME=" + folder, "XDG_CONFIG_HOME=" + folder + "/config",
                                     "XDG_DATA_HOME=" + folder + "/data", "TMPDIR=" + folder};
     for (char** e = environ; *e; e++) {
@@ -45,8 +45,10 @@ class TvTransmillTest : public TvTempFolderTest {
     if (closeStdOut)
       posix_spawn_file_actions_addclose(&actions, 1);
     else
-      posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+      posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                       0600);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
     RunResult result;
     pid_t pid = 0;
     const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
@@ -79,7 +81,8 @@ TEST_F(TvTransmillTest, CommandFileWithoutOptionsIsAnError) {
   WriteBytes(PathOf("c.tvcmd"), Utf16Bytes("nothing here", true));
   const RunResult r = Run({"-tvcmd=" + PathOf("c.tvcmd")});
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_EQ(r.err, "Error missing infile & outfile & convert_to.  [TvTransmill::ParseCommandLine]\r\n");
+  EXPECT_EQ(r.err,
+            "Error missing infile & outfile & convert_to.  [TvTransmill::ParseCommandLine]\r\n");
   EXPECT_EQ(r.out, "");
 }
 
@@ -158,9 +161,11 @@ TEST_F(TvTransmillTest, UnusualPathsSurviveArgumentsAndFiles) {
   const std::string plain = PathOf("c d ü 🎵");
   ASSERT_TRUE(std::filesystem::create_directory(quoted));
   ASSERT_TRUE(std::filesystem::create_directory(plain));
-  WriteBytes(quoted + "/cmd file.tvcmd8", "\xEF\xBB\xBF-infile=\"" + plain +
-                                              "/sóng 🎶.nodecoder\" -outfile=\"x.mp3\" -convert_to=enc "
-                                              "-errorfile=\"" + plain + "/err 🎵.txt\"");
+  WriteBytes(quoted + "/cmd file.tvcmd8",
+             "\xEF\xBB\xBF-infile=\"" + plain +
+                 "/sóng 🎶.nodecoder\" -outfile=\"x.mp3\" -convert_to=enc "
+                 "-errorfile=\"" +
+                 plain + "/err 🎵.txt\"");
   const RunResult host = Run({"-tvcmd8", quoted + "/cmd file.tvcmd8"});
   EXPECT_EQ(host.exitCode, 1);
   EXPECT_EQ(host.err, "");
@@ -169,7 +174,8 @@ TEST_F(TvTransmillTest, UnusualPathsSurviveArgumentsAndFiles) {
             "'Codec Shelf'.  [TvTransmill::TvTransmill]\r\n");
 
   const std::string source = quoted + "/sóng 🎶.nodecoder";
-  const RunResult console = Run({"-infile", source, "-outfile=" + quoted + "/o.mp3", "-convert_to=e"});
+  const RunResult console =
+      Run({"-infile", source, "-outfile=" + quoted + "/o.mp3", "-convert_to=e"});
   EXPECT_EQ(console.exitCode, 1);
   EXPECT_NE(console.out.find("\r\nAudio Source: " + source + "\r\n"), std::string::npos)
       << console.out;

@@ -1,6 +1,6 @@
 // The host's controls: events and the shared counter named in the options, and the sign of life.
-#include "tests/engine/TvTestSupport.h"
 #include "sdk/tv_named.h"
+#include "tests/engine/TvTestSupport.h"
 
 #include <spawn.h>
 #include <sys/wait.h>

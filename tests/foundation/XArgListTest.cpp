@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <random>
 
 #include <string>
 #include <utility>
@@ -28,8 +28,7 @@ Pairs Parsed(const char16_t* text, int32_t start = 1) { return PairsOf(XArgList(
 
 XStringList ListOf(std::initializer_list<const char16_t*> texts) {
   XStringList list;
-  for (const char16_t* t : texts)
-    list.Add(t);
+  for (const char16_t* t : texts) list.Add(t);
   return list;
 }
 
@@ -106,8 +105,7 @@ TEST(XArgListTest, StartSkipsTheBeginning) {
 
 TEST(XArgListTest, ThousandsOfOptions) {
   XString text;
-  for (int i = 0; i < 5000; ++i)
-    text.Append(XString::Formatted(u"-k%d=\"v %d\" ", i, i));
+  for (int i = 0; i < 5000; ++i) text.Append(XString::Formatted(u"-k%d=\"v %d\" ", i, i));
   XArgList args(text);
   ASSERT_EQ(args.Count(), 5000);
   XString value;
@@ -121,14 +119,12 @@ TEST(XArgListTest, RandomOptionTextGivesWellFormedKeys) {
   for (int round = 0; round < 3000; ++round) {
     std::u16string text;
     size_t length = random() % 60;
-    for (size_t i = 0; i < length; ++i)
-      text += u"-=\" ax"[random() % 6];
+    for (size_t i = 0; i < length; ++i) text += u"-=\" ax"[random() % 6];
     XArgList args(text.c_str());
     ASSERT_EQ(args.keys.Count(), args.values.Count());
     for (int32_t i = 0; i < args.Count(); ++i) {
       ASSERT_FALSE(args.keys[i].IsEmpty()) << std::string(text.begin(), text.end());
-      for (char16_t c : args.keys[i].View())
-        ASSERT_TRUE(c != u'"' && c != u'=' && c != u' ');
+      for (char16_t c : args.keys[i].View()) ASSERT_TRUE(c != u'"' && c != u'=' && c != u' ');
     }
   }
 }
@@ -193,8 +189,12 @@ TEST(XArgListTest, AddRemoveAndCopyKeepTheListsInStep) {
 TEST(XArgListTest, ParseListReadsSeparatedItems) {
   XArgList args(u"-stale");
   args.ParseList(ListOf({u"-a=1", u"--b", u"two words", u"-c", u"-d", u"", u"x-e=f=g", u"-h"}));
-  EXPECT_EQ(PairsOf(args), (Pairs{{u"a", u"1"}, {u"b", u"two words"}, {u"c", u""}, {u"d", u""},
-                                  {u"e", u"f=g"}, {u"h", u""}}));
+  EXPECT_EQ(PairsOf(args), (Pairs{{u"a", u"1"},
+                                  {u"b", u"two words"},
+                                  {u"c", u""},
+                                  {u"d", u""},
+                                  {u"e", u"f=g"},
+                                  {u"h", u""}}));
 }
 
 TEST(XArgListTest, ParseListStopsAtAnItemWithoutADash) {
@@ -208,12 +208,12 @@ TEST(XArgListTest, ParseListStopsAtAnItemWithoutADash) {
 }
 
 TEST(XArgListTest, ParseArgvReadsUtf8FromTheFirstIndex) {
-  const char* argv[] = {"/usr/bin/trans-mill", "-infile=-", "-outfile", "a b.flac",
+  const char* argv[] = {"/usr/bin/trans-mill",  "-infile=-", "-outfile", "a b.flac",
                         "-artist=Bj\xC3\xB6rk", nullptr};
   XArgList args(u"");
   args.ParseArgv(5, argv, 1);
-  EXPECT_EQ(PairsOf(args), (Pairs{{u"infile", u"-"}, {u"outfile", u"a b.flac"},
-                                  {u"artist", u"Bj\u00f6rk"}}));
+  EXPECT_EQ(PairsOf(args),
+            (Pairs{{u"infile", u"-"}, {u"outfile", u"a b.flac"}, {u"artist", u"Bj\u00f6rk"}}));
   args.ParseArgv(5, argv, 0);
   EXPECT_EQ(args.keys[0], u"mill");
   args.ParseArgv(3, argv, 5);
@@ -238,8 +238,8 @@ TEST(XArgListTest, DefaultConstructionReadsTheProcessArguments) {
   posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
   posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
   std::string program = std::string(TV_TEST_BIN_DIR) + "/ArgListEcho";
-  const char* argv[] = {program.c_str(), "-in=x y.wav", "--Level", "-q", "5", "plain", "-never",
-                        nullptr};
+  const char* argv[] = {program.c_str(), "-in=x y.wav", "--Level", "-q", "5",
+                        "plain",         "-never",      nullptr};
   pid_t child = 0;
   int spawned = posix_spawn(&child, program.c_str(), &actions, nullptr,
                             const_cast<char* const*>(argv), environ);

@@ -8,8 +8,7 @@
 namespace {
 
 void FillCounting(XBuffer& b) {
-  for (uint32_t i = 0; i < b.size; ++i)
-    b.data[i] = uint8_t(i + 1);
+  for (uint32_t i = 0; i < b.size; ++i) b.data[i] = uint8_t(i + 1);
 }
 
 }  // namespace
@@ -68,8 +67,7 @@ TEST(XBufferTest, KeepCopiesTheOldBytesIntoAGrownBlock) {
   ASSERT_TRUE(b.Resize(10));
   FillCounting(b);
   ASSERT_TRUE(b.Resize(1000, true));
-  for (uint32_t i = 0; i < 10; ++i)
-    EXPECT_EQ(b.data[i], i + 1);
+  for (uint32_t i = 0; i < 10; ++i) EXPECT_EQ(b.data[i], i + 1);
 }
 
 TEST(XBufferTest, ZeroClearsTheRequestedSize) {
@@ -77,8 +75,7 @@ TEST(XBufferTest, ZeroClearsTheRequestedSize) {
   ASSERT_TRUE(b.Resize(64));
   FillCounting(b);
   ASSERT_TRUE(b.Resize(32, false, true));
-  for (uint32_t i = 0; i < 32; ++i)
-    ASSERT_EQ(b.data[i], 0) << i;
+  for (uint32_t i = 0; i < 32; ++i) ASSERT_EQ(b.data[i], 0) << i;
   EXPECT_EQ(b.data[32], 33);  // behind the size, the old bytes stay
 }
 

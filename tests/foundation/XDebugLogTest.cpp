@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <list>
-#include "tests/support/ScratchFolder.h"
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
+#include <list>
+#include "tests/support/ScratchFolder.h"
 
 #include <filesystem>
 #include <fstream>
@@ -47,8 +47,8 @@ std::string ReadPipe(int fd) {
   return XUtf16ToUtf8(units);
 }
 
-constexpr const char* RedirectedVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME",
-                                               "TMPDIR", "TONVERA_DEBUG"};
+constexpr const char* RedirectedVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "TMPDIR",
+                                               "TONVERA_DEBUG"};
 
 // A unique folder, with the user's folders, settings and temporary files pointed into it.
 class XDebugLogTest : public testing::Test {
@@ -133,10 +133,13 @@ TEST_F(XDebugLogTest, ErrorAndInformationGoToLogAndToTheirPipes) {
   EXPECT_EQ(Logged(),
             "->->  [Run]\r\n"
             "*** Error: Unable to open file  [TvTransmill::OpenDecoder]\r\n"
-            "*** Information: Gr\xC3\xBC\xC3\x9F" "e\r\n"
+            "*** Information: Gr\xC3\xBC\xC3\x9F"
+            "e\r\n"
             "<-<-  [Run]\r\n");
   EXPECT_EQ(ReadPipe(errorPipe[0]), "Unable to open file  [TvTransmill::OpenDecoder]\r\n");
-  EXPECT_EQ(ReadPipe(infoPipe[0]), "Gr\xC3\xBC\xC3\x9F" "e\r\n");
+  EXPECT_EQ(ReadPipe(infoPipe[0]),
+            "Gr\xC3\xBC\xC3\x9F"
+            "e\r\n");
 }
 
 TEST_F(XDebugLogTest, ReportsReachThePipesWithoutALog) {
@@ -232,7 +235,8 @@ TEST_F(XDebugLogTest, EnvironmentStartWritesAUtf16FileAndLeavesTheSettingAlone) 
   file.Close();
   XSetLogContext({2, -1, -1});
   EXPECT_EQ(ReadUtf16File(path),
-            "->->  [Main]\r\n  Gr\xC3\xBC\xC3\x9F" "e \xF0\x9F\x8E\xB5\r\n<-<-  [Main]\r\n");
+            "->->  [Main]\r\n  Gr\xC3\xBC\xC3\x9F"
+            "e \xF0\x9F\x8E\xB5\r\n<-<-  [Main]\r\n");
   EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 1u);
 }
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/sdk/support/NamedPeer.h"
 #include "foundation/XLastError.h"
 #include "foundation/XString.h"
 #include "foundation/XTextCodec.h"
+#include "tests/sdk/support/NamedPeer.h"
 
 using namespace named_peer;
 

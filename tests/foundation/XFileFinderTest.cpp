@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <unistd.h>
+#include <set>
 
 namespace {
 
@@ -143,8 +143,8 @@ TEST(XFileFinderTest, ReportsLinksWithWhatTheyPointAt) {
 TEST(XFileFinderTest, NamesSurviveTheRoundTripThroughTheFileSystem) {
   ScratchFolder dir;
   const std::u16string names[] = {u"with blanks .flac", u"\"double\" and 'single'.mp3",
-                                  u"\u00C9t\u00E9 \u00E0 l'\u00EEle.ogg",
-                                  u"\u65E5\u672C\u8A9E.wav", u"\U0001F3B5 \U0001F600.opus"};
+                                  u"\u00C9t\u00E9 \u00E0 l'\u00EEle.ogg", u"\u65E5\u672C\u8A9E.wav",
+                                  u"\U0001F3B5 \U0001F600.opus"};
   for (const std::u16string& name : names) {
     XString path = AppendPath(dir.Path(), XString(name.c_str()));
     ASSERT_TRUE(CreateFolders(FolderOf(path)));

@@ -8,8 +8,8 @@
 
 #include <ctime>
 
-#include "tests/foundation/XFileTestFolder.h"
 #include "foundation/XLastError.h"
+#include "tests/foundation/XFileTestFolder.h"
 
 class XFileTest : public XFileTestFolder {
  protected:
@@ -209,9 +209,14 @@ TEST_F(XFileTest, ReadLineUtf8SkipsTheMarkAndDecodes) {
   Put("f", "\xEF\xBB\xBFh\xC3\xA9\r\n\xE2\x82\xAC");
   EXPECT_EQ(Lines("f", false, true), (Texts{"h\xC3\xA9", "\xE2\x82\xAC"}));
   // Without the rest of the mark the lone EF stays and what follows is read again.
-  Put("g", "\xEF" "AB");
-  EXPECT_EQ(Lines("g", false, true), (Texts{"\xEF\xBF\xBD" "AB"}));
-  Put("h", "\xEF" "\n");
+  Put("g",
+      "\xEF"
+      "AB");
+  EXPECT_EQ(Lines("g", false, true), (Texts{"\xEF\xBF\xBD"
+                                            "AB"}));
+  Put("h",
+      "\xEF"
+      "\n");
   EXPECT_EQ(Lines("h", false, true), (Texts{"\xEF\xBF\xBD"}));
 }
 
@@ -263,7 +268,9 @@ TEST_F(XFileTest, ByteOrderMarkTestsKeepOrMovePosition) {
   EXPECT_EQ(file.Position(), 5);
   EXPECT_FALSE(file.HasUtf16Bom());
   EXPECT_EQ(file.Position(), 5);
-  Put("w", "\xFF\xFE" "a");
+  Put("w",
+      "\xFF\xFE"
+      "a");
   ASSERT_TRUE(file.OpenRead(Path("w")));
   EXPECT_FALSE(file.HasUtf8Bom());
   EXPECT_EQ(file.Position(), 0);

@@ -8,14 +8,12 @@
 #include <fstream>
 #include <string>
 
-#include "tests/support/ScratchFolder.h"
 #include "foundation/XString.h"
+#include "tests/support/ScratchFolder.h"
 
 class XFileTestFolder : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder = scratch.Folder();
-  }
+  void SetUp() override { folder = scratch.Folder(); }
 
   std::string Native(const char* name) const { return folder + "/" + name; }
   XString Path(const char* name) const { return XString::FromUtf8(Native(name)); }

@@ -3,9 +3,9 @@
 
 #include "foundation/XBuffer.h"
 #include "foundation/XFile.h"
-#include "tests/foundation/XFileTestFolder.h"
 #include "foundation/XLastError.h"
 #include "foundation/XStringList.h"
+#include "tests/foundation/XFileTestFolder.h"
 
 class XFileWholeTest : public XFileTestFolder {};
 
@@ -41,7 +41,9 @@ TEST_F(XFileWholeTest, ReadAllLinesChoosesTheEncodingByMark) {
   ASSERT_TRUE(ReadAllLines(Path("w"), list));
   ASSERT_EQ(list.count, 2);
   EXPECT_EQ(list[1], XString(u"zw\u00F6lf"));
-  Put("u", "\xEF\xBB\xBF" "a\r\n\xC3\xB6\n");
+  Put("u",
+      "\xEF\xBB\xBF"
+      "a\r\n\xC3\xB6\n");
   ASSERT_TRUE(ReadAllLines(Path("u"), list));
   ASSERT_EQ(list.count, 2);
   EXPECT_EQ(list[0], XString(u"a"));

@@ -1,8 +1,8 @@
 // Number, size and duration texts: punctuation from the settings, grouping, signs, rounding.
 #include "foundation/XFormat.h"
 #include "foundation/XRegistry.h"
-#include "tests/foundation/XSettingsSandbox.h"
 #include "foundation/XString.h"
+#include "tests/foundation/XSettingsSandbox.h"
 
 #include <gtest/gtest.h>
 
@@ -144,8 +144,8 @@ TEST_F(XFormatTest, OnlyTheDecimalPointBecomesTheDecimalSeparator) {
 
 TEST_F(XFormatTest, NegativePatterns) {
   clLocaleNumberFormat format = XNeutralNumberFormat();
-  const std::u16string expected[] = {u"(1,234.5)", u"-1,234.5", u"- 1,234.5", u"1,234.5-",
-                                     u"1,234.5 -", u"-1,234.5"};
+  const std::u16string expected[] = {u"(1,234.5)", u"-1,234.5",  u"- 1,234.5",
+                                     u"1,234.5-",  u"1,234.5 -", u"-1,234.5"};
   for (int pattern = 0; pattern <= 5; ++pattern) {
     format.negativePattern = pattern;
     EXPECT_EQ(Applied(u"-1234.5", format), expected[pattern]) << "pattern " << pattern;

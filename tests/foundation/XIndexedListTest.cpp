@@ -13,8 +13,7 @@ uint32_t BitwiseCrc32(const std::string& bytes) {
   uint32_t crc = 0xFFFFFFFFu;
   for (unsigned char byte : bytes) {
     crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit)
-      crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
   }
   return ~crc;
 }
@@ -81,8 +80,7 @@ TEST(XIndexedListTest, HashesOutOfStepFindNothing) {
 
 TEST(XIndexedListTest, ManyItemsStayInStep) {
   XIndexedList list;
-  for (int i = 0; i < 3000; ++i)
-    list.AddHashed(XString::Formatted(u"Item%d", i));
+  for (int i = 0; i < 3000; ++i) list.AddHashed(XString::Formatted(u"Item%d", i));
   int32_t at = -1;
   EXPECT_TRUE(list.FindHashed(u"ITEM2999", true, &at));
   EXPECT_EQ(at, 2999);

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/foundation/XFileTestFolder.h"
 #include "foundation/XLastError.h"
+#include "tests/foundation/XFileTestFolder.h"
 
 class XMappedFileTest : public XFileTestFolder {};
 

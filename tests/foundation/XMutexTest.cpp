@@ -5,10 +5,10 @@
 
 #include <string>
 
-#include "tests/sdk/support/NamedPeer.h"
 #include "foundation/XLastError.h"
 #include "foundation/XString.h"
 #include "foundation/XTextCodec.h"
+#include "tests/sdk/support/NamedPeer.h"
 
 using namespace named_peer;
 

@@ -9,10 +9,10 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
+#include <set>
+#include <thread>
 #include <vector>
 
 namespace {

@@ -2,18 +2,18 @@
 #include "foundation/XPipe.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include "tests/foundation/XFileTestFolder.h"
 #include "foundation/XLastError.h"
 #include "foundation/XStringList.h"
+#include "tests/foundation/XFileTestFolder.h"
 
 class XPipeTest : public XFileTestFolder {
  protected:

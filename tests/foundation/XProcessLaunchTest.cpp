@@ -1,8 +1,8 @@
 // Tests of process start: exit codes, time-outs, command lines, folders and inherited handles.
 #include "foundation/XProcessLaunch.h"
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/ScratchFolder.h"
 #include "foundation/XLastError.h"
 #include "foundation/XTextCodec.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace {
 
@@ -84,10 +84,14 @@ TEST_F(XProcessLaunchTest, ArgumentsKeepBlanksAndNonAsciiText) {
   std::ofstream(dir + "/args.sh") << "printf '%s\\n' \"$@\" > \"$(dirname \"$0\")/out.txt\"\n";
   XProcessLaunch launch;
   launch.programPath = u"/bin/sh";
-  launch.arguments = Wide("\"" + dir + "/args.sh\" \"a b\" \"Gr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\" plain \"\"");
+  launch.arguments = Wide("\"" + dir +
+                          "/args.sh\" \"a b\" \"Gr\xC3\xBC\xC3\x9F"
+                          "e \xE6\x97\xA5\" plain \"\"");
   launch.wait = true;
   ASSERT_TRUE(launch.Run());
-  EXPECT_EQ(ReadText("out.txt"), "a b\nGr\xC3\xBC\xC3\x9F" "e \xE6\x97\xA5\nplain\n\n");
+  EXPECT_EQ(ReadText("out.txt"),
+            "a b\nGr\xC3\xBC\xC3\x9F"
+            "e \xE6\x97\xA5\nplain\n\n");
 }
 
 TEST_F(XProcessLaunchTest, FullCommandLineWinsOverProgramAndArguments) {

@@ -13,8 +13,7 @@ std::vector<XPtrArray::Word> Words(const XPtrArray& a) {
 
 XPtrArray Filled(int n) {
   XPtrArray a;
-  for (int i = 0; i < n; ++i)
-    a.Push(XPtrArray::Word(i + 100));
+  for (int i = 0; i < n; ++i) a.Push(XPtrArray::Word(i + 100));
   return a;
 }
 
@@ -37,13 +36,11 @@ TEST(XPtrArrayTest, CapacityGrowsByADoublingStep) {
   std::vector<int32_t> seen{a.capacity};
   for (int i = 0; i < 500; ++i) {
     a.Push(XPtrArray::Word(i));
-    if (a.capacity != seen.back())
-      seen.push_back(a.capacity);
+    if (a.capacity != seen.back()) seen.push_back(a.capacity);
   }
   EXPECT_EQ(seen, (std::vector<int32_t>{16, 48, 112, 240, 496, 1008}));
   EXPECT_EQ(a.growStep, 1024);
-  for (int i = 0; i < 500; ++i)
-    ASSERT_EQ(a[i], XPtrArray::Word(i));
+  for (int i = 0; i < 500; ++i) ASSERT_EQ(a[i], XPtrArray::Word(i));
 }
 
 TEST(XPtrArrayTest, GrowStepIsCappedForLongArrays) {
@@ -93,16 +90,14 @@ TEST(XPtrArrayTest, RemoveAtOutsideTheRangeDoesNothing) {
 
 TEST(XPtrArrayTest, RemoveAtKeepsCapacity) {
   XPtrArray a = Filled(20);
-  while (a.count > 0)
-    a.RemoveAt(0);
+  while (a.count > 0) a.RemoveAt(0);
   EXPECT_EQ(a.capacity, 48);
   EXPECT_FALSE(a.IsInline());
 }
 
 TEST(XPtrArrayTest, RemoveAllEqualCompactsInOrder) {
   XPtrArray a;
-  for (XPtrArray::Word w : {5, 1, 5, 2, 5, 5, 3, 5})
-    a.Push(w);
+  for (XPtrArray::Word w : {5, 1, 5, 2, 5, 5, 3, 5}) a.Push(w);
   EXPECT_EQ(a.RemoveAllEqual(5), 5);
   EXPECT_EQ(Words(a), (std::vector<XPtrArray::Word>{1, 2, 3}));
   EXPECT_EQ(a.RemoveAllEqual(9), 0);

@@ -1,9 +1,9 @@
 // The settings store's string-list functions: multi-string values and listings.
 #include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
-#include "tests/foundation/XSettingsSandbox.h"
 #include "foundation/XString.h"
 #include "foundation/XStringList.h"
+#include "tests/foundation/XSettingsSandbox.h"
 
 #include <gtest/gtest.h>
 
@@ -108,7 +108,6 @@ TEST_F(XRegistryListsTest, EnumerationStopsAtANameTooLongForItsBuffer) {
   EXPECT_EQ(Items(names), std::vector<std::u16string>{fits});
   EXPECT_EQ(types.size(), 1u);
 }
-
 
 TEST_F(XRegistryListsTest, ListingsKeepTheFirstSpellingOfANameTheirOwn) {
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", HKEY_CURRENT_USER, u"Software\\Case"));

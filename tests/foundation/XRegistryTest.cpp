@@ -2,17 +2,17 @@
 // threads and processes writing at once.
 #include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
-#include "tests/foundation/XSettingsSandbox.h"
 #include "foundation/XString.h"
+#include "tests/foundation/XSettingsSandbox.h"
 
 #include <gtest/gtest.h>
 
+#include <spawn.h>
+#include <sys/wait.h>
 #include <atomic>
 #include <cstring>
 #include <fstream>
-#include <spawn.h>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
 #include <vector>
 
@@ -352,8 +352,7 @@ TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
                 uint32_t(p * 1000 + i));
     }
     std::u16string own = u"Software\\Stress\\P" + std::u16string(1, char16_t(u'A' + p));
-    EXPECT_EQ(XRegistry::ReadQWORD(u"Last", HKEY_CURRENT_USER, own.c_str()),
-              uint64_t(writes - 1));
+    EXPECT_EQ(XRegistry::ReadQWORD(u"Last", HKEY_CURRENT_USER, own.c_str()), uint64_t(writes - 1));
   }
   uint32_t last = XRegistry::ReadDWORD(u"Shared", HKEY_CURRENT_USER, shared);
   EXPECT_EQ(last % 1000, uint32_t(writes - 1));
@@ -377,8 +376,8 @@ TEST_F(XRegistryTest, ThreadsWritingAtOnceLoseNothing) {
   for (int t = 0; t < threads; ++t) {
     workers.emplace_back([t, &failures] {
       for (int i = 0; i < writes; ++i) {
-        std::u16string name = u"T" + std::u16string(1, char16_t(u'a' + t)) +
-                              std::u16string(1, char16_t(u'a' + i));
+        std::u16string name =
+            u"T" + std::u16string(1, char16_t(u'a' + t)) + std::u16string(1, char16_t(u'a' + i));
         if (!XRegistry::WriteDWORD(uint32_t(t * 100 + i), name.c_str())) ++failures;
       }
     });

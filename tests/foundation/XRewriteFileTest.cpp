@@ -17,7 +17,8 @@ class XRewriteFileTest : public XFileTestFolder {
 
 TEST_F(XRewriteFileTest, RewriteNameCarriesProcessIdAndNumber) {
   std::string pid = std::to_string(getpid());
-  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 0).ToUtf8String(), "a.txt.p" + pid + ".rewrite.tmp");
+  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 0).ToUtf8String(),
+            "a.txt.p" + pid + ".rewrite.tmp");
   EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 1).ToUtf8String(),
             "a.txt.p" + pid + ".1.rewrite.tmp");
 }

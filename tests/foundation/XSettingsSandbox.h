@@ -1,7 +1,7 @@
 // Test fixture that points the settings store at a fresh private folder for each test.
 #pragma once
-#include "tests/support/ScratchFolder.h"
 #include "foundation/XRegistry.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <string>
 
 class XSettingsSandbox : public ::testing::Test {
-protected:
+ protected:
   void SetUp() override {
     folder = scratch.Folder();
     configHome.emplace("XDG_CONFIG_HOME", folder.c_str());
@@ -30,7 +30,7 @@ protected:
 
   std::string folder;
 
-private:
+ private:
   ScratchFolder scratch;
   std::optional<ScopedEnv> configHome;
   std::optional<ScopedEnv> configDirs;

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include "tests/sdk/support/NamedPeer.h"
 #include "foundation/XTextCodec.h"
+#include "tests/sdk/support/NamedPeer.h"
 
 using namespace named_peer;
 

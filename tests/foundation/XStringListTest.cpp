@@ -15,8 +15,7 @@ namespace {
 
 std::vector<std::u16string> Items(const XStringList& list) {
   std::vector<std::u16string> out;
-  for (int32_t i = 0; i < list.Count(); ++i)
-    out.emplace_back(list[i].View());
+  for (int32_t i = 0; i < list.Count(); ++i) out.emplace_back(list[i].View());
   return out;
 }
 
@@ -24,16 +23,14 @@ using Texts = std::vector<std::u16string>;
 
 XStringList ListOf(const Texts& texts) {
   XStringList list;
-  for (const auto& t : texts)
-    list.Add(t.c_str());
+  for (const auto& t : texts) list.Add(t.c_str());
   return list;
 }
 
 // ASCII-only lowering, written apart from the code under test.
 std::u16string Lowered(std::u16string s) {
   for (auto& c : s)
-    if (c >= u'A' && c <= u'Z')
-      c = char16_t(c + 32);
+    if (c >= u'A' && c <= u'Z') c = char16_t(c + 32);
   return s;
 }
 
@@ -76,8 +73,7 @@ TEST(XStringListTest, InsertAtAndRemoveAtFollowTheArrayRules) {
 
 TEST(XStringListTest, SeventeenItemsLeaveTheInlineStoreAndClearReturnsToIt) {
   XStringList list;
-  for (int i = 0; i < 16; ++i)
-    list.Add(u"x");
+  for (int i = 0; i < 16; ++i) list.Add(u"x");
   EXPECT_TRUE(list.IsInline());
   list.Add(u"y");
   EXPECT_FALSE(list.IsInline());
@@ -185,8 +181,7 @@ TEST(XStringListTest, QuoteIfNeededTreatsEachOptionPrefix) {
 
 TEST(XStringListTest, QuoteIfNeededOnALongChainOfPrefixes) {
   std::u16string chain;
-  for (int i = 0; i < 200000; ++i)
-    chain += u"-=";
+  for (int i = 0; i < 200000; ++i) chain += u"-=";
   XString quoted = QuoteIfNeeded((chain + u"a b").c_str());
   EXPECT_EQ(std::u16string(quoted.View()), chain + u"\"a b\"");
 }
@@ -353,8 +348,7 @@ TEST(XStringListTest, SortOrdersManyItemsWithAndWithoutCase) {
   for (int i = 0; i < 500; ++i) {
     std::u16string s;
     int length = int(random() % 6);
-    for (int k = 0; k < length; ++k)
-      s += u"aAbB_zZ09\u00e9"[random() % 10];
+    for (int k = 0; k < length; ++k) s += u"aAbB_zZ09\u00e9"[random() % 10];
     texts.push_back(s);
   }
   for (bool ignoreCase : {false, true}) {
@@ -367,10 +361,8 @@ TEST(XStringListTest, SortOrdersManyItemsWithAndWithoutCase) {
     });
     if (ignoreCase) {
       // Strings that differ only in case may come in any order: compare folded.
-      for (auto& s : sorted)
-        s = Lowered(s);
-      for (auto& s : expected)
-        s = Lowered(s);
+      for (auto& s : sorted) s = Lowered(s);
+      for (auto& s : expected) s = Lowered(s);
     }
     EXPECT_EQ(sorted, expected) << ignoreCase;
   }
@@ -384,25 +376,22 @@ TEST(XStringListTest, SortHandlesSmallAndUniformLists) {
   one.Sort(true);
   EXPECT_EQ(Items(one), (Texts{u"x"}));
   XStringList same;
-  for (int i = 0; i < 1000; ++i)
-    same.Add(u"s");
+  for (int i = 0; i < 1000; ++i) same.Add(u"s");
   same.Sort(false);
   EXPECT_EQ(same.Count(), 1000);
   XStringList backwards;
-  for (int i = 2000; i > 0; --i)
-    backwards.Add(XString::Formatted(u"%05d", i));
+  for (int i = 2000; i > 0; --i) backwards.Add(XString::Formatted(u"%05d", i));
   backwards.Sort(false);
-  for (int i = 0; i < 2000; ++i)
-    ASSERT_EQ(backwards[i].ToInt64(), i + 1);
+  for (int i = 0; i < 2000; ++i) ASSERT_EQ(backwards[i].ToInt64(), i + 1);
 }
 
 TEST(XStringListTest, SortNaturalOrdersNumbersByValue) {
   Texts names;
   for (int i = 0; i < 30; ++i)
-    names.push_back(u"track " + std::u16string(XString::FromInt64((i * 7) % 30 + 1).View()) + u".flac");
+    names.push_back(u"track " + std::u16string(XString::FromInt64((i * 7) % 30 + 1).View()) +
+                    u".flac");
   XStringList list = ListOf(names);
   list.SortNatural();
   ASSERT_EQ(list.Count(), 30);
-  for (int i = 0; i < 30; ++i)
-    EXPECT_EQ(list[i], u"track " + XString::FromInt64(i + 1) + u".flac");
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(list[i], u"track " + XString::FromInt64(i + 1) + u".flac");
 }

@@ -22,9 +22,7 @@ XString FormatLadder(int first, int giveUp, const char16_t* fmt, ...) {
 }  // namespace
 
 // Shows strings as UTF-8 in failure messages.
-void PrintTo(const XString& s, std::ostream* os) {
-  *os << '"' << s.ToUtf8String() << '"';
-}
+void PrintTo(const XString& s, std::ostream* os) { *os << '"' << s.ToUtf8String() << '"'; }
 
 // --- Storage ---
 
@@ -564,7 +562,8 @@ TEST(XStringTest, FormatIntegersAndFlags) {
   XString s;
   EXPECT_EQ(s.Format(u"%d|%5d|%-5d|%05d|%+d|% d", 42, 42, 42, -42, 7, 7),
             u"42|   42|42   |-0042|+7| 7");
-  EXPECT_EQ(s.Format(u"%u %x %X %#x %o", 4000000000u, 255, 255, 255, 8), u"4000000000 ff FF 0xff 10");
+  EXPECT_EQ(s.Format(u"%u %x %X %#x %o", 4000000000u, 255, 255, 255, 8),
+            u"4000000000 ff FF 0xff 10");
   EXPECT_EQ(s.Format(u"%I64d %lld %ld %zu", int64_t(-1) << 40, 5LL, 6L, size_t(7)),
             u"-1099511627776 5 6 7");
   EXPECT_EQ(s.Format(u"%hd %hhu", 70000, 300), u"4464 44");
@@ -733,13 +732,11 @@ TEST(XStringTest, FoldCharMapsLatinLettersToTheirBase) {
 }
 
 TEST(XStringTest, FoldCharLettersWithoutDecomposition) {
-  const char16_t pairs[][2] = {{u'\u0110', u'D'}, {u'\u0111', u'd'}, {u'\u0141', u'L'},
-                               {u'\u0142', u'l'}, {u'\u014a', u'N'}, {u'\u014b', u'n'},
-                               {u'\u00d8', u'O'}, {u'\u00f8', u'o'}, {u'\u0166', u'T'},
-                               {u'\u0167', u't'}, {u'\u0131', u'i'}, {u'\u0149', u'n'},
-                               {u'\u00f0', u'o'}};
-  for (const auto& pair : pairs)
-    EXPECT_EQ(XString::FoldChar(pair[0]), pair[1]) << int(pair[0]);
+  const char16_t pairs[][2] = {
+      {u'\u0110', u'D'}, {u'\u0111', u'd'}, {u'\u0141', u'L'}, {u'\u0142', u'l'}, {u'\u014a', u'N'},
+      {u'\u014b', u'n'}, {u'\u00d8', u'O'}, {u'\u00f8', u'o'}, {u'\u0166', u'T'}, {u'\u0167', u't'},
+      {u'\u0131', u'i'}, {u'\u0149', u'n'}, {u'\u00f0', u'o'}};
+  for (const auto& pair : pairs) EXPECT_EQ(XString::FoldChar(pair[0]), pair[1]) << int(pair[0]);
 }
 
 TEST(XStringTest, FoldCharGivesUnderscoreOutsideTheTable) {
@@ -747,11 +744,9 @@ TEST(XStringTest, FoldCharGivesUnderscoreOutsideTheTable) {
                              u'\u00f7', u'\u00fe', u'\u00ff', u'\u0124', u'\u0125', u'\u0126',
                              u'\u0127', u'\u0132', u'\u0133', u'\u0138', u'\u0152', u'\u0153',
                              u'\u017f', u'\u00bf', u'\u0180', u'\u20ac', u'\uffff'};
-  for (char16_t c : others)
-    EXPECT_EQ(XString::FoldChar(c), u'_') << int(c);
+  for (char16_t c : others) EXPECT_EQ(XString::FoldChar(c), u'_') << int(c);
   int mapped = 0;
-  for (int c = 0xC0; c < 0x180; ++c)
-    mapped += XString::FoldChar(char16_t(c)) != u'_';
+  for (int c = 0xC0; c < 0x180; ++c) mapped += XString::FoldChar(char16_t(c)) != u'_';
   EXPECT_EQ(mapped, 173);
 }
 

@@ -14,7 +14,7 @@ namespace {
 std::string U8(const XString& s) { return s.ToUtf8String(); }
 
 bool ExistsOnDisk(const XString& path) {
-  struct stat st{};
+  struct stat st {};
   return lstat(path.ToUtf8String().c_str(), &st) == 0;
 }
 

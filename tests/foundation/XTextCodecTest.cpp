@@ -107,7 +107,9 @@ TEST(XTextCodecTest, FourByteSequencesBecomeSurrogatePairs) {
 
 TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
   EXPECT_EQ(Decode("\xe2\x82"), u"\uFFFD");
-  EXPECT_EQ(Decode("\xe2\x82" "a"), u"\uFFFDa");
+  EXPECT_EQ(Decode("\xe2\x82"
+                   "a"),
+            u"\uFFFDa");
   EXPECT_EQ(Decode("\xf0\x9f\x8e"), u"\uFFFD");
   EXPECT_EQ(Decode("\xc3"), u"\uFFFD");
   EXPECT_EQ(Decode("a\xc3"), u"a\uFFFD");
@@ -120,13 +122,15 @@ TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
 
 TEST(XTextCodecTest, InvalidBytesAndFormsAreReplaced) {
   EXPECT_EQ(Decode("\x80"), u"\uFFFD");
-  EXPECT_EQ(Decode("\xbf" "a"), u"\uFFFDa");
+  EXPECT_EQ(Decode("\xbf"
+                   "a"),
+            u"\uFFFDa");
   EXPECT_EQ(Decode("\xff\xfe"), u"\uFFFD\uFFFD");
-  EXPECT_EQ(Decode("\xc0\x80"), u"\uFFFD\uFFFD");          // overlong zero
-  EXPECT_EQ(Decode("\xc1\xbf"), u"\uFFFD\uFFFD");          // overlong 0x7F
+  EXPECT_EQ(Decode("\xc0\x80"), u"\uFFFD\uFFFD");            // overlong zero
+  EXPECT_EQ(Decode("\xc1\xbf"), u"\uFFFD\uFFFD");            // overlong 0x7F
   EXPECT_EQ(Decode("\xe0\x80\xaf"), u"\uFFFD\uFFFD\uFFFD");  // overlong "/"
   EXPECT_EQ(Decode("\xf0\x80\x80\xaf"), u"\uFFFD\uFFFD\uFFFD\uFFFD");
-  EXPECT_EQ(Decode("\xed\xa0\x80"), u"\uFFFD\uFFFD\uFFFD");  // encoded surrogate
+  EXPECT_EQ(Decode("\xed\xa0\x80"), u"\uFFFD\uFFFD\uFFFD");            // encoded surrogate
   EXPECT_EQ(Decode("\xf4\x90\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD");  // above U+10FFFF
   EXPECT_EQ(Decode("\xf5\x80"), u"\uFFFD\uFFFD");
 }
@@ -146,8 +150,7 @@ TEST(XTextCodecTest, LoneSurrogatesBecomeReplacement) {
 TEST(XTextCodecTest, RoundTripOfEveryScalarValue) {
   std::u16string all;
   for (char32_t cp = 1; cp <= 0x10FFFF; cp += (cp < 0x10000 ? 1 : 97)) {
-    if (cp >= 0xD800 && cp <= 0xDFFF)
-      continue;
+    if (cp >= 0xD800 && cp <= 0xDFFF) continue;
     if (cp >= 0x10000) {
       all += char16_t(0xD800 + ((cp - 0x10000) >> 10));
       all += char16_t(0xDC00 + ((cp - 0x10000) & 0x3FF));

@@ -107,8 +107,8 @@ TEST(XThreadTest, ThreadsStartedTogetherHaveTheirOwnQuitEvents) {
   std::atomic<bool> secondQuit{false};
   XThread first, second;
   ASSERT_TRUE(first.Start([](XEvent& quit) { quit.Wait(XEvent::Infinite); }, false, 0));
-  ASSERT_TRUE(second.Start([&](XEvent& quit) { secondQuit = quit.Wait(XEvent::Infinite); },
-                           false, 0));
+  ASSERT_TRUE(
+      second.Start([&](XEvent& quit) { secondQuit = quit.Wait(XEvent::Infinite); }, false, 0));
   first.SignalStop(true);
   EXPECT_TRUE(first.IsFinished());
   EXPECT_FALSE(second.QuitEvent()->IsSet());

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/plugins/testplugins/TestPluginSession.h"
-#include "plugins/clTvDecoder.h"
 #include "plugins/clTvDSP.h"
+#include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
+#include "tests/plugins/testplugins/TestPluginSession.h"
 
 namespace {
 
@@ -31,8 +31,8 @@ std::string LoadLogged(const char* relative, bool expectBound) {
 }  // namespace
 
 TEST(XDLLTest, UnloadableFilesAreLoggedAsNotLoaded) {
-  for (const char* file : {"decoder/Missing.so", "decoder/Foreign.so", "decoder/Truncated.so",
-                           "decoder/Folder.so"}) {
+  for (const char* file :
+       {"decoder/Missing.so", "decoder/Foreign.so", "decoder/Truncated.so", "decoder/Folder.so"}) {
     std::string log = LoadLogged<clTvDecoder>(file, false);
     EXPECT_NE(log.find("Cannot load plug-in library '"), std::string::npos) << file;
     EXPECT_NE(log.find(file), std::string::npos) << log;

@@ -1,4 +1,5 @@
-// Format images: normalisation, byte-range intake, extensible conversions, time and size maths, wave headers.
+// Format images: normalisation, byte-range intake, extensible conversions, time and size maths,
+// wave headers.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -72,7 +73,8 @@ TEST(XWaveFormatTest, ExtensibleImageIsCopiedWholeAndNormalisedBySubFormat) {
   EXPECT_EQ(8, format.Format()->nBlockAlign);
   EXPECT_EQ(384000u, format.Format()->nAvgBytesPerSec);
   EXPECT_NE(static_cast<const void*>(&wide), format.Format());
-  EXPECT_EQ(0, std::memcmp(&wide.SubFormat, reinterpret_cast<const uint8_t*>(format.Format()) + 24, 16));
+  EXPECT_EQ(
+      0, std::memcmp(&wide.SubFormat, reinterpret_cast<const uint8_t*>(format.Format()) + 24, 16));
 }
 
 TEST(XWaveFormatTest, ShortExtensibleIsPlainWithExtraBytesAndItsGuidUnread) {
@@ -163,8 +165,8 @@ TEST(XWaveFormatTest, ByteRangeBelowFourteenOrNullIsEmpty) {
 }
 
 TEST(XWaveFormatTest, EffectiveTagComesFromAKnownSubFormatOnly) {
-  const uint16_t known[] = {TV_FORMAT_PCM, TV_FORMAT_ADPCM, TV_FORMAT_IEEE_FLOAT, TV_FORMAT_ALAW, TV_FORMAT_MULAW,
-                            TV_FORMAT_MPEG};
+  const uint16_t known[] = {TV_FORMAT_PCM,  TV_FORMAT_ADPCM, TV_FORMAT_IEEE_FLOAT,
+                            TV_FORMAT_ALAW, TV_FORMAT_MULAW, TV_FORMAT_MPEG};
   for (uint16_t tag : known) {
     TvWaveFormatExtensible wide = Wide(tag, 2, 44100, 16);
     EXPECT_EQ(tag, XWaveFormat(&wide.Format).EffectiveTag()) << tag;
@@ -208,8 +210,9 @@ TEST(XWaveFormatTest, HoursOfHighRateAudioDoNotOverflow) {
   EXPECT_EQ(221184000000ull, bytes);
   EXPECT_EQ(tenHours, big.BytesToMs(bytes));
   // bytes x 1000 would wrap 64 bits here
-  EXPECT_EQ(100000000000000000ull / 6144000 * 1000 + 100000000000000000ull % 6144000 * 1000 / 6144000,
-            big.BytesToMs(100000000000000000ull));
+  EXPECT_EQ(
+      100000000000000000ull / 6144000 * 1000 + 100000000000000000ull % 6144000 * 1000 / 6144000,
+      big.BytesToMs(100000000000000000ull));
   EXPECT_EQ(uint64_t{1} << 62, big.FloorToBlock((uint64_t{1} << 62) + 31));
 }
 
@@ -255,7 +258,9 @@ TEST(XWaveFormatTest, ExtensibleSettersKeepMaskAndValidBitsConsistent) {
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 2, 44100, 32);
   wide.wValidBitsPerSample = 24;
   XWaveFormat format(&wide.Format);
-  auto view = [&format] { return reinterpret_cast<const TvWaveFormatExtensible*>(format.Format()); };
+  auto view = [&format] {
+    return reinterpret_cast<const TvWaveFormatExtensible*>(format.Format());
+  };
   format.SetChannels(2, false);
   EXPECT_EQ(3u, view()->dwChannelMask);
   format.SetBits(32, false);
@@ -267,7 +272,8 @@ TEST(XWaveFormatTest, ExtensibleSettersKeepMaskAndValidBitsConsistent) {
   TvWaveFormatExtensible alaw = Wide(TV_FORMAT_ALAW, 1, 8000, 8);
   XWaveFormat other(&alaw.Format);
   other.SetBits(16, false);
-  EXPECT_EQ(8, reinterpret_cast<const TvWaveFormatExtensible*>(other.Format())->wValidBitsPerSample);
+  EXPECT_EQ(8,
+            reinterpret_cast<const TvWaveFormatExtensible*>(other.Format())->wValidBitsPerSample);
 }
 
 TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnly) {
@@ -304,7 +310,8 @@ TEST(XWaveFormatTest, ToPlainKeepsTheBytesBehindTheFortyAsExtraData) {
   ASSERT_TRUE(format.ToPlain());
   EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, format.Format()->wFormatTag);
   EXPECT_EQ(4, format.Format()->cbSize);
-  EXPECT_EQ(0, std::memcmp("\x11\x22\x33\x44", reinterpret_cast<const uint8_t*>(format.Format()) + 18, 4));
+  EXPECT_EQ(0, std::memcmp("\x11\x22\x33\x44",
+                           reinterpret_cast<const uint8_t*>(format.Format()) + 18, 4));
   EXPECT_FALSE(format.ToPlain());
 
   XWaveFormat exact(&wide.Format);
@@ -397,13 +404,16 @@ TEST(XWaveFormatTest, IsSameComparesSubFormatsOnlyFromCbSizeForty) {
 }
 
 TEST(XWaveFormatTest, LogTextHasItsFixedShape) {
-  EXPECT_EQ(std::u16string(u"Format Tag: 1  Channels: 2  Bits per Sample: 16  Samples Per Second: 44100"
-                           u"  Bytes Per Second: 176400  Block Align: 4  CB Size: 0"),
-            Pcm(2, 44100, 16).LogText().CStr());
+  EXPECT_EQ(
+      std::u16string(u"Format Tag: 1  Channels: 2  Bits per Sample: 16  Samples Per Second: 44100"
+                     u"  Bytes Per Second: 176400  Block Align: 4  CB Size: 0"),
+      Pcm(2, 44100, 16).LogText().CStr());
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 1, 8000, 32);
-  EXPECT_EQ(std::u16string(u"Format Tag: 65534  Channels: 1  Bits per Sample: 32  Samples Per Second: 8000"
-                           u"  Bytes Per Second: 32000  Block Align: 4  CB Size: 22  Extensible Sub-Format: 3"),
-            XWaveFormat(&wide.Format).LogText().CStr());
+  EXPECT_EQ(
+      std::u16string(
+          u"Format Tag: 65534  Channels: 1  Bits per Sample: 32  Samples Per Second: 8000"
+          u"  Bytes Per Second: 32000  Block Align: 4  CB Size: 22  Extensible Sub-Format: 3"),
+      XWaveFormat(&wide.Format).LogText().CStr());
 }
 
 // A unique folder per test, removed afterwards.
@@ -419,8 +429,8 @@ class XWaveFormatFileTest : public ::testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(folder); }
 
-  std::vector<uint8_t> WriteHeader(const XWaveFormat& format, uint64_t frames, const std::vector<uint8_t>& samples,
-                                   const char* name) {
+  std::vector<uint8_t> WriteHeader(const XWaveFormat& format, uint64_t frames,
+                                   const std::vector<uint8_t>& samples, const char* name) {
     path = folder + "/" + name;
     XFile file;
     EXPECT_TRUE(file.OpenCreate(XString::FromUtf8(path)));
@@ -487,7 +497,8 @@ TEST_F(XWaveFormatFileTest, SizesPastThirtyTwoBitsAreWrittenAsAllOnes) {
   // The last frame count whose RIFF size (data + 38) still fits, and the first that does not.
   std::vector<uint8_t> fits = WriteHeader(big, 134217726, {}, "fits.wav");
   EXPECT_EQ(134217726u * 32 + 38, U32(fits, 4));
-  std::vector<uint8_t> over = WriteHeader(big, 0x10000000ull, {}, "over.wav");  // exactly 2^33 bytes
+  std::vector<uint8_t> over =
+      WriteHeader(big, 0x10000000ull, {}, "over.wav");  // exactly 2^33 bytes
   EXPECT_EQ(0xFFFFFFFFu, U32(over, 4));
   EXPECT_EQ(0xFFFFFFFFu, U32(over, 42));
   std::vector<uint8_t> riffOnly = WriteHeader(big, 0xFFFFFFE0ull / 32, {}, "riff.wav");
@@ -496,7 +507,8 @@ TEST_F(XWaveFormatFileTest, SizesPastThirtyTwoBitsAreWrittenAsAllOnes) {
 }
 
 TEST_F(XWaveFormatFileTest, AWaveReaderReadsTheHeaderBack) {
-  if (std::system("command -v soxi >/dev/null 2>&1") != 0) GTEST_SKIP() << "soxi (package sox) is not installed";
+  if (std::system("command -v soxi >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "soxi (package sox) is not installed";
   std::vector<uint8_t> samples(4 * 10);
   for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<uint8_t>(i * 7);
   WriteHeader(Pcm(2, 44100, 16), 10, samples, "plain.wav");

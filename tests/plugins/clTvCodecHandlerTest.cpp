@@ -1,6 +1,5 @@
 // Finding plug-ins on disk: the decoder cache and scan, names in any case, files that are no
 // library, the listings and the two name tables.
-#include "tests/support/ScratchFolder.h"
 #include "foundation/XPath.h"
 #include "foundation/XRegistry.h"
 #include "foundation/XStringList.h"
@@ -8,21 +7,22 @@
 #include "plugins/clTvDSP.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
+#include "tests/support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
-#include <zlib.h>
 
 namespace {
 
@@ -199,7 +199,8 @@ TEST_F(clTvCodecHandlerTest, AMissAsksEveryLibraryAndLeavesTheCacheAsItWas) {
   EXPECT_EQ(Cached(u".xyz"), base + "decoder/mpeg.so");
   std::vector<std::string> calls = TakeCalls();
   std::sort(calls.begin(), calls.end());
-  EXPECT_EQ(calls, (std::vector<std::string>{"flac.so Create", "mpeg.so Create", "mpeg.so Create"}));
+  EXPECT_EQ(calls,
+            (std::vector<std::string>{"flac.so Create", "mpeg.so Create", "mpeg.so Create"}));
   // Without an entry a miss writes none.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.abc", decoder, &context));
   EXPECT_FALSE(HasCacheEntry(u".abc"));
@@ -330,14 +331,13 @@ TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFil
   EXPECT_EQ(at(".mpa=MPEG Layer-3") - at(".mp2=MPEG Layer-2"), 1);
   EXPECT_EQ(at(".aif=Aiff") - at(".ignore=aiff"), 1);
   EXPECT_EQ(at("=Raw") - at(".aif=Aiff"), 1);
-  std::vector<std::string> expected = {
-      "All Audio Files\r*" + U8(extensions.Join(u";*")),
-      "Aiff  (*.aif)\r*.aif",
-      "aiff  (*.ignore)\r*.ignore",
-      "FLAC  (*.flac; *.fla)\r*.flac;*.fla",
-      "MPEG Layer-2  (*.mp2)\r*.mp2",
-      "MPEG Layer-3  (*.MP3; *.mpa)\r*.MP3;*.mpa",
-      "Raw  (*)\r*"};
+  std::vector<std::string> expected = {"All Audio Files\r*" + U8(extensions.Join(u";*")),
+                                       "Aiff  (*.aif)\r*.aif",
+                                       "aiff  (*.ignore)\r*.ignore",
+                                       "FLAC  (*.flac; *.fla)\r*.flac;*.fla",
+                                       "MPEG Layer-2  (*.mp2)\r*.mp2",
+                                       "MPEG Layer-3  (*.MP3; *.mpa)\r*.MP3;*.mpa",
+                                       "Raw  (*)\r*"};
   EXPECT_EQ(Items(filters), expected);
   clTvCodecHandler::ListDecoderTypes(false, nullptr, nullptr, &filters);
   expected.erase(expected.begin());
@@ -350,7 +350,9 @@ TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFil
 
 TEST_F(clTvCodecHandlerTest, FilesThatAreNoLibraryAreNotLoadedAndNothingIsCached) {
   Write("decoder/empty.so", "");
-  Write("decoder/truncated.so", std::string("\x7f" "ELF\x02\x01\x01", 7));
+  Write("decoder/truncated.so", std::string("\x7f"
+                                            "ELF\x02\x01\x01",
+                                            7));
   Write("decoder/text.so", "not a library at all");
   std::filesystem::create_directories(base + "decoder/folder.so");
   ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
@@ -371,12 +373,14 @@ TEST_F(clTvCodecHandlerTest, FilesThatAreNoLibraryAreNotLoadedAndNothingIsCached
 }
 
 TEST_F(clTvCodecHandlerTest, TryDecoderLibraryLeavesTheBindingEmptyForNoLibrary) {
-  Write("decoder/truncated.so", std::string("\x7f" "ELF", 4));
+  Write("decoder/truncated.so", std::string("\x7f"
+                                            "ELF",
+                                            4));
   std::filesystem::create_directories(base + "decoder/folder.so");
   clTvDecoder decoder;
   for (const char* name : {"truncated.so", "folder.so", "missing.so"}) {
-    EXPECT_FALSE(clTvCodecHandler::TryDecoderLibrary(X(base + "decoder/" + name), u".flac",
-                                                      decoder, &context))
+    EXPECT_FALSE(clTvCodecHandler::TryDecoderLibrary(X(base + "decoder/" + name), u".flac", decoder,
+                                                     &context))
         << name;
     EXPECT_FALSE(decoder.IsBound()) << name;
     EXPECT_TRUE(decoder.Extension().IsEmpty()) << name;
@@ -471,8 +475,8 @@ TEST_F(clTvCodecHandlerTest, ListEncodersPutsBracketedNamesLastButMultiEncoderFi
   std::filesystem::create_directories(base + "encoder/[folder].so");
   XStringList list;
   clTvCodecHandler::ListEncoders(list, u"OPUS:absent:wave");
-  EXPECT_EQ(Items(list), (std::vector<std::string>{"[Multi Encoder]", "_hidden", "flac",
-                                                   "Lame MP3", "[Alpha]", "[zeta]"}));
+  EXPECT_EQ(Items(list), (std::vector<std::string>{"[Multi Encoder]", "_hidden", "flac", "Lame MP3",
+                                                   "[Alpha]", "[zeta]"}));
   clTvCodecHandler::ListEncoders(list, XString());
   EXPECT_EQ(list.Count(), 8);
   EXPECT_EQ(U8(list[0]), "[Multi Encoder]");
@@ -492,12 +496,32 @@ TEST_F(clTvCodecHandlerTest, LosslessFormatNamesIgnoreCaseButNotSpelling) {
 }
 
 TEST_F(clTvCodecHandlerTest, MultiLineTagsAreTheTableAndAnyLyricsKey) {
-  for (const char16_t* key :
-       {u"album", u"ALBUM SORT", u"Subtitle", u"set subtitle", u"Encoded By", u"label",
-        u"encoder settings", u"tempo", u"source", u"initial key", u"contact", u"copyright",
-        u"Title", u"comment", u"title sort", u"length", u"year", u"original release year",
-        u"release date", u"recording dates", u"description", u"cuesheet", u"EACLOG",
-        u"lyrics", u"Unsynced Lyrics", u"LYRICSWRITER"})
+  for (const char16_t* key : {u"album",
+                              u"ALBUM SORT",
+                              u"Subtitle",
+                              u"set subtitle",
+                              u"Encoded By",
+                              u"label",
+                              u"encoder settings",
+                              u"tempo",
+                              u"source",
+                              u"initial key",
+                              u"contact",
+                              u"copyright",
+                              u"Title",
+                              u"comment",
+                              u"title sort",
+                              u"length",
+                              u"year",
+                              u"original release year",
+                              u"release date",
+                              u"recording dates",
+                              u"description",
+                              u"cuesheet",
+                              u"EACLOG",
+                              u"lyrics",
+                              u"Unsynced Lyrics",
+                              u"LYRICSWRITER"})
     EXPECT_TRUE(clTvCodecHandler::IsMultiLineTag(key)) << U8(key);
   for (const char16_t* key : {u"", u"artist", u"genre", u"titles", u"albu", u"album  sort",
                               u"lyric", u"composer", u"Album Artist"})

@@ -92,7 +92,8 @@ TEST(clTvDSPTest, EveryExportIsForwardedWithItsArguments) {
       "text3=null data=null -> 0",
       "TestDSP DSP_ShowConfigBit 4 3 2 1",
       "TestDSP DSP_RemoveConfigBit 8",
-      "TestDSP DSP_BeginConversion output=\"out.raw\" format=1/1/44100/8 parameters=\"gain=5\" -> 1",
+      "TestDSP DSP_BeginConversion output=\"out.raw\" format=1/1/44100/8 parameters=\"gain=5\" -> "
+      "1",
       "TestDSP DSP_PassAudioBlock bytes=3 pos=0 eos=0 -> 1",
       "TestDSP DSP_EndConversion output=\"out.raw\" -> 1",
       "TestDSP DSP_PassNonLive file=\"" + raw.ToUtf8String() +

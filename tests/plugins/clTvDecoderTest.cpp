@@ -126,10 +126,9 @@ TEST(clTvDecoderTest, MakeEndsThePreviousInstanceFirst) {
   ASSERT_TRUE(decoder.Make(nullptr));
   decoder.End();
   decoder.End();
-  std::vector<std::string> expected = {"TestDecoder Create error=0 info=0 log=0 -> 1",
-                                       "TestDecoder Destroy",
-                                       "TestDecoder Create error=0 info=0 log=0 -> 1",
-                                       "TestDecoder Destroy"};
+  std::vector<std::string> expected = {
+      "TestDecoder Create error=0 info=0 log=0 -> 1", "TestDecoder Destroy",
+      "TestDecoder Create error=0 info=0 log=0 -> 1", "TestDecoder Destroy"};
   EXPECT_EQ(session.Calls(), expected);
 }
 
@@ -243,7 +242,8 @@ TEST(clTvDecoderTest, AConfiguredFailureReachesTheErrorChannel) {
   close(error);
   std::u16string expected = u"Error: cannot open\r\n";
   std::string bytes = session.Read("errors");
-  EXPECT_EQ(bytes, std::string(reinterpret_cast<const char*>(expected.data()), expected.size() * 2));
+  EXPECT_EQ(bytes,
+            std::string(reinterpret_cast<const char*>(expected.data()), expected.size() * 2));
 }
 
 TEST(clTvDecoderTest, ATagBlockSetByKeyReachesThePlugIn) {

@@ -20,18 +20,22 @@ static_assert(offsetof(TvOpenInfo, interfaceLevel) == 8 && offsetof(TvOpenInfo, 
 static_assert(offsetof(TvOpenInfo, bitRate) == 52 && offsetof(TvOpenInfo, msLength) == 56);
 static_assert(offsetof(TvOpenInfo, byteLength) == 64 && offsetof(TvOpenInfo, reserved1) == 72);
 static_assert(offsetof(TvOpenInfo, idTags) == 80 && offsetof(TvOpenInfo, idTagsSize) == 88);
-static_assert(offsetof(TvOpenInfo, properties) == 92 && offsetof(TvOpenInfo, propertiesSize) == 100);
+static_assert(offsetof(TvOpenInfo, properties) == 92 &&
+              offsetof(TvOpenInfo, propertiesSize) == 100);
 static_assert(offsetof(TvOpenInfo, reserved2) == 104);
 static_assert(sizeof(TvAudioBlock) == 112);
 static_assert(offsetof(TvAudioBlock, byteCount) == 8 && offsetof(TvAudioBlock, format) == 12);
 static_assert(offsetof(TvAudioBlock, bitRate) == 52 && offsetof(TvAudioBlock, msDuration) == 56);
 static_assert(offsetof(TvAudioBlock, reserved1) == 64 && offsetof(TvAudioBlock, msPosition) == 80);
 static_assert(offsetof(TvAudioBlock, endOfStream) == 88 && offsetof(TvAudioBlock, reserved2) == 92);
-static_assert(offsetof(TvAudioBlock, statusText) == 100 && offsetof(TvAudioBlock, reserved3) == 108);
+static_assert(offsetof(TvAudioBlock, statusText) == 100 &&
+              offsetof(TvAudioBlock, reserved3) == 108);
 static_assert(sizeof(TvConversionInfo) == 56);
-static_assert(offsetof(TvConversionInfo, outputFile) == 8 && offsetof(TvConversionInfo, encoderSettings) == 16);
+static_assert(offsetof(TvConversionInfo, outputFile) == 8 &&
+              offsetof(TvConversionInfo, encoderSettings) == 16);
 static_assert(offsetof(TvConversionInfo, format) == 24 && offsetof(TvConversionInfo, idTags) == 32);
-static_assert(offsetof(TvConversionInfo, idTagsSize) == 40 && offsetof(TvConversionInfo, extraInfo) == 44);
+static_assert(offsetof(TvConversionInfo, idTagsSize) == 40 &&
+              offsetof(TvConversionInfo, extraInfo) == 44);
 static_assert(offsetof(TvConversionInfo, extraInfoSize) == 52);
 static_assert(sizeof(TvAfterConversionInfo) == 60 && offsetof(TvAfterConversionInfo, failed) == 56);
 static_assert(sizeof(TvPluginValue) == 56);
@@ -42,20 +46,44 @@ static_assert(sizeof(TvHostContext) == 24 && offsetof(TvHostContext, infoHandle)
 static_assert(offsetof(TvHostContext, logHandle) == 16);
 
 std::vector<size_t> LayoutFromCpp() {
-  return {sizeof(TvWaveFormatEx), sizeof(TvWaveFormatExtensible),
-          offsetof(TvWaveFormatExtensible, wValidBitsPerSample), offsetof(TvWaveFormatExtensible, dwChannelMask),
-          offsetof(TvWaveFormatExtensible, SubFormat), sizeof(TvOpenInfo), offsetof(TvOpenInfo, interfaceLevel),
-          offsetof(TvOpenInfo, format), offsetof(TvOpenInfo, bitRate), offsetof(TvOpenInfo, msLength),
-          offsetof(TvOpenInfo, byteLength), offsetof(TvOpenInfo, idTags), offsetof(TvOpenInfo, idTagsSize),
-          offsetof(TvOpenInfo, properties), offsetof(TvOpenInfo, propertiesSize), offsetof(TvOpenInfo, reserved2),
-          sizeof(TvAudioBlock), offsetof(TvAudioBlock, byteCount), offsetof(TvAudioBlock, format),
-          offsetof(TvAudioBlock, bitRate), offsetof(TvAudioBlock, msDuration), offsetof(TvAudioBlock, msPosition),
-          offsetof(TvAudioBlock, endOfStream), offsetof(TvAudioBlock, statusText), sizeof(TvConversionInfo),
-          offsetof(TvConversionInfo, format), offsetof(TvConversionInfo, idTagsSize),
-          offsetof(TvConversionInfo, extraInfo), offsetof(TvConversionInfo, extraInfoSize),
-          sizeof(TvAfterConversionInfo), offsetof(TvAfterConversionInfo, failed), sizeof(TvPluginValue),
-          offsetof(TvPluginValue, text1), offsetof(TvPluginValue, text2), offsetof(TvPluginValue, text3),
-          offsetof(TvPluginValue, data), sizeof(TvHostContext), offsetof(TvHostContext, logHandle)};
+  return {sizeof(TvWaveFormatEx),
+          sizeof(TvWaveFormatExtensible),
+          offsetof(TvWaveFormatExtensible, wValidBitsPerSample),
+          offsetof(TvWaveFormatExtensible, dwChannelMask),
+          offsetof(TvWaveFormatExtensible, SubFormat),
+          sizeof(TvOpenInfo),
+          offsetof(TvOpenInfo, interfaceLevel),
+          offsetof(TvOpenInfo, format),
+          offsetof(TvOpenInfo, bitRate),
+          offsetof(TvOpenInfo, msLength),
+          offsetof(TvOpenInfo, byteLength),
+          offsetof(TvOpenInfo, idTags),
+          offsetof(TvOpenInfo, idTagsSize),
+          offsetof(TvOpenInfo, properties),
+          offsetof(TvOpenInfo, propertiesSize),
+          offsetof(TvOpenInfo, reserved2),
+          sizeof(TvAudioBlock),
+          offsetof(TvAudioBlock, byteCount),
+          offsetof(TvAudioBlock, format),
+          offsetof(TvAudioBlock, bitRate),
+          offsetof(TvAudioBlock, msDuration),
+          offsetof(TvAudioBlock, msPosition),
+          offsetof(TvAudioBlock, endOfStream),
+          offsetof(TvAudioBlock, statusText),
+          sizeof(TvConversionInfo),
+          offsetof(TvConversionInfo, format),
+          offsetof(TvConversionInfo, idTagsSize),
+          offsetof(TvConversionInfo, extraInfo),
+          offsetof(TvConversionInfo, extraInfoSize),
+          sizeof(TvAfterConversionInfo),
+          offsetof(TvAfterConversionInfo, failed),
+          sizeof(TvPluginValue),
+          offsetof(TvPluginValue, text1),
+          offsetof(TvPluginValue, text2),
+          offsetof(TvPluginValue, text3),
+          offsetof(TvPluginValue, data),
+          sizeof(TvHostContext),
+          offsetof(TvHostContext, logHandle)};
 }
 
 template <typename T>
@@ -124,12 +152,24 @@ TEST(TvPluginLayoutTest, SubFormatGuidHasItsMixedEndianBytes) {
 }
 
 TEST(TvPluginLayoutTest, KeysReadTheSameFromCAndCpp) {
-  const char16_t* keys[] = {
-      TV_KEY_DECODES, TV_KEY_STREAMING_DECODES, TV_KEY_UNLISTED, TV_KEY_EVENT_QUIT,
-      TV_KEY_BATCH_ID, TV_KEY_PRIORITY, TV_KEY_DECODE_AS, TV_KEY_ID_TAGS,
-      TV_KEY_SEND_RAW_UNCOMPRESSED, TV_KEY_NEED_HQ_AUDIO, TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS,
-      TV_KEY_IS_LOSSLESS, TV_KEY_REQUIRES_DSP, TV_KEY_EXTENSION, TV_KEY_IS_LIVE,
-      TV_KEY_BATCH_END_CONVERSION, TV_KEY_COMMUNICATE, TV_KEY_COMMUNICATE_RESULT};
+  const char16_t* keys[] = {TV_KEY_DECODES,
+                            TV_KEY_STREAMING_DECODES,
+                            TV_KEY_UNLISTED,
+                            TV_KEY_EVENT_QUIT,
+                            TV_KEY_BATCH_ID,
+                            TV_KEY_PRIORITY,
+                            TV_KEY_DECODE_AS,
+                            TV_KEY_ID_TAGS,
+                            TV_KEY_SEND_RAW_UNCOMPRESSED,
+                            TV_KEY_NEED_HQ_AUDIO,
+                            TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS,
+                            TV_KEY_IS_LOSSLESS,
+                            TV_KEY_REQUIRES_DSP,
+                            TV_KEY_EXTENSION,
+                            TV_KEY_IS_LIVE,
+                            TV_KEY_BATCH_END_CONVERSION,
+                            TV_KEY_COMMUNICATE,
+                            TV_KEY_COMMUNICATE_RESULT};
   int count = static_cast<int>(std::size(keys));
   for (int i = 0; i < count; ++i) {
     ASSERT_NE(nullptr, TvPluginKeyFromC(i)) << i;

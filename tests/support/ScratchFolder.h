@@ -2,11 +2,11 @@
 #pragma once
 #include "foundation/XString.h"
 
+#include <sys/stat.h>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <sys/stat.h>
 
 class ScratchFolder {
  public:
@@ -42,7 +42,7 @@ class ScratchFolder {
     std::ofstream(path + name, std::ios::binary) << content;
   }
   bool Has(const std::string& name) const {
-    struct stat st{};
+    struct stat st {};
     return lstat((path + name).c_str(), &st) == 0;
   }
 
@@ -57,12 +57,16 @@ class ScopedEnv {
     const char* old = getenv(name_);
     hadOld = old != nullptr;
     if (old) oldValue = old;
-    if (value) setenv(name_, value, 1);
-    else unsetenv(name_);
+    if (value)
+      setenv(name_, value, 1);
+    else
+      unsetenv(name_);
   }
   ~ScopedEnv() {
-    if (hadOld) setenv(name.c_str(), oldValue.c_str(), 1);
-    else unsetenv(name.c_str());
+    if (hadOld)
+      setenv(name.c_str(), oldValue.c_str(), 1);
+    else
+      unsetenv(name.c_str());
   }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;

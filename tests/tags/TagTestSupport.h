@@ -14,23 +14,19 @@ inline std::string Describe(const XTagList& list) {
   std::string out;
   for (int32_t i = 0; i < list.Count(); ++i) {
     const XTagItem& item = list.At(i);
-    if (i)
-      out += "|";
+    if (i) out += "|";
     out += U8(item.key) + "=" + U8(item.value);
-    if (item.binary.size)
-      out += "[" + std::to_string(item.binary.size) + "]";
+    if (item.binary.size) out += "[" + std::to_string(item.binary.size) + "]";
   }
   return out;
 }
 
 inline bool SameItems(const XTagList& a, const XTagList& b) {
-  if (a.Count() != b.Count())
-    return false;
+  if (a.Count() != b.Count()) return false;
   for (int32_t i = 0; i < a.Count(); ++i) {
     const XTagItem& x = a.At(i);
     const XTagItem& y = b.At(i);
-    if (x.key != y.key || x.value != y.value || x.binary.size != y.binary.size)
-      return false;
+    if (x.key != y.key || x.value != y.value || x.binary.size != y.binary.size) return false;
     if (x.binary.size && std::vector<uint8_t>(x.binary.data, x.binary.data + x.binary.size) !=
                              std::vector<uint8_t>(y.binary.data, y.binary.data + y.binary.size))
       return false;
@@ -43,8 +39,7 @@ struct BlockBytes {
   std::vector<uint8_t> bytes;
 
   BlockBytes& Int(int32_t v) {
-    for (int i = 0; i < 4; ++i)
-      bytes.push_back(uint8_t(uint32_t(v) >> (8 * i)));
+    for (int i = 0; i < 4; ++i) bytes.push_back(uint8_t(uint32_t(v) >> (8 * i)));
     return *this;
   }
   // UTF-16LE units of ASCII text, with the terminator unless told otherwise.
@@ -53,14 +48,12 @@ struct BlockBytes {
       bytes.push_back(uint8_t(c));
       bytes.push_back(0);
     }
-    if (terminated)
-      Raw({0, 0});
+    if (terminated) Raw({0, 0});
     return *this;
   }
   BlockBytes& Narrow(const std::string& text, bool terminated = true) {
     bytes.insert(bytes.end(), text.begin(), text.end());
-    if (terminated)
-      bytes.push_back(0);
+    if (terminated) bytes.push_back(0);
     return *this;
   }
   BlockBytes& Raw(std::initializer_list<uint8_t> raw) {

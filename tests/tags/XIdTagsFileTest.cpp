@@ -1,10 +1,10 @@
 // The idtags file: a whole tag block read from disk, and the files that give no tags.
 #include <gtest/gtest.h>
 
-#include "tests/support/ScratchFolder.h"
-#include "tests/tags/TagTestSupport.h"
 #include "foundation/XBuffer.h"
 #include "tags/XIdTagsFile.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/tags/TagTestSupport.h"
 
 namespace {
 

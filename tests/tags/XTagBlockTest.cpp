@@ -3,9 +3,9 @@
 
 #include <random>
 
-#include "tests/tags/TagTestSupport.h"
 #include "foundation/XBuffer.h"
 #include "tags/XTagPicture.h"
+#include "tests/tags/TagTestSupport.h"
 
 namespace {
 
@@ -96,10 +96,8 @@ TEST_P(XTagBlockFormTest, RoundTripOfSeveralMegabytePictures) {
   std::mt19937 random(7);
   std::vector<uint8_t> front(5 * 1024 * 1024 + 3);
   std::vector<uint8_t> back(3 * 1024 * 1024);
-  for (auto& b : front)
-    b = uint8_t(random());
-  for (auto& b : back)
-    b = uint8_t(random());
+  for (auto& b : front) b = uint8_t(random());
+  for (auto& b : back) b = uint8_t(random());
   XTagList list;
   list.Add(u"Artist", u"A");
   list.AddData(PictureKey(1, u"Front Album Cover", u""), front.data(), int64_t(front.size()));
@@ -114,8 +112,8 @@ TEST_P(XTagBlockFormTest, ReadsAtAnyAlignment) {
   for (size_t shift = 1; shift < 4; ++shift) {
     std::vector<uint8_t> moved(shift, 0xAA);
     moved.insert(moved.end(), block.begin(), block.end());
-    EXPECT_TRUE(SameItems(Read(moved.data() + shift, int64_t(block.size()), GetParam()),
-                          RichList()));
+    EXPECT_TRUE(
+        SameItems(Read(moved.data() + shift, int64_t(block.size()), GetParam()), RichList()));
   }
 }
 
@@ -180,8 +178,7 @@ TEST_P(XTagBlockFormTest, CutAtEveryOffsetKeepsTheWholeRecordsBeforeIt) {
     std::vector<uint8_t> part(block.begin(), block.begin() + long(cut));
     XTagList read = Read(part.data(), int64_t(cut), GetParam());
     int32_t whole = 0;
-    while (whole < int32_t(ends.size()) && ends[size_t(whole)] <= cut)
-      ++whole;
+    while (whole < int32_t(ends.size()) && ends[size_t(whole)] <= cut) ++whole;
     ASSERT_EQ(read.Count(), whole) << "cut " << cut;
     for (int32_t i = 0; i < whole; ++i) {
       EXPECT_EQ(read.At(i).key, list.At(i).key) << "cut " << cut;

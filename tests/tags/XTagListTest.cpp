@@ -1,8 +1,8 @@
 // Tag list: adding, look-ups, changes, merge priorities, hidden items, text form, number pairs.
 #include <gtest/gtest.h>
 
-#include "tests/tags/TagTestSupport.h"
 #include "tags/XTagList.h"
+#include "tests/tags/TagTestSupport.h"
 
 namespace {
 
@@ -119,8 +119,7 @@ TEST(XTagListTest, TakeGivesTheFirstValueAndRemovesAll) {
 
 TEST(XTagListTest, ClearEmptiesAndResets) {
   XTagList list = Sample();
-  for (int i = 0; i < 40; ++i)
-    list.Add(u"k", u"v");
+  for (int i = 0; i < 40; ++i) list.Add(u"k", u"v");
   list.Clear();
   EXPECT_EQ(list.Count(), 0);
   EXPECT_EQ(list.current, nullptr);
@@ -215,7 +214,7 @@ TEST(XTagListTest, RemoveBinaryItemsLeavesTextItems) {
 
 TEST(XTagListTest, RemoveLargerCountsTwoBytesPerUnitPlusBinary) {
   XTagList list;
-  list.Add(u"ab", u"cde");            // 10 bytes
+  list.Add(u"ab", u"cde");             // 10 bytes
   list.AddData(u"k", "123456789", 9);  // 11 bytes
   list.RemoveLarger(11);
   EXPECT_EQ(list.Count(), 2);
@@ -262,9 +261,8 @@ TEST(XTagListTest, ParseNumberPairReadsNumberAndTotal) {
 TEST(XTagListTest, NumberPairTextPadsSingleDigits) {
   XTagList list;
   const std::pair<const char16_t*, const char*> cases[] = {
-      {u"1", "01"},      {u"9/9", "09/09"},  {u"10/12", "10/12"}, {u"3/10", "03/10"},
-      {u"0/12", ""},     {u"", ""},          {u"12", "12"},       {u"5/0", "05"},
-      {u" 2 / 3", "02/03"}, {u"-3", "-3"},
+      {u"1", "01"}, {u"9/9", "09/09"}, {u"10/12", "10/12"}, {u"3/10", "03/10"},   {u"0/12", ""},
+      {u"", ""},    {u"12", "12"},     {u"5/0", "05"},      {u" 2 / 3", "02/03"}, {u"-3", "-3"},
   };
   for (const auto& [value, expected] : cases) {
     list.Set(u"Track", value);

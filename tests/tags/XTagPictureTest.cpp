@@ -1,9 +1,9 @@
 // Picture keys and types, picture look-ups and removal with renumbering, summary names.
 #include <gtest/gtest.h>
 
-#include "tests/tags/TagTestSupport.h"
 #include "foundation/XStringList.h"
 #include "tags/XTagPicture.h"
+#include "tests/tags/TagTestSupport.h"
 
 namespace {
 
@@ -28,8 +28,7 @@ TEST(XTagPictureTest, SuffixCoversIndicesOneToTwenty) {
 }
 
 TEST(XTagPictureTest, IndexOfEveryNameRoundTripsAndUnknownIsFrontCover) {
-  for (int32_t i = 1; i <= 20; ++i)
-    EXPECT_EQ(PictureIndex(PictureSuffix(i).From(2).ToUpper()), i);
+  for (int32_t i = 1; i <= 20; ++i) EXPECT_EQ(PictureIndex(PictureSuffix(i).From(2).ToUpper()), i);
   EXPECT_EQ(PictureIndex(u"front album cover"), 3);
   EXPECT_EQ(PictureIndex(u"a bright coloured fish"), 17);
   EXPECT_EQ(PictureIndex(u"nonsense"), 3);
@@ -129,8 +128,9 @@ TEST(XTagPictureTest, RemovingOnePictureRenumbersTheOthersInOrder) {
   list.Add(u"_encoder", u"gone too");
   list.Add(u"_cdtoc", u"kept");
   EXPECT_TRUE(list.RemovePictures(u"Front Album Cover", u""));
-  EXPECT_EQ(Describe(list), "Artist=A|_cdtoc=kept|_albumart_1_Back Album Cover<subdesc>inner=[3]|"
-                            "_albumart_2_Media=[5]");
+  EXPECT_EQ(Describe(list),
+            "Artist=A|_cdtoc=kept|_albumart_1_Back Album Cover<subdesc>inner=[3]|"
+            "_albumart_2_Media=[5]");
   EXPECT_EQ(U8(list.Find(u"_albumart_2_Media")->value), "");
 }
 
@@ -140,8 +140,7 @@ TEST(XTagPictureTest, RemovePicturesBySubDescriptionIsCaseSensitive) {
   EXPECT_FALSE(list.RemovePictures(u"media", u""));
   EXPECT_TRUE(SameItems(list, ThreePictures()));
   EXPECT_TRUE(list.RemovePictures(u"", u"inner"));
-  EXPECT_EQ(Describe(list),
-            "Artist=A|_albumart_1_Front Album Cover=[3]|_albumart_2_Media=[5]");
+  EXPECT_EQ(Describe(list), "Artist=A|_albumart_1_Front Album Cover=[3]|_albumart_2_Media=[5]");
 }
 
 TEST(XTagPictureTest, RemovePicturesWithEmptyCriteriaRemovesNothing) {

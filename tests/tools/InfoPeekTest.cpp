@@ -1,6 +1,6 @@
 // Tests of the InfoPeek watcher, run as the real program on a log that grows.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
 #include <stdlib.h>
@@ -9,9 +9,9 @@
 
 #include <filesystem>
 
-#include "tests/support/ScratchFolder.h"
 #include <string>
 #include <vector>
+#include "tests/support/ScratchFolder.h"
 
 #include "foundation/XEvent.h"
 #include "foundation/XLastError.h"
@@ -84,7 +84,8 @@ class Watcher {
         ReadUntil("\x01never");
         char buffer[4096];
         ssize_t got;
-        while ((got = read(errors, buffer, sizeof buffer)) > 0) stderrText.append(buffer, size_t(got));
+        while ((got = read(errors, buffer, sizeof buffer)) > 0)
+          stderrText.append(buffer, size_t(got));
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
       }
       usleep(25000);
@@ -107,9 +108,7 @@ class InfoPeekTest : public testing::Test {
     ASSERT_GE(log, 0);
     eventName = "TvDGB-test-" + std::to_string(getpid()) + "-" + std::to_string(XTickCount());
   }
-  void TearDown() override {
-    close(log);
-  }
+  void TearDown() override { close(log); }
   ScratchFolder scratch;
 
   void Append(const std::string& bytes) {
@@ -143,7 +142,9 @@ TEST_F(InfoPeekTest, FollowsTheGrowingLogAsUtf8UntilTheEventIsGone) {
   usleep(150000);
   Append(line.substr(cut));
   ASSERT_TRUE(watcher.ReadUntil("done\n"));
-  EXPECT_EQ(watcher.stdoutText, "->->  [Main]\n  Gr\xC3\xBC\xC3\x9F" "e \xF0\x9F\x8E\xB5 done\n");
+  EXPECT_EQ(watcher.stdoutText,
+            "->->  [Main]\n  Gr\xC3\xBC\xC3\x9F"
+            "e \xF0\x9F\x8E\xB5 done\n");
 
   Append(Utf16Bytes(u"<-<-  [Main]\r\n"));
   event.reset();  // the writer is gone: the watcher shows the rest and ends
@@ -160,9 +161,11 @@ TEST_F(InfoPeekTest, WithoutItsEventItShowsWhatThereIsAndEnds) {
 }
 
 TEST_F(InfoPeekTest, BadArgumentsGiveUsageAndExitCodeOne) {
-  for (const std::vector<std::string>& args :
-       {std::vector<std::string>{}, {"-DebugWatch=x"}, {"-DebugFile=y"}, {"-Other=1", "-DebugFile=y"},
-        {"-DebugWatch", "-DebugFile=y"}}) {
+  for (const std::vector<std::string>& args : {std::vector<std::string>{},
+                                               {"-DebugWatch=x"},
+                                               {"-DebugFile=y"},
+                                               {"-Other=1", "-DebugFile=y"},
+                                               {"-DebugWatch", "-DebugFile=y"}}) {
     Watcher watcher(args);
     ASSERT_GT(watcher.pid, 0);
     EXPECT_EQ(watcher.WaitEnd(), 1);

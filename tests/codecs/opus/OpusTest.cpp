@@ -1,15 +1,15 @@
 // The Opus plug-ins: whole conversions through the transmill program with opusenc, opusdec,
 // opusinfo, ffprobe and mutagen as referees, and the decoder's own calls for tags, quality
 // text, float output and seeking.
-#include "tests/codecs/CodecPlugins.h"
 #include "codecs/common/TagBridge.h"
+#include "tests/codecs/CodecPlugins.h"
 
 #include <cmath>
 #include <filesystem>
 
 namespace {
 
-constexpr long kFrames = 72000;  // 1.5 s at 48 kHz
+constexpr long kFrames = 72000;   // 1.5 s at 48 kHz
 constexpr long kOpusFrame = 960;  // 20 ms
 
 double TonePower(const Sound& sound, int channel, int tone) {
@@ -49,8 +49,8 @@ class OpusTest : public ConversionTest {
   // What opusinfo found wrong; empty for a stream it read to its end without complaint.
   std::string OpusinfoComplaints(const std::string& file) {
     std::string out = Sh("opusinfo '" + file + "' 2>&1");
-    bool clean = out.find("Logical stream 1 ended") != std::string::npos && out.find("WARNING") == std::string::npos &&
-                 out.find("ERROR") == std::string::npos;
+    bool clean = out.find("Logical stream 1 ended") != std::string::npos &&
+                 out.find("WARNING") == std::string::npos && out.find("ERROR") == std::string::npos;
     return clean ? "" : out;
   }
   std::string OpusinfoLine(const std::string& file, const std::string& label) {
@@ -62,22 +62,27 @@ class OpusTest : public ConversionTest {
   }
   long FileSize(const std::string& file) { return long(std::filesystem::file_size(folder / file)); }
   double FormatBitRate(const std::string& file) {
-    return std::stod("0" + Sh("ffprobe -v error -show_entries format=bit_rate -of default=nw=1:nk=1 '" + file + "'"));
+    return std::stod(
+        "0" +
+        Sh("ffprobe -v error -show_entries format=bit_rate -of default=nw=1:nk=1 '" + file + "'"));
   }
   // The distinct packet sizes of a stream, one a line, as ffprobe lists them.
   std::string PacketSizes(const std::string& file) {
-    return Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 '" + file + "' | cut -d, -f1 | grep . | sort -u");
+    return Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 '" + file +
+              "' | cut -d, -f1 | grep . | sort -u");
   }
   std::string Mutagen(const std::string& file, const std::string& expression) {
-    return Sh("/usr/bin/python3 -c \"import mutagen.oggopus, mutagen.flac, base64; f=mutagen.oggopus.OggOpus('" +
-              file + "'); print(" + expression + ")\"");
+    return Sh(
+        "/usr/bin/python3 -c \"import mutagen.oggopus, mutagen.flac, base64; "
+        "f=mutagen.oggopus.OggOpus('" +
+        file + "'); print(" + expression + ")\"");
   }
   // A source of this many channels with a tone of its own in each.
   void MakeToneSource(const std::string& name, int channels, int rate = 48000) {
     std::string synth;
     for (int c = 0; c < channels; ++c) synth += " sine " + std::to_string(kTones[size_t(c)]);
-    Sh("sox -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) + " -b 16 " + name + " synth 1" + synth +
-       " gain -9");
+    Sh("sox -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) + " -b 16 " + name +
+       " synth 1" + synth + " gain -9");
   }
   // Every channel of a decoded file carries the tone of the same source channel.
   void ExpectTonesInPlace(const std::string& file, int channels, const std::string& label) {
@@ -90,22 +95,28 @@ class OpusTest : public ConversionTest {
 };
 
 TEST_F(OpusTest, EncodesEachLayoutAndRateIntoAStreamTheRefereesAccept) {
-  Sh("sox src44.wav -b 24 mono24.wav remix 1 && sox src48.wav -e floating-point -b 32 -r 96000 float96.wav");
+  Sh("sox src44.wav -b 24 mono24.wav remix 1 && sox src48.wav -e floating-point -b 32 -r 96000 "
+     "float96.wav");
   Sh("sox src44.wav -b 8 -r 8000 mono8.wav remix 1 && sox src48.wav -b 32 int32.wav");
   struct Case {
     const char* source;
     const char* channels;
     const char* rate;
   };
-  for (Case c : {Case{"src48.wav", "2", "48000"}, {"src44.wav", "2", "44100"}, {"mono24.wav", "1", "44100"},
-                 {"float96.wav", "2", "96000"}, {"mono8.wav", "1", "8000"}, {"int32.wav", "2", "48000"}}) {
+  for (Case c : {Case{"src48.wav", "2", "48000"},
+                 {"src44.wav", "2", "44100"},
+                 {"mono24.wav", "1", "44100"},
+                 {"float96.wav", "2", "96000"},
+                 {"mono8.wav", "1", "8000"},
+                 {"int32.wav", "2", "48000"}}) {
     RunResult r = Transmill(c.source, "out.opus", "-convert_to=opus");
     ASSERT_EQ(r.exitCode, 0) << c.source << r.err;
     EXPECT_EQ(OpusinfoComplaints("out.opus"), "") << c.source;
     EXPECT_EQ(Probe("out.opus", "codec_name"), "opus") << c.source;
     EXPECT_EQ(Probe("out.opus", "channels"), c.channels) << c.source;
     // The source's rate travels in the header; the audio itself is always 48 kHz.
-    EXPECT_EQ(OpusinfoLine("out.opus", "Original sample rate"), std::string(c.rate) + " Hz") << c.source;
+    EXPECT_EQ(OpusinfoLine("out.opus", "Original sample rate"), std::string(c.rate) + " Hz")
+        << c.source;
     long frames = OpusdecFrames("out.opus");
     if (std::string(c.rate) == "48000")
       EXPECT_EQ(frames, kFrames) << c.source;
@@ -136,7 +147,8 @@ TEST_F(OpusTest, BitRateAndModeSettingsReachTheStream) {
   ASSERT_EQ(Transmill("noise.wav", "cbr.opus", "-convert_to=opus --hard-cbr -b 64").exitCode, 0);
   EXPECT_NEAR(FormatBitRate("cbr.opus"), 64000, 64000 * 0.05);
   EXPECT_EQ(PacketSizes("cbr.opus"), std::to_string(64000 / 8 / 50));  // 64 kbps in 20 ms packets
-  EXPECT_NE(PacketSizes("cvbr.opus").find('\n'), std::string::npos) << "constrained VBR varies the size";
+  EXPECT_NE(PacketSizes("cvbr.opus").find('\n'), std::string::npos)
+      << "constrained VBR varies the size";
   // Complexity 10 is the default; 0 encodes differently.
   ASSERT_EQ(Transmill("noise.wav", "comp10.opus", "-convert_to=opus --comp 10").exitCode, 0);
   ASSERT_EQ(Transmill("noise.wav", "comp0.opus", "-convert_to=opus -complexity 0").exitCode, 0);
@@ -149,7 +161,8 @@ TEST_F(OpusTest, BitRateAndModeSettingsReachTheStream) {
 
 TEST_F(OpusTest, RefusesSettingsOutOfRangeAndMoreThanEightChannels) {
   // Named with one dash in the message, however many were typed.
-  for (const char* setting : {"-b 5", "-b 600", "--bitrate fast", "--comp 11", "-complexity 2.5", "-b 1.2.3"}) {
+  for (const char* setting :
+       {"-b 5", "-b 600", "--bitrate fast", "--comp 11", "-complexity 2.5", "-b 1.2.3"}) {
     RunResult r = Transmill("src48.wav", "bad.opus", std::string("-convert_to=opus ") + setting);
     EXPECT_EQ(r.exitCode, 1) << setting;
     std::string named = setting[1] == '-' ? setting + 1 : setting;
@@ -158,7 +171,9 @@ TEST_F(OpusTest, RefusesSettingsOutOfRangeAndMoreThanEightChannels) {
   Sh("sox -n -r 48000 -c 9 -b 16 nine.wav synth 0.2 sine 300 gain -3");
   RunResult r = Transmill("nine.wav", "nine.opus", "-convert_to=opus");
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("Opus takes one to eight channels here, the source has 9"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Opus takes one to eight channels here, the source has 9"),
+            std::string::npos)
+      << r.err;
 }
 
 TEST_F(OpusTest, SurroundChannelsKeepTheirPlacesBothWays) {
@@ -196,8 +211,9 @@ TEST_F(OpusTest, DecodesOpusencFilesToTheirExactLengthWithTheirTags) {
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(Samples("out.wav"), OpusdecFrames("tagged.opus"));
   EXPECT_EQ(Probe("out.wav", "sample_rate"), "48000");
-  EXPECT_EQ(Sh("ffprobe -v error -show_entries format_tags=title,artist -of default=nw=1:nk=1 out.wav"),
-            "A Title\nAn Artist");
+  EXPECT_EQ(
+      Sh("ffprobe -v error -show_entries format_tags=title,artist -of default=nw=1:nk=1 out.wav"),
+      "A Title\nAn Artist");
   // The samples line up with opusdec's: pre-skip and end trimming are the same.
   Sh("opusdec --quiet --float --rate 48000 tagged.opus ref.wav");
   DecoderPlugin d("opus");
@@ -214,7 +230,8 @@ TEST_F(OpusTest, DecodesOpusencFilesToTheirExactLengthWithTheirTags) {
   ASSERT_EQ(bytes.size(), ref.samples.size() * 4);
   const float* ours = reinterpret_cast<const float*>(bytes.data());
   double worst = 0;
-  for (size_t i = 0; i < ref.samples.size(); ++i) worst = std::max(worst, double(std::fabs(ours[i] - ref.samples[i])));
+  for (size_t i = 0; i < ref.samples.size(); ++i)
+    worst = std::max(worst, double(std::fabs(ours[i] - ref.samples[i])));
   EXPECT_LT(worst, 1e-3);
   std::string tags;
   for (const codec::TagItem& tag : codec::ReadTagItemBlock(info.idTags, info.idTagsSize))
@@ -230,7 +247,8 @@ std::string Quality(const TvOpenInfo& info) {
 
 TEST_F(OpusTest, DecoderGivesLengthBitRateQualityAndSeeks) {
   Sh("sox -n -r 48000 -c 2 -b 16 noise.wav synth 1.5 pinknoise vol 0.5");
-  Sh("opusenc --quiet --bitrate 128 noise.wav vbr.opus && opusenc --quiet --hard-cbr --bitrate 64 noise.wav cbr.opus");
+  Sh("opusenc --quiet --bitrate 128 noise.wav vbr.opus && opusenc --quiet --hard-cbr --bitrate 64 "
+     "noise.wav cbr.opus");
   DecoderPlugin d("opus");
   ASSERT_TRUE(d.Complete());
   TvPluginValue entry{};
@@ -261,21 +279,25 @@ TEST_F(OpusTest, TagsAndPicturesWrittenAfterEncodingReadBackByMutagen) {
   EXPECT_EQ(Mutagen("tagged.opus", "f['title'][0], f['artist'][0]"), "Written Someone");
   EXPECT_EQ(OpusinfoComplaints("tagged.opus"), "");
   EXPECT_EQ(OpusdecFrames("tagged.opus"), kFrames);
-  ASSERT_EQ(Transmill("src48.wav", "bare.opus", "-convert_to=opus -notags -tag=\"Title=Dropped\"").exitCode, 0);
+  ASSERT_EQ(Transmill("src48.wav", "bare.opus", "-convert_to=opus -notags -tag=\"Title=Dropped\"")
+                .exitCode,
+            0);
   EXPECT_EQ(Mutagen("bare.opus", "len(f.tags.keys())"), "0");
   // A picture in the source travels into the new file with the texts.
   Sh("sox src48.wav -n spectrogram -x 100 -y 64 -o cover.png");
   Sh("opusenc --quiet --title 'Pictured' --picture cover.png src48.wav source.opus");
   ASSERT_EQ(Transmill("source.opus", "copy.opus", "-convert_to=opus -b 96").exitCode, 0);
-  std::string picture = Mutagen("copy.opus", "f['title'][0], len(mutagen.flac.Picture(base64.b64decode("
-                                             "f['metadata_block_picture'][0])).data)");
+  std::string picture = Mutagen("copy.opus",
+                                "f['title'][0], len(mutagen.flac.Picture(base64.b64decode("
+                                "f['metadata_block_picture'][0])).data)");
   EXPECT_EQ(picture, "Pictured " + std::to_string(FileSize("cover.png")));
   EXPECT_EQ(OpusinfoComplaints("copy.opus"), "");
   EXPECT_EQ(OpusdecFrames("copy.opus"), kFrames);  // Opus to Opus, through float, keeps the length
 }
 
 TEST_F(OpusTest, ChainedStreamsDecodeAsOneWhenTheirChannelCountsAgree) {
-  Sh("sox src48.wav mono.wav remix 1 && opusenc --quiet src48.wav one.opus && opusenc --quiet src44.wav two.opus");
+  Sh("sox src48.wav mono.wav remix 1 && opusenc --quiet src48.wav one.opus && opusenc --quiet "
+     "src44.wav two.opus");
   Sh("opusenc --quiet mono.wav three.opus && cat one.opus two.opus > chain.opus");
   Sh("cat one.opus three.opus > mixed.opus");
   ASSERT_EQ(Transmill("chain.opus", "out.wav", "-convert_to=wav").exitCode, 0);
@@ -286,22 +308,30 @@ TEST_F(OpusTest, ChainedStreamsDecodeAsOneWhenTheirChannelCountsAgree) {
 }
 
 TEST_F(OpusTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
-  Sh("sox -n -r 48000 -c 2 -b 16 noise.wav synth 4 pinknoise vol 0.5 && opusenc --quiet noise.wav good.opus");
-  Sh("head -c 30000 good.opus > cut.opus && head -c 2000 good.opus > short.opus && head -c 100 good.opus > head.opus");
-  Sh("cp good.opus hole.opus && dd if=/dev/zero of=hole.opus bs=1 seek=20000 count=3000 conv=notrunc 2>/dev/null");
+  Sh("sox -n -r 48000 -c 2 -b 16 noise.wav synth 4 pinknoise vol 0.5 && opusenc --quiet noise.wav "
+     "good.opus");
+  Sh("head -c 30000 good.opus > cut.opus && head -c 2000 good.opus > short.opus && head -c 100 "
+     "good.opus > head.opus");
+  Sh("cp good.opus hole.opus && dd if=/dev/zero of=hole.opus bs=1 seek=20000 count=3000 "
+     "conv=notrunc 2>/dev/null");
   // Cut exactly where the last page starts: every page left is whole, but the stream has no end.
   Sh("head -c $(grep -abo OggS good.opus | tail -1 | cut -d: -f1) good.opus > nolast.opus");
-  Sh("cp src48.wav wave.opus && sox src48.wav vorbis.ogg && cp vorbis.ogg vorbis.opus && : > empty.opus");
-  for (const char* source : {"cut.opus", "short.opus", "head.opus", "hole.opus", "nolast.opus", "wave.opus",
-                             "vorbis.opus", "empty.opus"}) {
+  Sh("cp src48.wav wave.opus && sox src48.wav vorbis.ogg && cp vorbis.ogg vorbis.opus && : > "
+     "empty.opus");
+  for (const char* source : {"cut.opus", "short.opus", "head.opus", "hole.opus", "nolast.opus",
+                             "wave.opus", "vorbis.opus", "empty.opus"}) {
     RunResult r = Transmill(source, "out.wav", "-convert_to=wav");
     EXPECT_EQ(r.exitCode, 1) << source;
-    EXPECT_EQ(r.err.rfind(std::string("Error: Unable to open file '") + source + "': ", 0), 0u) << r.err;
+    EXPECT_EQ(r.err.rfind(std::string("Error: Unable to open file '") + source + "': ", 0), 0u)
+        << r.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "out.wav")) << source;
   }
-  EXPECT_NE(Transmill("wave.opus", "out.wav", "-convert_to=wav").err.find("not an Ogg Opus file"), std::string::npos);
-  EXPECT_NE(Transmill("cut.opus", "out.wav", "-convert_to=wav").err.find("truncated"), std::string::npos);
-  EXPECT_NE(Transmill("hole.opus", "out.wav", "-convert_to=wav").err.find("damaged"), std::string::npos);
+  EXPECT_NE(Transmill("wave.opus", "out.wav", "-convert_to=wav").err.find("not an Ogg Opus file"),
+            std::string::npos);
+  EXPECT_NE(Transmill("cut.opus", "out.wav", "-convert_to=wav").err.find("truncated"),
+            std::string::npos);
+  EXPECT_NE(Transmill("hole.opus", "out.wav", "-convert_to=wav").err.find("damaged"),
+            std::string::npos);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The WavPack plug-ins: whole conversions through the transmill program with wavpack, wvunpack,
 // ffprobe and mutagen as referees, and the decoder's own calls for quality text, tags and seeking.
-#include "tests/codecs/CodecPlugins.h"
 #include "codecs/common/TagBridge.h"
+#include "tests/codecs/CodecPlugins.h"
 
 #include <filesystem>
 
@@ -33,12 +33,13 @@ class WavPackTest : public ConversionTest {
     audio.frames = kFrames;
     audio.format = (channels == 6 ? SF_FORMAT_WAVEX : SF_FORMAT_WAV) | format;
     if (channels == 6)
-      audio.channelMap = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT, SF_CHANNEL_MAP_CENTER,
-                          SF_CHANNEL_MAP_LFE, SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_RIGHT};
+      audio.channelMap = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT,     SF_CHANNEL_MAP_CENTER,
+                          SF_CHANNEL_MAP_LFE,  SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_RIGHT};
     EXPECT_TRUE(audio.Write(folder / name));
     return name;
   }
-  RunResult Encode(const std::string& in, const std::string& out, const std::string& settings = "") {
+  RunResult Encode(const std::string& in, const std::string& out,
+                   const std::string& settings = "") {
     return Transmill(in, out, "-convert_to=wavpack " + settings);
   }
   // What wvunpack makes of a .wv: the raw samples, as a WAV's data chunk would hold them.
@@ -46,7 +47,9 @@ class WavPackTest : public ConversionTest {
     Sh("rm -f unpacked.raw && wvunpack -q -y -r '" + wv + "' -o unpacked.raw 2>/dev/null");
     return WholeFile(folder / "unpacked.raw");
   }
-  bool Verified(const std::string& wv) { return Sh("wvunpack -q -vv '" + wv + "' >/dev/null 2>&1; echo $?") == "0"; }
+  bool Verified(const std::string& wv) {
+    return Sh("wvunpack -q -vv '" + wv + "' >/dev/null 2>&1; echo $?") == "0";
+  }
   long Size(const std::string& file) { return long(std::filesystem::file_size(folder / file)); }
 };
 
@@ -57,9 +60,12 @@ TEST_F(WavPackTest, EncodesEachLayoutLosslesslyAsWvunpackReadsIt) {
     int format;
     size_t bytes;
   };
-  for (Case c : {Case{"s16.wav", 2, SF_FORMAT_PCM_16, 2}, {"mono24.wav", 1, SF_FORMAT_PCM_24, 3},
-                 {"six16.wav", 6, SF_FORMAT_PCM_16, 2}, {"s32.wav", 2, SF_FORMAT_PCM_32, 4},
-                 {"float.wav", 2, SF_FORMAT_FLOAT, 4}, {"u8.wav", 2, SF_FORMAT_PCM_U8, 1}}) {
+  for (Case c : {Case{"s16.wav", 2, SF_FORMAT_PCM_16, 2},
+                 {"mono24.wav", 1, SF_FORMAT_PCM_24, 3},
+                 {"six16.wav", 6, SF_FORMAT_PCM_16, 2},
+                 {"s32.wav", 2, SF_FORMAT_PCM_32, 4},
+                 {"float.wav", 2, SF_FORMAT_FLOAT, 4},
+                 {"u8.wav", 2, SF_FORMAT_PCM_U8, 1}}) {
     Source(c.name, c.channels, c.format);
     RunResult r = Encode(c.name, "out.wv");
     ASSERT_EQ(r.exitCode, 0) << c.name << r.err;
@@ -68,8 +74,10 @@ TEST_F(WavPackTest, EncodesEachLayoutLosslesslyAsWvunpackReadsIt) {
     ASSERT_EQ(source.size(), size_t(kFrames) * size_t(c.channels) * c.bytes);
     EXPECT_TRUE(Unpacked("out.wv") == source) << c.name;
     // The first block was rewritten with the final count: readers see the exact length.
-    EXPECT_EQ(Sh("ffprobe -v error -count_packets -show_entries stream=duration_ts -of csv=p=0 out.wv"),
-              std::to_string(kFrames)) << c.name;
+    EXPECT_EQ(
+        Sh("ffprobe -v error -count_packets -show_entries stream=duration_ts -of csv=p=0 out.wv"),
+        std::to_string(kFrames))
+        << c.name;
     if (c.channels == 6) {
       EXPECT_EQ(Probe("out.wv", "channel_layout"), "5.1(side)");
     }
@@ -199,7 +207,8 @@ TEST_F(WavPackTest, SmallHybridValuesAreBitsPerSample) {
 TEST_F(WavPackTest, LosslessnessFollowsTheSettings) {
   EncoderPlugin e("wavpack");
   ASSERT_TRUE(e.Complete());
-  for (auto [settings, lossless] : {std::pair{u"", 1}, {u"-hh -x3", 1}, {u"-b 256", 0}, {u"-b3 -c", 1}}) {
+  for (auto [settings, lossless] :
+       {std::pair{u"", 1}, {u"-hh -x3", 1}, {u"-b 256", 0}, {u"-b3 -c", 1}}) {
     TvPluginValue value{};
     value.text1 = settings;
     EXPECT_EQ(e.get(e.instance, TV_KEY_IS_LOSSLESS, &value), lossless) << Narrow(settings);
@@ -210,17 +219,23 @@ TEST_F(WavPackTest, LosslessnessFollowsTheSettings) {
 }
 
 TEST_F(WavPackTest, TagsAndPicturesTravelIntoTheOutput) {
-  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 0.5 sine 440 && printf '\\211PNG\\r\\n\\032\\nrest' > cover.png");
-  Sh("wavpack -q -y -w 'Artist=The Artist' --write-binary-tag 'Cover Art (Front)=@cover.png' src.wav -o tagged.wv");
+  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 0.5 sine 440 && printf '\\211PNG\\r\\n\\032\\nrest' "
+     "> cover.png");
+  Sh("wavpack -q -y -w 'Artist=The Artist' --write-binary-tag 'Cover Art (Front)=@cover.png' "
+     "src.wav -o tagged.wv");
   RunResult r = Encode("tagged.wv", "out.wv", "-tag=\"Title=Given Title\"");
   ASSERT_EQ(r.exitCode, 0) << r.err;
-  std::string tags = Sh("/usr/bin/python3 -c \"import mutagen.apev2 as a; t=a.APEv2('out.wv'); "
-                        "print(t['Title'], t['Artist'], bytes(t['Cover Art (Front)'].value).split(b'\\\\0', 1)[1][:4])\"");
+  std::string tags =
+      Sh("/usr/bin/python3 -c \"import mutagen.apev2 as a; t=a.APEv2('out.wv'); "
+         "print(t['Title'], t['Artist'], bytes(t['Cover Art (Front)'].value).split(b'\\\\0', "
+         "1)[1][:4])\"");
   EXPECT_EQ(tags, "Given Title The Artist b'\\x89PNG'");
   EXPECT_TRUE(Verified("out.wv"));
   ASSERT_EQ(Encode("tagged.wv", "bare.wv", "-notags -tag=\"Title=Given Title\"").exitCode, 0);
-  EXPECT_EQ(Sh("/usr/bin/python3 -c \"import mutagen.apev2 as a\ntry: a.APEv2('bare.wv'); print('tagged')\n"
-               "except a.APENoHeaderError: print('bare')\""), "bare");
+  EXPECT_EQ(Sh("/usr/bin/python3 -c \"import mutagen.apev2 as a\ntry: a.APEv2('bare.wv'); "
+               "print('tagged')\n"
+               "except a.APENoHeaderError: print('bare')\""),
+            "bare");
 }
 
 TEST_F(WavPackTest, BadSettingsAndEmptySourcesFailTheRun) {
@@ -231,9 +246,9 @@ TEST_F(WavPackTest, BadSettingsAndEmptySourcesFailTheRun) {
   EXPECT_NE(empty.err.find("holds no audio samples"), std::string::npos) << empty.err;
   Sh("sox -n -r 44100 -c 1 -b 16 src.wav synth 0.2 sine 300");
   for (auto [settings, shown] : {std::pair{"-x9", "Unknown encoder setting '-x9'"},
-                                  {"-b 1", "Unknown encoder setting '-b 1'"},
-                                  {"-b abc", "Unknown encoder setting '-b abc'"},
-                                  {"-c", "'-c' needs hybrid mode"}}) {
+                                 {"-b 1", "Unknown encoder setting '-b 1'"},
+                                 {"-b abc", "Unknown encoder setting '-b abc'"},
+                                 {"-c", "'-c' needs hybrid mode"}}) {
     RunResult r = Encode("src.wav", "out.wv", settings);
     EXPECT_EQ(r.exitCode, 1) << settings;
     EXPECT_NE(r.err.find(shown), std::string::npos) << settings << ": " << r.err;
@@ -241,19 +256,23 @@ TEST_F(WavPackTest, BadSettingsAndEmptySourcesFailTheRun) {
 }
 
 TEST_F(WavPackTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
-  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5 && wavpack -q -y src.wav -o good.wv");
+  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5 && wavpack -q -y src.wav -o "
+     "good.wv");
   long size = Size("good.wv");
   Sh("head -c " + std::to_string(size / 2) + " good.wv > cut.wv && cp src.wav wave.wv");
-  Sh("yes 'no audio in here' | head -c 40000 > text.wv && : > empty.wv && head -c 20 good.wv > stub.wv");
+  Sh("yes 'no audio in here' | head -c 40000 > text.wv && : > empty.wv && head -c 20 good.wv > "
+     "stub.wv");
   Sh("cp good.wv hole.wv && dd if=/dev/urandom of=hole.wv bs=1 seek=" + std::to_string(size / 2) +
      " count=2000 conv=notrunc 2>/dev/null");
   // A hybrid pair whose correction file is damaged: the pair can't be decoded losslessly.
   Sh("wavpack -q -y -b256 -c src.wav -o pair.wv");
   Sh("dd if=/dev/urandom of=pair.wvc bs=1 seek=" + std::to_string(Size("pair.wvc") / 2) +
      " count=500 conv=notrunc 2>/dev/null");
-  EXPECT_NE(Transmill("pair.wv", "out.wav", "-convert_to=wav").err.find("its correction file: damaged block"),
+  EXPECT_NE(Transmill("pair.wv", "out.wav", "-convert_to=wav")
+                .err.find("its correction file: damaged block"),
             std::string::npos);
-  for (const char* source : {"cut.wv", "wave.wv", "text.wv", "empty.wv", "stub.wv", "hole.wv", "pair.wv"}) {
+  for (const char* source :
+       {"cut.wv", "wave.wv", "text.wv", "empty.wv", "stub.wv", "hole.wv", "pair.wv"}) {
     RunResult r = Transmill(source, "out.wav", "-convert_to=wav");
     EXPECT_EQ(r.exitCode, 1) << source;
     bool opening = r.err.rfind(std::string("Error: Unable to open file '") + source + "'", 0) == 0;
@@ -265,7 +284,8 @@ TEST_F(WavPackTest, DamagedTruncatedAndMislabelledFilesFailTheRunCleanly) {
 
 // Damage that turns up after Open (the file changed under the decoder) fails the decoding call.
 TEST_F(WavPackTest, DamageFoundWhileDecodingFailsTheBlockWithAReason) {
-  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5 && wavpack -q -y src.wav -o good.wv");
+  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5 && wavpack -q -y src.wav -o "
+     "good.wv");
   WavPackDecoder d;
   ASSERT_TRUE(d.Open(folder / "good.wv")) << d.errors.Text();
   Sh("dd if=/dev/urandom of=good.wv bs=1 seek=" + std::to_string(Size("good.wv") / 2) +

@@ -1,4 +1,5 @@
-/* Shared parts of the engine's scripted test plug-ins: settings from the environment, a call log. */
+/* Shared parts of the engine's scripted test plug-ins: settings from the environment, a call log.
+ */
 #ifndef TV_SCRIPT_COMMON_H
 #define TV_SCRIPT_COMMON_H
 #include <stdio.h>

@@ -6,8 +6,8 @@
    Calls are logged with the library's name. */
 #define _GNU_SOURCE
 #define TV_DSP_PLUGIN
-#include "sdk/tv_plugin.h"
 #include "sdk/tv_named.h"
+#include "sdk/tv_plugin.h"
 #include "tests/engine/plugins/TvScriptCommon.h"
 
 #include <dlfcn.h>
@@ -99,10 +99,14 @@ TV_PLUGIN_EXPORT int32_t DSP_Set(TvInstance instance, const char16_t* key, TvPlu
   return 1;
 }
 
-TV_PLUGIN_EXPORT int32_t DSP_ShowConfigBit(TvInstance i, uint32_t a, uint32_t b, uint32_t c, uint32_t d) { return 0; }
+TV_PLUGIN_EXPORT int32_t DSP_ShowConfigBit(TvInstance i, uint32_t a, uint32_t b, uint32_t c,
+                                           uint32_t d) {
+  return 0;
+}
 TV_PLUGIN_EXPORT int32_t DSP_RemoveConfigBit(TvInstance i, uint32_t a) { return 0; }
 
-TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info, const char16_t* params) {
+TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info,
+                                             const char16_t* params) {
   Effect* e = instance;
   ScriptNarrow(params, e->params, sizeof e->params);
   Log("DSP_BeginConversion", "");

@@ -3,8 +3,8 @@
    with data), "E" alone (empty last block), "F" (DecodeBlock fails), "N" (nothing, for ever),
    "Q" (sets the run's quit event, as a host would, and gives nothing). */
 #define TV_DECODER_PLUGIN
-#include "sdk/tv_plugin.h"
 #include "sdk/tv_named.h"
+#include "sdk/tv_plugin.h"
 #include "tests/engine/plugins/TvScriptCommon.h"
 
 typedef struct Decoder {
@@ -100,7 +100,8 @@ TV_PLUGIN_EXPORT int32_t Close(TvInstance instance, TvConversionInfo* info) {
 static void FillData(Decoder* d, TvAudioBlock* block, long count) {
   free(d->data);
   d->data = malloc(count > 0 ? (size_t)count : 1);
-  for (long i = 0; i < count; i++) d->data[i] = (unsigned char)(d->position + (unsigned long long)i);
+  for (long i = 0; i < count; i++)
+    d->data[i] = (unsigned char)(d->position + (unsigned long long)i);
   block->data = d->data;
   block->byteCount = (uint32_t)count;
   block->msPosition = d->position * 1000 / d->format.nAvgBytesPerSec;
@@ -133,5 +134,9 @@ TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
   return 1;
 }
 
-TV_PLUGIN_EXPORT int32_t SetPosition(TvInstance instance, uint32_t first, uint32_t second) { return 0; }
-TV_PLUGIN_EXPORT int32_t DeleteATag(TvInstance instance, uint32_t first, uint32_t second) { return 0; }
+TV_PLUGIN_EXPORT int32_t SetPosition(TvInstance instance, uint32_t first, uint32_t second) {
+  return 0;
+}
+TV_PLUGIN_EXPORT int32_t DeleteATag(TvInstance instance, uint32_t first, uint32_t second) {
+  return 0;
+}

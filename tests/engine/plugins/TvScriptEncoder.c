@@ -1,8 +1,8 @@
 /* An encoder for engine tests: writes the bytes it gets to the output, logs its calls, and fails
    or stops the run where TVTEST_... variables say. */
 #define TV_ENCODER_PLUGIN
-#include "sdk/tv_plugin.h"
 #include "sdk/tv_named.h"
+#include "sdk/tv_plugin.h"
 #include "tests/engine/plugins/TvScriptCommon.h"
 
 typedef struct Encoder {
@@ -48,7 +48,10 @@ TV_PLUGIN_EXPORT int32_t ENC_Set(TvInstance instance, const char16_t* key, TvPlu
   return 1;
 }
 
-TV_PLUGIN_EXPORT int32_t ENC_ShowConfigBit(TvInstance i, uint32_t a, uint32_t b, uint32_t c, uint32_t d) { return 0; }
+TV_PLUGIN_EXPORT int32_t ENC_ShowConfigBit(TvInstance i, uint32_t a, uint32_t b, uint32_t c,
+                                           uint32_t d) {
+  return 0;
+}
 TV_PLUGIN_EXPORT int32_t ENC_RemoveConfigBit(TvInstance i, uint32_t a) { return 0; }
 
 /* The "_encoder" item of the extra block: its key in UTF-16LE, then its value. */
@@ -56,10 +59,13 @@ static const char16_t* FindEncoderItem(const TvConversionInfo* info) {
   static const char16_t kKey[] = u"_encoder";
   const unsigned char* bytes = info->extraInfo;
   for (uint32_t at = 0; bytes && at + sizeof kKey <= info->extraInfoSize; at += 2)
-    if (memcmp(bytes + at, kKey, sizeof kKey) == 0) return (const char16_t*)(bytes + at + sizeof kKey);
+    if (memcmp(bytes + at, kKey, sizeof kKey) == 0)
+      return (const char16_t*)(bytes + at + sizeof kKey);
   return NULL;
 }
-static int ExtraHasEncoderName(const TvConversionInfo* info) { return FindEncoderItem(info) != NULL; }
+static int ExtraHasEncoderName(const TvConversionInfo* info) {
+  return FindEncoderItem(info) != NULL;
+}
 static const char* ScriptEncoderName(const TvConversionInfo* info) {
   static char name[128];
   ScriptNarrow(FindEncoderItem(info), name, sizeof name);
@@ -121,7 +127,8 @@ static void ReturnBlock(TvConversionInfo* info) {
   fclose(file);
 }
 
-TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info, int32_t* writeTags) {
+TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info,
+                                           int32_t* writeTags) {
   Encoder* e = instance;
   char output[512];
   ScriptNarrow(info->outputFile, output, sizeof output);

@@ -36,7 +36,8 @@ int32_t DSP_RemoveConfigBit(TvInstance instance, uint32_t a) {
   return 0;
 }
 
-int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info, const char16_t* parameters) {
+int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info,
+                            const char16_t* parameters) {
   (void)instance, (void)info, (void)parameters;
   return 1;
 }
@@ -51,8 +52,9 @@ int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block) {
   return 1;
 }
 
-int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile, TvWaveFormatExtensible* format,
-                        const char16_t* parameters, const char16_t* quitEventName) {
+int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile,
+                        TvWaveFormatExtensible* format, const char16_t* parameters,
+                        const char16_t* quitEventName) {
   (void)instance, (void)rawFile, (void)format, (void)parameters, (void)quitEventName;
   return 1;
 }

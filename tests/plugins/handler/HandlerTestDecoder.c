@@ -16,7 +16,8 @@ static const Entry streams[] = {{u".flac", u"FLAC"}, {0, 0}};
 #define UNLISTED 0
 #elif TEST_DECODER == 2 /* ends with a null text that is answered: what follows is never read */
 static const Entry decodes[] = {{u".MP3", u"MPEG Layer-3"}, {u".mp2", u"MPEG Layer-2"},
-                                {u".mpa", u"MPEG Layer-3"}, {0, u"none"}, {u".ogg", u"Vorbis"}, {0, 0}};
+                                {u".mpa", u"MPEG Layer-3"}, {0, u"none"},
+                                {u".ogg", u"Vorbis"},       {0, 0}};
 static const Entry streams[] = {{u".mp3", u"MPEG Layer-3"}, {0, 0}};
 #define UNLISTED 0
 #define ANSWER_NULL_TEXT 1
@@ -24,9 +25,13 @@ static const Entry streams[] = {{u".mp3", u"MPEG Layer-3"}, {0, 0}};
 static const Entry decodes[] = {{u".wav", u"Wave"}, {0, 0}};
 static const Entry streams[] = {{0, 0}};
 #define UNLISTED 1
-#elif TEST_DECODER == 4 /* an extension marked to be left out of the lists, and one without a dot name */
-static const Entry decodes[] = {{u".cue.IGNORE", u"Cue Sheet"}, {u".ignore", u"aiff"}, {u".aif", u"Aiff"},
-                                {u"", u"Raw"}, {0, 0}};
+#elif TEST_DECODER == \
+    4 /* an extension marked to be left out of the lists, and one without a dot name */
+static const Entry decodes[] = {{u".cue.IGNORE", u"Cue Sheet"},
+                                {u".ignore", u"aiff"},
+                                {u".aif", u"Aiff"},
+                                {u"", u"Raw"},
+                                {0, 0}};
 static const Entry streams[] = {{0, 0}};
 #define UNLISTED 0
 #elif TEST_DECODER == 5 /* announces .flac but lacks an export, so it never loads */

@@ -44,7 +44,8 @@ int32_t DSP_RemoveConfigBit(TvInstance instance, uint32_t a) {
 }
 #endif
 
-int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info, const char16_t* parameters) {
+int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info,
+                            const char16_t* parameters) {
   TestInstance& self = *Of(instance);
   bool ok = self.Allowed("DSP_BeginConversion");
   self.Record("DSP_BeginConversion output=" + Quoted(info ? info->outputFile : nullptr) +
@@ -76,14 +77,16 @@ int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block) {
   std::ostringstream line;
   line << "DSP_PassAudioBlock";
   if (block != nullptr)
-    line << " bytes=" << block->byteCount << " pos=" << block->msPosition << " eos=" << block->endOfStream;
+    line << " bytes=" << block->byteCount << " pos=" << block->msPosition
+         << " eos=" << block->endOfStream;
   line << " -> " << ok;
   self.Record(line.str());
   return ok;
 }
 
-int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile, TvWaveFormatExtensible* format,
-                        const char16_t* parameters, const char16_t* quitEventName) {
+int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile,
+                        TvWaveFormatExtensible* format, const char16_t* parameters,
+                        const char16_t* quitEventName) {
   TestInstance& self = *Of(instance);
   std::string line = "DSP_PassNonLive file=" + Quoted(rawFile) + " format=" + FormatText(format) +
                      " parameters=" + Quoted(parameters) + " quit=" + Quoted(quitEventName);

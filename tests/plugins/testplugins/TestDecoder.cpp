@@ -64,7 +64,8 @@ int32_t Open(TvInstance instance, TvOpenInfo* info) {
     info->format = ConfiguredFormat(self);
     info->bitRate = info->format.Format.nAvgBytesPerSec * 8;
     info->byteLength = TotalBytes(self);
-    info->msLength = uint64_t(self.Number("mslength", long(BytesToMs(info->format, info->byteLength))));
+    info->msLength =
+        uint64_t(self.Number("mslength", long(BytesToMs(info->format, info->byteLength))));
     self.tags = ReadWholeFile(self.Setting("tags"));
     self.properties = ReadWholeFile(self.Setting("properties"));
     info->idTags = self.tags.empty() ? nullptr : self.tags.data();
@@ -82,8 +83,7 @@ int32_t Close(TvInstance instance, TvConversionInfo* info) {
   TestInstance& self = *Of(instance);
   bool ok = self.Allowed("Close");
   self.Record("Close source=" + Quoted(info ? info->sourceFile : nullptr) +
-              " output=" + Quoted(info ? info->outputFile : nullptr) + " -> " +
-              std::to_string(ok));
+              " output=" + Quoted(info ? info->outputFile : nullptr) + " -> " + std::to_string(ok));
   return ok;
 }
 
@@ -95,8 +95,9 @@ int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
   if (ok && !waiting) {
     TvWaveFormatExtensible format = ConfiguredFormat(self);
     uint64_t total = TotalBytes(self);
-    uint64_t size = std::min<uint64_t>(total - std::min(total, self.position),
-                                       uint64_t(self.Number("blockframes", 4410)) * format.Format.nBlockAlign);
+    uint64_t size =
+        std::min<uint64_t>(total - std::min(total, self.position),
+                           uint64_t(self.Number("blockframes", 4410)) * format.Format.nBlockAlign);
     self.buffer.resize(size_t(size));
     for (uint64_t i = 0; i < size; ++i) self.buffer[size_t(i)] = TvTestAudioByte(self.position + i);
     block->data = size ? self.buffer.data() : nullptr;

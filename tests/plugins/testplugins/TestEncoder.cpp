@@ -56,7 +56,8 @@ int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   TestInstance& self = *Of(instance);
   bool ok = self.Allowed("ENC_BeginConversion") && info != nullptr && info->outputFile != nullptr;
   if (ok) {
-    self.fd = open(ToUtf8(info->outputFile).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    self.fd =
+        open(ToUtf8(info->outputFile).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     ok = self.fd >= 0;
   }
   self.Record("ENC_BeginConversion" + Describe(info) + " -> " + std::to_string(ok));

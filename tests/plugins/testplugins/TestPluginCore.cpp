@@ -78,7 +78,8 @@ int TestInstance::PreviousCalls(const char* exportName) const {
   std::ifstream file(logPath);
   std::string prefix = name + " " + exportName + " ";
   int count = 0;
-  for (std::string line; std::getline(file, line);) count += line.compare(0, prefix.size(), prefix) == 0;
+  for (std::string line; std::getline(file, line);)
+    count += line.compare(0, prefix.size(), prefix) == 0;
   return count;
 }
 

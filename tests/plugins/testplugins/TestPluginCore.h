@@ -35,8 +35,8 @@ struct TestInstance {
   std::vector<uint8_t> buffer;       // audio, tags or an own block buffer
   std::vector<uint8_t> tags;
   std::vector<uint8_t> properties;
-  uint64_t position = 0;             // bytes handed out so far
-  int fd = -1;                       // the encoder's output
+  uint64_t position = 0;  // bytes handed out so far
+  int fd = -1;            // the encoder's output
 
   std::string Setting(const std::string& key, const std::string& fallback = "") const;
   long Number(const std::string& key, long fallback = 0) const;
@@ -70,7 +70,7 @@ void EndInstance(TestInstance* instance, const char* exportName);
 
 std::string ToUtf8(const char16_t* text);  // "(null)" for null
 std::u16string ToUtf16(const std::string& text);
-std::string Quoted(const char16_t* text);  // the text in double quotes, or null
+std::string Quoted(const char16_t* text);                      // the text in double quotes, or null
 std::string FormatText(const TvWaveFormatExtensible* format);  // tag/channels/rate/bits
 std::vector<uint8_t> ReadWholeFile(const std::string& path);
 bool WriteWholeFile(const std::string& path, const void* data, size_t size);

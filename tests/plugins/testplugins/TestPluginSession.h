@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/ScratchFolder.h"
 #include "foundation/XDebugLog.h"
 #include "foundation/XString.h"
 #include "tests/plugins/testplugins/tvtest_audio.h"
+#include "tests/support/ScratchFolder.h"
 
 // Writes the configuration into a fresh folder and points the plug-ins at it while it lives.
 // Each create reads the file anew, so settings may change between calls.

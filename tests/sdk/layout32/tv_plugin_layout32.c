@@ -1,4 +1,5 @@
-/* Compile-only proof that the plug-in records have their fixed 32-bit layout; built with -m32 as C and as C++. */
+/* Compile-only proof that the plug-in records have their fixed 32-bit layout; built with -m32 as C
+ * and as C++. */
 /* The export prototypes are parsed too, as a plug-in of each kind would see them. */
 #define TV_DECODER_PLUGIN
 #define TV_ENCODER_PLUGIN

@@ -45,8 +45,7 @@ class Peer {
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
-    if (posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ) != 0)
-      pid = -1;
+    if (posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ) != 0) pid = -1;
     posix_spawn_file_actions_destroy(&actions);
     close(fds[1]);
     out = fds[0];
@@ -104,7 +103,7 @@ class Peer {
 
 // Runs a peer to its end; gives its exit code and its output.
 inline int RunPeer(const std::string& program, const std::vector<std::string>& args,
-               std::string* output = nullptr) {
+                   std::string* output = nullptr) {
   Peer peer(program, args);
   std::string text, line;
   while (!(line = peer.ReadLine()).empty()) text += line + "\n";

@@ -1,8 +1,11 @@
 /* The plug-in records as a C compiler lays them out, for the C++ layout test to compare. */
 #include "sdk/tv_plugin.h"
 
-#define PUT(value) \
-  do { if (count < room) out[count] = (value); ++count; } while (0)
+#define PUT(value)                          \
+  do {                                      \
+    if (count < room) out[count] = (value); \
+    ++count;                                \
+  } while (0)
 
 /* Sizes and offsets in the order TvPluginLayoutTest lists them; returns how many there are. */
 size_t TvPluginLayoutFromC(size_t* out, size_t room) {
@@ -50,12 +53,24 @@ size_t TvPluginLayoutFromC(size_t* out, size_t room) {
 
 /* A key as C code spells it, by position in TvPluginLayoutTest's list; null past the end. */
 const char16_t* TvPluginKeyFromC(int index) {
-  static const char16_t* const keys[] = {
-      TV_KEY_DECODES, TV_KEY_STREAMING_DECODES, TV_KEY_UNLISTED, TV_KEY_EVENT_QUIT,
-      TV_KEY_BATCH_ID, TV_KEY_PRIORITY, TV_KEY_DECODE_AS, TV_KEY_ID_TAGS,
-      TV_KEY_SEND_RAW_UNCOMPRESSED, TV_KEY_NEED_HQ_AUDIO, TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS,
-      TV_KEY_IS_LOSSLESS, TV_KEY_REQUIRES_DSP, TV_KEY_EXTENSION, TV_KEY_IS_LIVE,
-      TV_KEY_BATCH_END_CONVERSION, TV_KEY_COMMUNICATE, TV_KEY_COMMUNICATE_RESULT};
+  static const char16_t* const keys[] = {TV_KEY_DECODES,
+                                         TV_KEY_STREAMING_DECODES,
+                                         TV_KEY_UNLISTED,
+                                         TV_KEY_EVENT_QUIT,
+                                         TV_KEY_BATCH_ID,
+                                         TV_KEY_PRIORITY,
+                                         TV_KEY_DECODE_AS,
+                                         TV_KEY_ID_TAGS,
+                                         TV_KEY_SEND_RAW_UNCOMPRESSED,
+                                         TV_KEY_NEED_HQ_AUDIO,
+                                         TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS,
+                                         TV_KEY_IS_LOSSLESS,
+                                         TV_KEY_REQUIRES_DSP,
+                                         TV_KEY_EXTENSION,
+                                         TV_KEY_IS_LIVE,
+                                         TV_KEY_BATCH_END_CONVERSION,
+                                         TV_KEY_COMMUNICATE,
+                                         TV_KEY_COMMUNICATE_RESULT};
   if (index < 0 || index >= (int)(sizeof(keys) / sizeof(keys[0]))) return 0;
   return keys[index];
 }
