@@ -1,37 +1,67 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs one job: demo (a conversion at the console), test (the unit tests),
-# bench (the benchmarks) or fuzz (the tag block fuzz target; takes seconds as its argument).
+# check (the tests under sanitizers), bench (the benchmarks) or fuzz (the tag block fuzz target;
+# takes seconds as its argument).
 set -euo pipefail
 cd "$(dirname "$0")"
 job=${1:-demo}
 shift || true
 build=${TV_BUILD_DIR:-build}
+launcher=()
+if command -v ccache >/dev/null; then
+  launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+
+# Configures and builds one folder: configure_and_build <folder> [cmake options...]
+configure_and_build() {
+  local folder=$1
+  shift
+  cmake -S . -B "$folder" -G Ninja "${launcher[@]}" "$@" >/dev/null
+  cmake --build "$folder" -j "$(nproc)"
+}
+
+# The suites that start threads of their own, for the thread sanitizer.
+threaded_suites='foundation_tests|engine_tests|sdk_tests'
+
+check() {
+  # Address and undefined-behaviour sanitizers over the whole suite.
+  configure_and_build build-asan -DTV_SANITIZE=address,undefined
+  ASAN_OPTIONS=detect_leaks=1:halt_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    ctest --test-dir build-asan --output-on-failure -j "$(nproc)" "$@"
+  # The thread sanitizer over the suites that start threads.
+  cmake -S . -B build-tsan -G Ninja "${launcher[@]}" -DTV_SANITIZE=thread >/dev/null
+  local targets
+  targets=$(echo "$threaded_suites" | tr '|' ' ')
+  # shellcheck disable=SC2086
+  cmake --build build-tsan -j "$(nproc)" --target $targets transmill pcm_decoder wav_encoder
+  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+    ctest --test-dir build-tsan --output-on-failure -j "$(nproc)" -L "$threaded_suites" "$@"
+}
 
 bash ./setup.sh
-if [ "$job" = bench ]; then
-  build=${TV_BUILD_DIR:-build-bench}
-  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTV_BUILD_TESTS=OFF -DTV_BUILD_BENCH=ON >/dev/null
-elif [ "$job" != fuzz ]; then
-  cmake -S . -B "$build" -G Ninja >/dev/null
-fi
-[ "$job" = fuzz ] || cmake --build "$build" -j "$(nproc)"
-
 case "$job" in
   demo)
+    configure_and_build "$build"
     bash ./tools/demo.sh "$build" "$@"
     ;;
+  test)
+    configure_and_build "$build"
+    ctest --test-dir "$build" --output-on-failure -j "$(nproc)" "$@"
+    ;;
+  check)
+    check "$@"
+    ;;
   bench)
+    build=${TV_BUILD_DIR:-build-bench}
+    configure_and_build "$build" -DCMAKE_BUILD_TYPE=Release -DTV_BUILD_TESTS=OFF -DTV_BUILD_BENCH=ON
     "$build/bin/codec_handler_bench"
     bash ./bench/convert.sh "$build" "$@"
     ;;
   fuzz)
     sh ./fuzz/run.sh "$@"
     ;;
-  test)
-    ctest --test-dir "$build" --output-on-failure -j "$(nproc)" "$@"
-    ;;
   *)
-    echo "usage: run.sh demo|test|bench|fuzz [seconds]" >&2
+    echo "usage: run.sh demo|test|check|bench|fuzz [seconds]" >&2
     exit 2
     ;;
 esac
