@@ -78,10 +78,14 @@ class ErrorChannel {
   int ends[2];
 };
 
+// A built plug-in's library: <folder>/<stem>.so, or stem itself when it is a full path.
+inline std::string PluginPath(const std::string& folder, const std::string& stem) {
+  return stem[0] == '/' ? stem : std::string(TV_BIN_DIR) + "/" + folder + "/" + stem + ".so";
+}
+
 // A decoder plug-in (decoder/<stem>.so, pcm by default) with one instance.
 struct DecoderPlugin {
-  explicit DecoderPlugin(const std::string& stem = "pcm")
-      : library(std::string(TV_BIN_DIR) + "/decoder/" + stem + ".so") {
+  explicit DecoderPlugin(const std::string& stem = "pcm") : library(PluginPath("decoder", stem)) {
     create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
     destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
     get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
@@ -163,8 +167,7 @@ struct OpenedDecoder : DecoderPlugin {
 
 // One encoder plug-in (encoder/<stem>.so) with one instance.
 struct EncoderPlugin {
-  explicit EncoderPlugin(const std::string& stem)
-      : library(std::string(TV_BIN_DIR) + "/encoder/" + stem + ".so") {
+  explicit EncoderPlugin(const std::string& stem) : library(PluginPath("encoder", stem)) {
     create = library.Symbol<TvEncoderCreateFn>(TV_ENCODER_CREATE);
     destroy = library.Symbol<TvEncoderDestroyFn>(TV_ENCODER_DESTROY);
     get = library.Symbol<TvEncoderGetFn>(TV_ENCODER_GET);

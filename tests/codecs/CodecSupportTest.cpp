@@ -1,5 +1,6 @@
 // Option words, tag blocks and text conversion inside the PCM plug-ins.
 #include "codecs/common/CodecSupport.h"
+#include "codecs/common/TagItemBlock.h"
 
 #include <gtest/gtest.h>
 
@@ -35,26 +36,26 @@ TEST(CodecSupportTest, LastOptionWinsAndKeysIgnoreCase) {
 }
 
 TEST(CodecSupportTest, TagBlockRoundTripsAndKeepsOrder) {
-  TextPairs items = {{u"Title", u"\u00e9t\u00e9"}, {u"Artist", u""}, {u"", u"v"}};
-  std::vector<uint8_t> block = MakeTagBlock(items);
+  TagItems items = {{u"Title", u"\u00e9t\u00e9", {}}, {u"Artist", u"", {}}, {u"", u"v", {}}};
+  std::vector<uint8_t> block = MakeTagItemBlock(items);
   EXPECT_EQ(block.size(), 4u + (4 + 12 + 8) + (4 + 14 + 2) + (4 + 2 + 4));
-  EXPECT_EQ(ReadTagBlock(block.data(), uint32_t(block.size())), items);
-  EXPECT_EQ(MakeTagBlock({}), std::vector<uint8_t>({0, 0, 0, 0}));
+  EXPECT_EQ(ReadTagItemBlock(block.data(), uint32_t(block.size())), items);
+  EXPECT_EQ(MakeTagItemBlock({}), std::vector<uint8_t>({0, 0, 0, 0}));
 }
 
 TEST(CodecSupportTest, DamagedTagBlocksKeepWhatCameBefore) {
-  std::vector<uint8_t> block = MakeTagBlock({{u"A", u"1"}, {u"B", u"2"}});
-  EXPECT_TRUE(ReadTagBlock(nullptr, 10).empty());
-  EXPECT_TRUE(ReadTagBlock(block.data(), 4).empty());
+  std::vector<uint8_t> block = MakeTagItemBlock({{u"A", u"1", {}}, {u"B", u"2", {}}});
+  EXPECT_TRUE(ReadTagItemBlock(nullptr, 10).empty());
+  EXPECT_TRUE(ReadTagItemBlock(block.data(), 4).empty());
   // The second record cut short by one byte: only the first survives.
-  EXPECT_EQ(ReadTagBlock(block.data(), uint32_t(block.size() - 1)).size(), 1u);
+  EXPECT_EQ(ReadTagItemBlock(block.data(), uint32_t(block.size() - 1)).size(), 1u);
   // A count of 1 reads one record although two are there.
   block[0] = 1;
-  EXPECT_EQ(ReadTagBlock(block.data(), uint32_t(block.size())).size(), 1u);
+  EXPECT_EQ(ReadTagItemBlock(block.data(), uint32_t(block.size())).size(), 1u);
   // A negative record size ends the reading.
   block[0] = 2;
   block[4] = 0xFF, block[5] = 0xFF, block[6] = 0xFF, block[7] = 0xFF;
-  EXPECT_TRUE(ReadTagBlock(block.data(), uint32_t(block.size())).empty());
+  EXPECT_TRUE(ReadTagItemBlock(block.data(), uint32_t(block.size())).empty());
 }
 
 TEST(CodecSupportTest, Utf8ConversionHandlesSurrogatesAndBrokenInput) {

@@ -41,3 +41,10 @@ foreach(plugin mp3_encoder flac_encoder vorbis_encoder opus_encoder wavpack_enco
     add_dependencies(codecs_tests ${plugin})
   endif()
 endforeach()
+
+# A plug-in whose codec calls throw, to show that no exception leaves the exports.
+tv_codec_plugin(throwing_codec broken throwing ${CMAKE_CURRENT_SOURCE_DIR}/codecs/broken/ThrowingCodec.cpp)
+target_link_libraries(throwing_codec PRIVATE codec_decoder codec_encoder)
+set_target_properties(throwing_codec PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${TV_TEST_BIN_DIR}/codecs)
+add_dependencies(codecs_tests throwing_codec)
+target_compile_definitions(codecs_tests PRIVATE TV_TEST_CODEC="${TV_TEST_BIN_DIR}/codecs/throwing.so")
