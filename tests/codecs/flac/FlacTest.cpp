@@ -70,6 +70,8 @@ TEST_F(FlacTest, OddDepthsKeepTheirDepthBothWays) {
   // FLAC to FLAC stays at 12 bits and the flac tool gets the very samples back.
   ASSERT_EQ(Transmill("tool12.flac", "ours12.flac", "-convert_to=flac").exitCode, 0);
   EXPECT_EQ(Meta("ours12.flac", "--show-bps"), "12");
+  EXPECT_NE(Meta("ours12.flac", "--list --block-type=SEEKTABLE").find("seek points: 1"),
+            std::string::npos);
   Sh("flac -d -f -s -o back12.wav ours12.flac");
   WaveParts back(folder / "back12.wav");
   EXPECT_EQ(back.data, WaveParts(folder / "w12.wav").data);

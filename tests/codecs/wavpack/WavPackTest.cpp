@@ -55,6 +55,21 @@ TEST_F(WavPackTest, HybridIsSmallerAndTheCorrectionFileRestoresEveryBit) {
   }
 }
 
+TEST_F(WavPackTest, ModesChangeTheStreamButNeverTheSamples) {
+  Sh("sox src.wav -t raw src.raw");
+  for (const char* settings : {"-f", "-h", "-hh", "-x", "-x6", "-x 3 -h"}) {
+    ASSERT_EQ(
+        Transmill("src.wav", "out.wv", std::string("-convert_to=wavpack ") + settings).exitCode, 0)
+        << settings;
+    EXPECT_TRUE(Verified("out.wv")) << settings;
+    EXPECT_TRUE(Unpacked("out.wv") == ReadBytes(folder / "src.raw")) << settings;
+  }
+  // Written to a pipe, the tool can't go back to the first block: the length stays unknown.
+  Sh("cat src.wav | wavpack -i -q -y - -o - > piped.wv 2>/dev/null");
+  ASSERT_EQ(Transmill("piped.wv", "back.wav", "-convert_to=wav").exitCode, 0);
+  EXPECT_TRUE(SameSamples("src.wav", "back.wav"));
+}
+
 TEST_F(WavPackTest, Float64SourcesBecomeFloat32) {
   Sh("sox -n -r 48000 -c 2 -e floating-point -b 64 double.wav synth 0.5 sine 440 sine 550 gain -6");
   ASSERT_EQ(Transmill("double.wav", "out.wv", "-convert_to=wavpack").exitCode, 0);
