@@ -1,6 +1,7 @@
 // The settings store in SQLite: one database per user, a read-only system-wide one.
 #include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
+#include "sdk/tv_text.h"
 
 #include <sqlite3.h>
 
@@ -88,51 +89,16 @@ long FromSqlite(int rc) {
 // Names are kept as UTF-8; a lone surrogate is encoded like any other unit, so that every
 // UTF-16 name comes back exactly. The collation folds ASCII letters only, as names compare.
 std::string ToStoreText(std::u16string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
-    uint32_t c = text[i];
-    if (c >= 0xD800 && c < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
-        text[i + 1] < 0xE000) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
-    }
-    if (c < 0x80) {
-      out += char(c);
-    } else if (c < 0x800) {
-      out += char(0xC0 | (c >> 6));
-      out += char(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += char(0xE0 | (c >> 12));
-      out += char(0x80 | ((c >> 6) & 0x3F));
-      out += char(0x80 | (c & 0x3F));
-    } else {
-      out += char(0xF0 | (c >> 18));
-      out += char(0x80 | ((c >> 12) & 0x3F));
-      out += char(0x80 | ((c >> 6) & 0x3F));
-      out += char(0x80 | (c & 0x3F));
-    }
-  }
+  std::string out(tv_utf16_to_utf8(text.data(), text.size(), nullptr, 0, TV_TEXT_KEEP), '\0');
+  tv_utf16_to_utf8(text.data(), text.size(), out.data(), out.size(), TV_TEXT_KEEP);
   return out;
 }
 
 std::u16string FromStoreText(const unsigned char* text, int length) {
-  std::u16string out;
-  for (int i = 0; i < length;) {
-    uint32_t c = text[i];
-    int extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
-    if (extra) c &= 0x3Fu >> extra;
-    if (i + extra >= length) extra = length - i - 1;  // a cut sequence: take what is there
-    for (int k = 1; k <= extra; ++k) c = (c << 6) | (text[i + k] & 0x3F);
-    i += extra + 1;
-    if (c > 0x10FFFF) c = 0xFFFD;
-    if (c >= 0x10000) {
-      c -= 0x10000;
-      out += char16_t(0xD800 + (c >> 10));
-      out += char16_t(0xDC00 + (c & 0x3FF));
-    } else {
-      out += char16_t(c);
-    }
-  }
+  const char* bytes = reinterpret_cast<const char*>(text);
+  size_t n = length > 0 ? size_t(length) : 0;
+  std::u16string out(tv_utf8_to_utf16(bytes, n, nullptr, 0, TV_TEXT_KEEP), u'\0');
+  tv_utf8_to_utf16(bytes, n, out.data(), out.size(), TV_TEXT_KEEP);
   return out;
 }
 

@@ -16,6 +16,13 @@
    field reads as zero. Text is zero-terminated UTF-16. Every export returns a 32-bit result,
    non-zero for yes or success; an unknown key gives 0 and is no error. */
 
+/* Calling rules. The engine's main thread makes every call into a plug-in, one at a time; a
+   plug-in may start threads of its own and write to the error and information pipes from them.
+   What a party allocates stays its own: a buffer or text a plug-in hands out (a decoded block,
+   an open record's tags, a value of Get) is valid until that plug-in's next call; the engine's
+   records and tag block live to the end of the step that made them, so a plug-in copies what it
+   wants to keep. */
+
 #ifdef __cplusplus
 #define TV_PLUGIN_STATIC_ASSERT(condition, text) static_assert(condition, text)
 extern "C" {

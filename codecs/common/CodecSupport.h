@@ -1,4 +1,4 @@
-// Text, host messages, option words and tag blocks shared by the codec plug-ins.
+// Text, host messages and option words shared by the codec plug-ins.
 #pragma once
 #include "sdk/tv_plugin.h"
 
@@ -29,10 +29,5 @@ TextPairs ParseOptions(std::u16string_view line);
 // The value of the last option named key (ignoring case); found tells whether it was there.
 std::u16string OptionValue(const TextPairs& options, std::u16string_view key,
                            bool* found = nullptr);
-
-// The UTF-16 tag block: a count, then records of size, key, value and binary payload.
-std::vector<uint8_t> MakeTagBlock(const TextPairs& items);
-// Reads the texts of a block; a damaged record ends the reading with what came before it.
-TextPairs ReadTagBlock(const void* data, uint32_t size);
 
 }  // namespace codec

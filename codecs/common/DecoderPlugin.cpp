@@ -3,6 +3,8 @@
 #define TV_DECODER_PLUGIN
 #include "codecs/common/DecoderPlugin.h"
 #include "codecs/common/CodecSupport.h"
+#include "codecs/common/ExportGuard.h"
+#include "codecs/common/TagItemBlock.h"
 
 #include <algorithm>
 #include <limits>
@@ -37,7 +39,7 @@ void DecoderPlugin::Tell(TvOpenInfo& info, Description about) {
   info.byteLength = known * image.Format.nBlockAlign;
   info.bitRate = bitRate;
   tags = std::move(about.tags);
-  properties = MakeTagBlock({{TV_TAG_AUDIO_QUALITY, about.quality}});
+  properties = MakeTagItemBlock({{TV_TAG_AUDIO_QUALITY, about.quality, {}}});
   info.idTags = tags.data();
   info.idTagsSize = uint32_t(tags.size());
   info.properties = properties.data();
@@ -92,58 +94,75 @@ bool DecoderPlugin::FailReadAndClose(const std::string& reason) {
 }  // namespace codec
 
 using codec::DecoderPlugin;
+using codec::Guarded;
 
 namespace {
 
 DecoderPlugin* Cast(TvInstance instance) { return static_cast<DecoderPlugin*>(instance); }
+const TvHostContext* HostOf(TvInstance instance) { return &Cast(instance)->host; }
 
 }  // namespace
 
 extern "C" {
 
 TvInstance Create(TvHostContext* context) {
-  DecoderPlugin* d = codec::NewDecoder();
-  if (d && context) d->host = *context;
-  return d;
+  return Guarded(context, "Create", [&]() -> TvInstance {
+    DecoderPlugin* d = codec::NewDecoder();
+    if (d && context) d->host = *context;
+    return d;
+  });
 }
 
 int32_t Destroy(TvInstance instance) {
   if (!instance) return 0;
-  Cast(instance)->Close();
-  delete Cast(instance);
-  return 1;
+  return Guarded(HostOf(instance), "Destroy", [&] {
+    Cast(instance)->Close();
+    delete Cast(instance);
+    return 1;
+  });
 }
 
 int32_t Get(TvInstance instance, const char16_t* key, TvPluginValue* value) {
-  if (!instance || !value || !key || !codec::EqualsNoCase(key, TV_KEY_DECODES)) return 0;
-  std::span<const codec::DecodedType> types = codec::DecodedTypes();
-  if (value->index < 0 || size_t(value->index) >= types.size()) return 0;
-  value->text1 = types[size_t(value->index)].extension;
-  value->text2 = types[size_t(value->index)].formatName;
-  return 1;
+  if (!instance || !value || !key) return 0;
+  return Guarded(HostOf(instance), "Get", [&] {
+    if (!codec::EqualsNoCase(key, TV_KEY_DECODES)) return 0;
+    std::span<const codec::DecodedType> types = codec::DecodedTypes();
+    if (value->index < 0 || size_t(value->index) >= types.size()) return 0;
+    value->text1 = types[size_t(value->index)].extension;
+    value->text2 = types[size_t(value->index)].formatName;
+    return 1;
+  });
 }
 
 int32_t Set(TvInstance instance, const char16_t* key, TvPluginValue* value) {
-  return instance && key ? Cast(instance)->Set(key, value) : 0;
+  if (!instance || !key) return 0;
+  return Guarded(HostOf(instance), "Set", [&] { return Cast(instance)->Set(key, value); });
 }
 
 int32_t Open(TvInstance instance, TvOpenInfo* info) {
-  return instance && info ? Cast(instance)->Open(*info) : 0;
+  if (!instance || !info) return 0;
+  return Guarded(HostOf(instance), "Open", [&] { return Cast(instance)->Open(*info); });
 }
 
 int32_t Close(TvInstance instance, TvConversionInfo*) {
   if (!instance) return 0;
-  Cast(instance)->Close();
-  return 1;
+  return Guarded(HostOf(instance), "Close", [&] {
+    Cast(instance)->Close();
+    return 1;
+  });
 }
 
 int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
-  return instance && block ? Cast(instance)->DecodeBlock(*block) : 0;
+  if (!instance || !block) return 0;
+  return Guarded(HostOf(instance), "DecodeBlock",
+                 [&] { return Cast(instance)->DecodeBlock(*block); });
 }
 
 // first: position in milliseconds, low half; second: the high half.
 int32_t SetPosition(TvInstance instance, uint32_t first, uint32_t second) {
-  return instance ? Cast(instance)->SetPosition((uint64_t(second) << 32) | first) : 0;
+  if (!instance) return 0;
+  return Guarded(HostOf(instance), "SetPosition",
+                 [&] { return Cast(instance)->SetPosition((uint64_t(second) << 32) | first); });
 }
 
 int32_t DeleteATag(TvInstance, uint32_t, uint32_t) { return 0; }

@@ -3,6 +3,7 @@
 #define TV_ENCODER_PLUGIN
 #include "codecs/common/EncoderPlugin.h"
 #include "codecs/common/CodecSupport.h"
+#include "codecs/common/ExportGuard.h"
 
 namespace codec {
 
@@ -100,31 +101,37 @@ std::span<int32_t> EncoderPlugin::Integers(const TvAudioBlock& block) {
 }  // namespace codec
 
 using codec::EncoderPlugin;
+using codec::Guarded;
 
 namespace {
 
 EncoderPlugin* Cast(TvInstance instance) { return static_cast<EncoderPlugin*>(instance); }
+const TvHostContext* HostOf(TvInstance instance) { return &Cast(instance)->host; }
 
 }  // namespace
 
 extern "C" {
 
 TvInstance ENC_Create(TvHostContext* context) {
-  EncoderPlugin* encoder = codec::NewEncoder();
-  if (encoder && context) encoder->host = *context;
-  return encoder;
+  return Guarded(context, "ENC_Create", [&]() -> TvInstance {
+    EncoderPlugin* encoder = codec::NewEncoder();
+    if (encoder && context) encoder->host = *context;
+    return encoder;
+  });
 }
 
 int32_t ENC_Destroy(TvInstance instance) {
   if (!instance) return 0;
-  Cast(instance)->Release();
-  delete Cast(instance);
-  return 1;
+  return Guarded(HostOf(instance), "ENC_Destroy", [&] {
+    Cast(instance)->Release();
+    delete Cast(instance);
+    return 1;
+  });
 }
 
 int32_t ENC_Get(TvInstance instance, const char16_t* key, TvPluginValue* value) {
   if (!instance || !key || !value) return 0;
-  return Cast(instance)->Get(key, *value);
+  return Guarded(HostOf(instance), "ENC_Get", [&] { return Cast(instance)->Get(key, *value); });
 }
 
 int32_t ENC_Set(TvInstance instance, const char16_t* key, TvPluginValue*) {
@@ -138,17 +145,20 @@ int32_t ENC_RemoveConfigBit(TvInstance, uint32_t) { return 0; }
 
 int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   if (!instance || !info || !info->format) return 0;
-  return Cast(instance)->Begin(*info);
+  return Guarded(HostOf(instance), "ENC_BeginConversion",
+                 [&] { return int32_t(Cast(instance)->Begin(*info)); });
 }
 
 int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block) {
   if (!instance || !block) return 0;
-  return Cast(instance)->EncodeBlock(*block);
+  return Guarded(HostOf(instance), "ENC_EncodeBlock",
+                 [&] { return Cast(instance)->EncodeBlock(*block); });
 }
 
 int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo*, int32_t* writeTags) {
   if (!instance) return 0;
-  return Cast(instance)->End(writeTags);
+  return Guarded(HostOf(instance), "ENC_EndConversion",
+                 [&] { return Cast(instance)->End(writeTags); });
 }
 
 }  // extern "C"

@@ -1,6 +1,6 @@
 // The tag block with binary payloads: a count, then records of size, UTF-16LE key and value,
 // each with a terminator, and the raw payload. The reader trusts no length in the block.
-#include "codecs/common/TagBridge.h"
+#include "codecs/common/TagItemBlock.h"
 
 #include <cstring>
 

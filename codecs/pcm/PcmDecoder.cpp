@@ -1,6 +1,7 @@
 // Decoder plug-in for WAV (plain and extensible), AIFF and W64 files, read with libsndfile.
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/DecoderPlugin.h"
+#include "codecs/common/TagItemBlock.h"
 #include "codecs/pcm/PcmFormat.h"
 
 #include <sys/stat.h>
@@ -129,12 +130,12 @@ std::u16string PcmDecoder::QualityText() const {
 
 // The file's own text fields: libsndfile reads them, so TagLib is not needed here.
 std::vector<uint8_t> PcmDecoder::ReadTags() const {
-  TextPairs items;
+  TagItems items;
   for (const TagField& field : kTagFields) {
     const char* text = sf_get_string(file, field.stringType);
-    if (text && *text) items.emplace_back(field.key, FromUtf8(text));
+    if (text && *text) items.push_back({field.key, FromUtf8(text), {}});
   }
-  return MakeTagBlock(items);
+  return MakeTagItemBlock(items);
 }
 
 bool PcmDecoder::Decode(DecodedAudio& audio) {

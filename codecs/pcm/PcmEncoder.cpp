@@ -2,6 +2,7 @@
 // type given by PCM_ENCODER_TYPE ("wav", "aiff" or "w64").
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/EncoderPlugin.h"
+#include "codecs/common/TagItemBlock.h"
 #include "codecs/pcm/PcmFormat.h"
 
 #include <cstring>
@@ -150,12 +151,12 @@ bool Encoder::TakesSource(const TvWaveFormatExtensible& source) const {
 }
 
 void Encoder::WriteTags(const TvConversionInfo& info) {
-  TextPairs tags = ReadTagBlock(info.idTags, info.idTagsSize);
+  TagItems tags = ReadTagItemBlock(info.idTags, info.idTagsSize);
   for (const TagField& field : kTagFields) {
-    for (const TextPair& tag : tags) {
-      if (!EqualsNoCase(tag.first, field.key) || tag.second.empty()) continue;
+    for (const TagItem& tag : tags) {
+      if (!EqualsNoCase(tag.key, field.key) || tag.value.empty()) continue;
       sf_set_string(file, field.stringType,
-                    ToUtf8(tag.second).c_str());  // a type without the field declines
+                    ToUtf8(tag.value).c_str());  // a type without the field declines
       break;
     }
   }

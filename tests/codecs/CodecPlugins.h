@@ -1,7 +1,7 @@
 // Test side of the codec plug-ins: loads the built libraries with dlopen through the sdk
-// types, catches their error channel, and makes and reads audio files with libsndfile.
+// types, catches their error channel, makes audio with libsndfile and runs whole conversions.
 #pragma once
-#include "codecs/common/TagBridge.h"
+#include "codecs/common/TagItemBlock.h"
 #include "sdk/tv_plugin.h"
 #include "tests/support/ScratchFolder.h"
 
@@ -11,8 +11,10 @@
 #include <sndfile.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -25,6 +27,11 @@ inline std::string Narrow(const char16_t* text) {
   std::string out;
   for (; text && *text; ++text) out += char(*text < 128 ? *text : '?');
   return out;
+}
+
+// A built plug-in's library: <folder>/<stem>.so, or stem itself when it is a full path.
+inline std::string PluginPath(const std::string& folder, const std::string& stem) {
+  return stem[0] == '/' ? stem : std::string(TV_BIN_DIR) + "/" + folder + "/" + stem + ".so";
 }
 
 // One loaded plug-in library; symbols are looked up by name as the engine does.
@@ -62,11 +69,10 @@ class ErrorChannel {
   TvHostContext Context() const { return TvHostContext{ends[1], 0, 0}; }
   // What arrived since the last call, UTF-16LE turned to ASCII ('?' for the rest).
   std::string Text() {
-    std::string bytes;
+    std::string bytes, text;
     char buffer[4096];
     ssize_t n;
     while ((n = read(ends[0], buffer, sizeof buffer)) > 0) bytes.append(buffer, size_t(n));
-    std::string text;
     for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
       unsigned unit = uint8_t(bytes[i]) | (uint8_t(bytes[i + 1]) << 8);
       text += char(unit < 128 ? unit : '?');
@@ -78,11 +84,10 @@ class ErrorChannel {
   int ends[2];
 };
 
-// A decoder plug-in (decoder/<stem>.so, pcm by default) with one instance.
+// A decoder plug-in (decoder/<stem>.so, pcm by default) with one instance, which keeps the
+// record of its last Open(path) with the quality text and the tags ("Key=Value;" each).
 struct DecoderPlugin {
-  explicit DecoderPlugin(const std::string& stem = "pcm")
-      : library(std::string(TV_BIN_DIR) + "/decoder/" + stem + ".so") {
-    create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
+  explicit DecoderPlugin(const std::string& stem = "pcm") : library(PluginPath("decoder", stem)) {
     destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
     get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
     set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
@@ -91,23 +96,9 @@ struct DecoderPlugin {
     decodeBlock = library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
     setPosition = library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
     deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
+    auto create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
     instance = create ? create(&context) : nullptr;
   }
-
-  PluginLibrary library;
-  ErrorChannel errors;
-  TvHostContext context = errors.Context();
-  TvDecoderCreateFn create;
-  TvDecoderDestroyFn destroy;
-  TvDecoderGetFn get;
-  TvDecoderSetFn set;
-  TvDecoderOpenFn open;
-  TvDecoderCloseFn closeFile;
-  TvDecoderDecodeBlockFn decodeBlock;
-  TvDecoderSetPositionFn setPosition;
-  TvDecoderDeleteATagFn deleteATag;
-  TvInstance instance;
-
   ~DecoderPlugin() {
     if (instance) destroy(instance);
   }
@@ -115,37 +106,28 @@ struct DecoderPlugin {
     return instance && destroy && get && set && open && closeFile && decodeBlock && setPosition &&
            deleteATag;
   }
-  // Opens a file; name must outlive the open record.
-  bool Open(const std::u16string& name, TvOpenInfo& info) {
-    memset(&info, 0, sizeof info);
-    info.fileName = name.c_str();
-    info.interfaceLevel = TV_INTERFACE_LEVEL;
-    return open(instance, &info) != 0;
+  // Opens a file; file must outlive the open record.
+  bool Open(const std::u16string& file, TvOpenInfo& record) {
+    memset(&record, 0, sizeof record);
+    record.fileName = file.c_str();
+    record.interfaceLevel = TV_INTERFACE_LEVEL;
+    return open(instance, &record) != 0;
   }
   // Every block to the end; false if a call fails or no end flag comes.
   bool DecodeAll(std::vector<uint8_t>& out, int* blocks = nullptr) {
     for (int round = 0; round < 100000; ++round) {
-      TvAudioBlock block;
-      memset(&block, 0, sizeof block);
+      TvAudioBlock block{};
       if (!decodeBlock(instance, &block)) return false;
-      if (block.byteCount) {
-        const uint8_t* p = static_cast<const uint8_t*>(block.data);
-        out.insert(out.end(), p, p + block.byteCount);
-      }
+      const uint8_t* p = static_cast<const uint8_t*>(block.data);
+      if (block.byteCount) out.insert(out.end(), p, p + block.byteCount);
       if (blocks) ++*blocks;
       if (block.endOfStream) return true;
     }
     return false;
   }
-};
-
-// A decoder plug-in that keeps the record of its last open, with the quality text and the
-// tags ("Key=Value;" each) read from it.
-struct OpenedDecoder : DecoderPlugin {
-  explicit OpenedDecoder(const std::string& stem) : DecoderPlugin(stem) {}
   bool Open(const std::string& path) {
     name = U16(path);
-    return DecoderPlugin::Open(name, info);
+    return Open(name, info);
   }
   std::string Quality() const {
     codec::TagItems items = codec::ReadTagItemBlock(info.properties, info.propertiesSize);
@@ -157,15 +139,32 @@ struct OpenedDecoder : DecoderPlugin {
       text += Narrow(tag.key.c_str()) + "=" + Narrow(tag.value.c_str()) + ";";
     return text;
   }
+  // Asks for float samples ("Decode As" the highest quality).
+  bool AskFloat() {
+    TvPluginValue value{};
+    value.text1 = TV_DECODE_AS_HIGHEST;
+    return set(instance, TV_KEY_DECODE_AS, &value) != 0;
+  }
+
+  PluginLibrary library;
+  ErrorChannel errors;
+  TvHostContext context = errors.Context();
+  TvDecoderDestroyFn destroy;
+  TvDecoderGetFn get;
+  TvDecoderSetFn set;
+  TvDecoderOpenFn open;
+  TvDecoderCloseFn closeFile;
+  TvDecoderDecodeBlockFn decodeBlock;
+  TvDecoderSetPositionFn setPosition;
+  TvDecoderDeleteATagFn deleteATag;
+  TvInstance instance;
   TvOpenInfo info{};
   std::u16string name;
 };
 
 // One encoder plug-in (encoder/<stem>.so) with one instance.
 struct EncoderPlugin {
-  explicit EncoderPlugin(const std::string& stem)
-      : library(std::string(TV_BIN_DIR) + "/encoder/" + stem + ".so") {
-    create = library.Symbol<TvEncoderCreateFn>(TV_ENCODER_CREATE);
+  explicit EncoderPlugin(const std::string& stem) : library(PluginPath("encoder", stem)) {
     destroy = library.Symbol<TvEncoderDestroyFn>(TV_ENCODER_DESTROY);
     get = library.Symbol<TvEncoderGetFn>(TV_ENCODER_GET);
     set = library.Symbol<TvEncoderSetFn>(TV_ENCODER_SET);
@@ -174,6 +173,7 @@ struct EncoderPlugin {
     begin = library.Symbol<TvEncoderBeginConversionFn>(TV_ENCODER_BEGIN_CONVERSION);
     end = library.Symbol<TvEncoderEndConversionFn>(TV_ENCODER_END_CONVERSION);
     encodeBlock = library.Symbol<TvEncoderEncodeBlockFn>(TV_ENCODER_ENCODE_BLOCK);
+    auto create = library.Symbol<TvEncoderCreateFn>(TV_ENCODER_CREATE);
     instance = create ? create(&context) : nullptr;
   }
   ~EncoderPlugin() {
@@ -187,7 +187,6 @@ struct EncoderPlugin {
   PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvEncoderCreateFn create;
   TvEncoderDestroyFn destroy;
   TvEncoderGetFn get;
   TvEncoderSetFn set;
@@ -212,15 +211,8 @@ struct TestAudio {
 
   bool IsFloat() const { return (format & SF_FORMAT_SUBMASK) == SF_FORMAT_FLOAT; }
   int Bits() const {
-    switch (format & SF_FORMAT_SUBMASK) {
-      case SF_FORMAT_PCM_24:
-        return 24;
-      case SF_FORMAT_PCM_32:
-      case SF_FORMAT_FLOAT:
-        return 32;
-      default:
-        return 16;
-    }
+    int sub = format & SF_FORMAT_SUBMASK;
+    return sub == SF_FORMAT_PCM_24 ? 24 : sub == SF_FORMAT_PCM_32 || IsFloat() ? 32 : 16;
   }
   void Generate() {
     std::mt19937 random(uint32_t(channels * 7 + Bits()));
@@ -253,11 +245,9 @@ struct TestAudio {
   std::vector<uint8_t> BlockBytes() const {
     std::vector<uint8_t> out;
     for (size_t i = 0; i < ints.size(); ++i) {
-      uint32_t v = IsFloat() ? 0 : uint32_t(ints[i]);
+      uint32_t v = uint32_t(ints[i]) >> (32 - Bits());
       if (IsFloat()) memcpy(&v, &floats[i], 4);
-      int bytes = Bits() / 8;
-      if (!IsFloat()) v >>= 32 - Bits();
-      for (int b = 0; b < bytes; ++b) out.push_back(uint8_t(v >> (8 * b)));
+      for (int b = 0; b < Bits() / 8; ++b) out.push_back(uint8_t(v >> (8 * b)));
     }
     return out;
   }
@@ -284,7 +274,26 @@ inline Sound ReadSound(const std::string& path) {
   return sound;
 }
 
-// Runs a shell command and gives its standard output.
+// Of the tones given, the one that stands ten times above the others in a channel, or -1.
+inline int DominantTone(const Sound& sound, int channel, const std::vector<int>& tones) {
+  int best = -1;
+  double top = 0, second = 0;
+  for (int tone : tones) {
+    double c = 2 * std::cos(2 * M_PI * tone / sound.rate), s1 = 0, s2 = 0;
+    for (long i = 0; i < sound.Frames(); ++i) {
+      double s0 = sound.samples[size_t(i * sound.channels + channel)] + c * s1 - s2;
+      s2 = s1, s1 = s0;
+    }
+    double power = s1 * s1 + s2 * s2 - c * s1 * s2;
+    if (power > top)
+      second = top, top = power, best = tone;
+    else if (power > second)
+      second = power;
+  }
+  return top > 10 * second ? best : -1;
+}
+
+// Runs a shell command and gives its standard output without the final line breaks.
 inline std::string RunCommand(const std::string& command) {
   std::string out;
   FILE* pipe = popen(command.c_str(), "r");
@@ -298,15 +307,13 @@ inline std::string RunCommand(const std::string& command) {
 }
 
 // The first count bytes of a file.
-inline std::string ReadBytes(const std::string& path, size_t count) {
+inline std::string ReadBytes(const std::string& path, size_t count = size_t(1) << 28) {
   std::ifstream in(path, std::ios::binary);
   std::string bytes(count, '\0');
   in.read(bytes.data(), std::streamsize(count));
   bytes.resize(size_t(in.gcount()));
   return bytes;
 }
-
-inline bool HaveSox() { return RunCommand("command -v sox") != ""; }
 
 struct RunResult {
   int exitCode = -1;
@@ -323,17 +330,49 @@ class ConversionTest : public ::testing::Test {
   RunResult Transmill(const std::string& in, const std::string& out, const std::string& args) {
     std::string env = "HOME=. XDG_CONFIG_HOME=./cfg XDG_DATA_HOME=./data ";
     RunResult r;
-    r.exitCode = std::stoi(Sh(env + TV_BIN_DIR "/transmill -infile=" + in + " -outfile=" + out +
-                              " " + args + " >out.txt 2>err.txt </dev/null; echo $?"));
+    r.exitCode =
+        std::stoi(Sh("rm -f '" + out + "'; " + env + TV_BIN_DIR "/transmill -infile=" + in +
+                     " -outfile=" + out + " " + args + " >out.txt 2>err.txt </dev/null; echo $?"));
     r.err = Sh("iconv -f UTF-16LE -t UTF-8 err.txt");
     return r;
   }
   // Sample frames of an audio file as sox counts them.
   long Samples(const std::string& file) { return std::stol("0" + Sh("soxi -s '" + file + "'")); }
-  // One stream entry as ffprobe reads it ("codec_name", "channels", "duration", ...).
+  // Whether two audio files hold the same sample data, as sox reads them.
+  bool SameSamples(const std::string& a, const std::string& b) {
+    return Sh("sox '" + a + "' -t raw a.raw 2>/dev/null && sox '" + b +
+              "' -t raw b.raw 2>/dev/null && cmp -s a.raw b.raw && echo same") == "same";
+  }
+  // One stream entry as ffprobe reads it ("codec_name", "channels", "channel_layout", ...).
   std::string Probe(const std::string& file, const std::string& entry) {
     return Sh("ffprobe -v error -show_entries stream=" + entry + " -of default=nw=1:nk=1 '" + file +
               "'");
   }
+  double FormatBitRate(const std::string& file) {
+    return std::stod(
+        "0" + Sh("ffprobe -v error -show_entries format=bit_rate -of csv=p=0 '" + file + "'"));
+  }
+  long FileSize(const std::string& file) { return long(std::filesystem::file_size(folder / file)); }
+  // A tone of its own per channel (from kTones; the LFE place, 3, gets a low one).
+  void MakeTones(const std::string& name, int channels, int rate = 48000, int bits = 16) {
+    std::string synth;
+    for (int c = 0; c < channels; ++c) synth += " sine " + std::to_string(kTones[size_t(c)]);
+    Sh("sox -n -r " + std::to_string(rate) + " -c " + std::to_string(channels) + " -b " +
+       std::to_string(bits) + " " + name + " synth 1" + synth + " gain -9");
+  }
+  // Every channel of a decoded file carries the tone of the same source channel.
+  void ExpectTonesInPlace(const std::string& file, int channels, const std::string& label) {
+    Sound sound = ReadSound(folder / file);
+    ASSERT_EQ(sound.channels, channels) << label;
+    std::vector<int> tones(kTones.begin(), kTones.begin() + channels);
+    for (int c = 0; c < channels; ++c)
+      EXPECT_EQ(DominantTone(sound, c, tones), kTones[size_t(c)]) << label << " channel " << c;
+  }
+  // Whether the plug-in that writes or reads ext is built.
+  static bool Built(const std::string& folder, const std::string& stem) {
+    return std::filesystem::exists(PluginPath(folder, stem));
+  }
+
+  static inline const std::vector<int> kTones = {300, 500, 700, 60, 900, 1100, 1300, 1500};
   ScratchFolder folder;
 };

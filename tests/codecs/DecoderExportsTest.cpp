@@ -90,3 +90,22 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<Expected>& each) { return std::string(each.param.stem); });
 
 }  // namespace
+
+// An exception inside a codec call ends that call, not the process.
+TEST(PluginBoundaryTest, AThrowingCallGivesZeroAndAnErrorLine) {
+  DecoderPlugin decoder(TV_TEST_CODEC);
+  ASSERT_TRUE(decoder.Complete());
+  std::u16string name = u"any.broken";
+  TvOpenInfo info{};
+  EXPECT_FALSE(decoder.Open(name, info));
+  EXPECT_EQ(decoder.errors.Text(), "Error: The plug-in's Open call failed: std::bad_alloc\r\n");
+
+  EncoderPlugin encoder(TV_TEST_CODEC);
+  ASSERT_TRUE(encoder.Complete());
+  TvWaveFormatExtensible format{};
+  TvConversionInfo conversion{};
+  conversion.format = &format;
+  EXPECT_EQ(encoder.begin(encoder.instance, &conversion), 0);
+  EXPECT_EQ(encoder.errors.Text(),
+            "Error: The plug-in's ENC_BeginConversion call failed: the library gave up\r\n");
+}

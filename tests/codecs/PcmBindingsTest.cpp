@@ -1,6 +1,5 @@
 // The PCM plug-ins as the engine sees them: through clTvDecoder, clTvEncoder and XWaveFormat.
 #include "foundation/XStringList.h"
-#include "plugins/XWaveFormat.h"
 #include "plugins/clTvCodecHandler.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
@@ -12,20 +11,6 @@ const std::u16string kDecoderPath = U16(std::string(TV_BIN_DIR) + "/decoder/pcm.
 
 std::u16string EncoderPath(const std::string& stem) {
   return U16(std::string(TV_BIN_DIR) + "/encoder/" + stem + ".so");
-}
-
-TEST(PcmBindingsTest, EveryExportBindsAndAnInstanceIsMade) {
-  TvHostContext none{};
-  clTvDecoder decoder;
-  ASSERT_TRUE(decoder.Reload(kDecoderPath.c_str(), u".wav"));
-  EXPECT_TRUE(decoder.Make(&none));
-  for (const std::string stem : {"wav", "aiff", "w64"}) {
-    clTvEncoder encoder;
-    ASSERT_TRUE(encoder.Reload(EncoderPath(stem).c_str())) << stem;
-    EXPECT_TRUE(encoder.Make(&none)) << stem;
-    EXPECT_NE(encoder.GetWithText(TV_KEY_IS_LOSSLESS, u""), 0) << stem;
-    EXPECT_EQ(encoder.GetWithText(TV_KEY_NEED_HQ_AUDIO, u""), 0) << stem;
-  }
 }
 
 TEST(PcmBindingsTest, HandlerFindsTheDecoderByExtensionAndEncodersByName) {
@@ -49,43 +34,6 @@ TEST(PcmBindingsTest, HandlerFindsTheDecoderByExtensionAndEncodersByName) {
   // Other codecs' encoders stand between them in name order.
   size_t aiff = listed.find("aiff;"), w64 = listed.find("w64;"), wav = listed.find("wav;");
   EXPECT_TRUE(aiff < w64 && w64 < wav && wav != std::string::npos) << listed;
-}
-
-TEST(PcmBindingsTest, DecoderImagesAreConsistentFormats) {
-  ScratchFolder folder;
-  struct Case {
-    int format;
-    int channels;
-  };
-  for (Case c : {Case{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2},
-                 {SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1},
-                 {SF_FORMAT_AIFF | SF_FORMAT_FLOAT, 2},
-                 {SF_FORMAT_WAVEX | SF_FORMAT_PCM_32, 6},
-                 {SF_FORMAT_W64 | SF_FORMAT_DOUBLE, 3},
-                 {SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 1}}) {
-    TestAudio audio;
-    audio.frames = 10;
-    audio.format = c.format;
-    audio.channels = c.channels;
-    ASSERT_TRUE(audio.Write(folder / "in.wav"));
-    TvHostContext none{};
-    clTvDecoder decoder;
-    ASSERT_TRUE(decoder.Reload(kDecoderPath.c_str(), u".wav"));
-    ASSERT_TRUE(decoder.Make(&none));
-    std::u16string name = U16(folder / "in.wav");
-    TvOpenInfo info{};
-    info.fileName = name.c_str();
-    ASSERT_NE(decoder.Open(&info), 0) << c.format;
-    // Normalising the image changes nothing: its derived fields are already right.
-    XWaveFormat format(&info.format.Format);
-    EXPECT_TRUE(XWaveFormat::IsSame(format.Format(), &info.format.Format)) << c.format;
-    EXPECT_EQ(format.Format()->nBlockAlign, info.format.Format.nBlockAlign) << c.format;
-    EXPECT_EQ(format.Format()->nAvgBytesPerSec, info.format.Format.nAvgBytesPerSec) << c.format;
-    EXPECT_TRUE(format.IsStandardDepth()) << c.format;
-    EXPECT_EQ(format.IsExtensible(),
-              c.channels > 2 || (c.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAVEX);
-    EXPECT_LE(format.MsToBytes(info.msLength), info.byteLength);
-  }
 }
 
 TEST(PcmBindingsTest, ConversionInTheEnginesCallOrderIsBitExact) {

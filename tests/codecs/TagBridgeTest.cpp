@@ -1,22 +1,15 @@
 // The tag bridge: its block against the tag list's block form, and tags of real files, written
 // here and read back by mutagen, written by the formats' own tools and read here.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <memory>
-#include <random>
-#include <sstream>
-
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/TagBridge.h"
 #include "foundation/XBuffer.h"
 #include "tags/XTagList.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/codecs/CodecPlugins.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <sstream>
 
 namespace codec {
 // Items show as key = value, or key and the payload's size.
@@ -47,21 +40,13 @@ std::vector<uint8_t> Noise(size_t size, const char* magic, unsigned seed) {
   return data;
 }
 
-std::vector<uint8_t> ReadBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+std::vector<uint8_t> FileBytes(const std::string& path) {
+  std::string bytes = ReadBytes(path);
+  return std::vector<uint8_t>(bytes.begin(), bytes.end());
 }
 
 bool RunQuiet(const std::string& command) {
-  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string Capture(const std::string& command) {
-  std::string out(1 << 16, '\0');
-  FILE* pipe = popen(command.c_str(), "r");
-  out.resize(pipe ? fread(out.data(), 1, out.size(), pipe) : 0);
-  if (pipe) pclose(pipe);
-  return out;
+  return RunCommand("{ " + command + "; } >/dev/null 2>&1 && echo ok") == "ok";
 }
 
 // --- Block form ---
@@ -175,8 +160,8 @@ std::string Unhex(const std::string& hex) {
 Referee ReadWithMutagen(const std::string& path, const std::string& kind,
                         const ScratchFolder& folder) {
   std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
-  std::istringstream lines(Capture("/usr/bin/python3 '" + script + "' '" + path + "' " + kind +
-                                   " '" + folder / "pic" + "'"));
+  std::istringstream lines(RunCommand("/usr/bin/python3 '" + script + "' '" + path + "' " + kind +
+                                      " '" + folder / "pic" + "'"));
   Referee referee;
   std::string tag, a, b, c;
   while (lines >> tag) {
@@ -186,7 +171,7 @@ Referee ReadWithMutagen(const std::string& path, const std::string& kind,
       referee.text[Unhex(a)].push_back(Unhex(b));
     } else if (tag == "P" && lines >> a >> b >> c) {
       std::string data = folder / ("pic" + std::to_string(referee.pictures.size() + 1));
-      referee.pictures.push_back({std::stoi(a), Unhex(b), c, ReadBytes(data)});
+      referee.pictures.push_back({std::stoi(a), Unhex(b), c, FileBytes(data)});
     }
   }
   return referee;
@@ -338,7 +323,7 @@ TEST_P(TagBridgeFileTest, CutAndDamagedFilesGiveNoTagsAndAClearError) {
   std::vector<uint8_t> picture = Noise(200000, "\x89PNG\r\n\x1A\n", 9);
   ASSERT_TRUE(codec::WriteFileTags(
       path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, {}));
-  std::vector<uint8_t> whole = ReadBytes(path);
+  std::vector<uint8_t> whole = FileBytes(path);
   std::string field = "METADATA_BLOCK_PICTURE";  // Ogg streams hold pictures in base64
   auto found = std::search(whole.begin(), whole.end(), picture.begin(), picture.begin() + 64);
   if (found == whole.end())
@@ -385,13 +370,6 @@ TEST(TagBridgeTest, ReadsTagsWrittenByTheFormatsOwnTools) {
        "flac -s -o OUT IN && metaflac --set-tag=TITLE=Über --set-tag=ARTIST=A --set-tag=ARTIST=B "
        "--set-tag=TRACKNUMBER=5 --set-tag=TRACKTOTAL=9 OUT",
        {{"Title", {"Über"}}, {"Artist", {"A", "B"}}, {"Track", {"5/9"}}}},
-      {"a.mp3",
-       "lame --silent --tt Über --ta A --tl L --ty 2001 --tn 4/10 IN OUT",
-       {{"Title", {"Über"}},
-        {"Artist", {"A"}},
-        {"Album", {"L"}},
-        {"Year", {"2001"}},
-        {"Track", {"4/10"}}}},
       {"v1.mp3",
        "lame --silent --id3v1-only --tt Old --ta A IN OUT",
        {{"Title", {"Old"}}, {"Artist", {"A"}}}},
@@ -399,12 +377,6 @@ TEST(TagBridgeTest, ReadsTagsWrittenByTheFormatsOwnTools) {
        "oggenc -Q -o x.ogg IN && ffmpeg -v quiet -i x.ogg -c copy -metadata title=T "
        "-metadata album_artist=AA -metadata track=2/5 OUT",
        {{"Title", {"T"}}, {"Album Artist", {"AA"}}, {"Track", {"2/5"}}}},
-      {"a.opus",
-       "opusenc --quiet IN x.opus && ffmpeg -v quiet -i x.opus -c copy -metadata title=T OUT",
-       {{"Title", {"T"}}}},
-      {"a.wv",
-       "wavpack -q -y -w Artist=A -w Title=Über -w Track=7/9 IN -o OUT",
-       {{"Title", {"Über"}}, {"Artist", {"A"}}, {"Track", {"7/9"}}}},
   };
   for (Case& c : cases) {
     std::string command = "cd '" + folder.Folder() + "' && " + c.command;

@@ -1,0 +1,477 @@
+// Every codec through the transmill program, case tables across formats: lossless and lossy
+// round trips judged by each format's own tools, settings the encoders refuse, damaged files
+// the decoders refuse, and files of the tools as the decoders describe them.
+#include "tests/codecs/CodecPlugins.h"
+
+namespace {
+
+class CodecTablesTest : public ConversionTest {
+ protected:
+  // Skips the test unless the codec's encoder and decoder are built.
+  bool Missing(const std::string& codec) {
+    return !Built("encoder", codec) || !Built("decoder", codec);
+  }
+  static std::string Ext(const std::string& codec) {
+    return codec == "wavpack" ? "wv" : codec == "vorbis" ? "ogg" : codec;
+  }
+  // Makes the file by the shell command, with OUT standing for its name.
+  void Make(std::string command, const std::string& out) {
+    for (size_t at; (at = command.find("OUT")) != std::string::npos;) command.replace(at, 3, out);
+    Sh(command);
+  }
+};
+
+// Decoded by the format's own tool and by our decoder, every sample comes back.
+TEST_F(CodecTablesTest, LosslessEncodersKeepEverySampleOfEachLayout) {
+  struct Codec {
+    const char* name;
+    const char* ext;
+    const char* referee;  // decodes OUT into ref.wav
+  };
+  struct Layout {
+    int channels, bits, rate;
+    const char* encoding;
+  };
+  for (Codec codec : {Codec{"flac", "flac", "flac -d -f -s -o ref.wav OUT"},
+                      Codec{"wavpack", "wv", "wvunpack -q -y OUT -o ref.wav"}}) {
+    if (Missing(codec.name)) continue;
+    // 768 kHz lies outside FLAC's streamable subset, which must not stop the encoder.
+    for (Layout l : {Layout{1, 16, 48000, "signed"},
+                     {2, 24, 48000, "signed"},
+                     {6, 16, 44100, "signed"},
+                     {8, 24, 48000, "signed"},
+                     {2, 8, 48000, "unsigned"},
+                     {2, 32, 48000, "signed"},
+                     {2, 24, 768000, "signed"},
+                     {2, 32, 44100, "floating-point"}}) {
+      bool isFloat = l.encoding[0] == 'f';
+      if (isFloat && codec.ext[0] == 'f') continue;  // FLAC holds integers only
+      std::string label = std::string(codec.name) + " " + std::to_string(l.channels) + "x" +
+                          std::to_string(l.bits) + " " + l.encoding + " " + std::to_string(l.rate);
+      Sh("sox -R -n -r " + std::to_string(l.rate) + " -c " + std::to_string(l.channels) + " -b " +
+         std::to_string(l.bits) + " -e " + l.encoding + " src.wav synth 0.5 pinknoise vol 0.5");
+      std::string out = std::string("out.") + codec.ext;
+      RunResult r = Transmill("src.wav", out, std::string("-convert_to=") + codec.name);
+      ASSERT_EQ(r.exitCode, 0) << label << r.err;
+      Make(codec.referee, out);
+      EXPECT_TRUE(SameSamples("src.wav", "ref.wav")) << label;
+      ASSERT_EQ(Transmill(out, "back.wav", "-convert_to=wav").exitCode, 0) << label;
+      EXPECT_TRUE(SameSamples("src.wav", "back.wav")) << label;
+      EXPECT_EQ(Probe("back.wav", "channels,sample_fmt"), Probe("src.wav", "channels,sample_fmt"))
+          << label;
+      if (l.channels > 2) {
+        EXPECT_EQ(Probe("back.wav", "channel_layout"), Probe("src.wav", "channel_layout")) << label;
+      }
+      // The first block holds the final length, rewritten at the end.
+      EXPECT_EQ(
+          Sh("ffprobe -v error -count_packets -show_entries stream=duration_ts -of csv=p=0 " + out),
+          std::to_string(l.rate / 2))
+          << label;
+    }
+  }
+  // A chain through both keeps the samples and the layout of the first source.
+  if (Missing("flac") || Missing("wavpack")) return;
+  MakeTones("src.wav", 6, 48000, 24);
+  ASSERT_EQ(Transmill("src.wav", "a.flac", "-convert_to=flac -8").exitCode, 0);
+  ASSERT_EQ(Transmill("a.flac", "b.wv", "-convert_to=wavpack -hh").exitCode, 0);
+  ASSERT_EQ(Transmill("b.wv", "back.wav", "-convert_to=wav").exitCode, 0);
+  EXPECT_TRUE(SameSamples("src.wav", "back.wav"));
+  EXPECT_EQ(Probe("back.wav", "bits_per_raw_sample,channel_layout"),
+            Probe("src.wav", "bits_per_raw_sample,channel_layout"));
+}
+
+// Each setting gives a stream the format's own decoder takes, of the source's length, with
+// every channel's tone in its place, through the referee and through our decoder.
+TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSource) {
+  struct Case {
+    const char* codec;
+    const char* settings;
+    int channels, rate, bits;
+    const char* referee;  // decodes OUT into ref.wav (and tones.wav, for the channel order)
+    long slack;           // frames the referee's length may be off (a resampled Opus stream)
+    std::string check;    // a command on OUT and its expected output after "="
+  };
+  const char* mpg123 = "mpg123 -q -w ref.wav OUT";
+  // oggdec keeps the Vorbis channel order, ffmpeg misses the first samples: each judges one.
+  const char* oggdec = "oggdec -Q -o ref.wav OUT && ffmpeg -v error -i OUT tones.wav";
+  const char* opusdec = "opusdec --quiet --rate 48000 OUT ref.wav";
+  std::string mode =
+      "/usr/bin/python3 -c \"import mutagen.mp3 as m; "
+      "print(m.MP3('OUT').info.bitrate_mode)\"=BitrateMode.";
+  const char* ogginfo = "ogginfo OUT >/dev/null 2>&1; echo $?=0";
+  std::string rate = "opusinfo OUT | sed -n 's/.*Original sample rate: *//p'=";
+  const char* opusinfo = "opusinfo OUT | grep -c -iE 'warning|error'; true=0";
+  for (Case c : {
+           Case{"mp3", "-b 128", 2, 44100, 16, mpg123, 0, mode + "CBR"},
+           {"mp3", "-V2", 2, 44100, 16, mpg123, 0, mode + "VBR"},
+           {"mp3", "--abr 160 -q 2", 2, 44100, 16, mpg123, 0, mode + "ABR"},
+           {"mp3", "-V5", 1, 44100, 24, mpg123, 0, ""},
+           {"mp3", "-V5", 2, 44100, 32, mpg123, 0, ""},
+           {"vorbis", "", 2, 44100, 16, oggdec, 0, ogginfo},
+           {"vorbis", "-q 4.5", 2, 44100, 16, oggdec, 0, ogginfo},
+           {"vorbis", "-q -1", 1, 44100, 24, oggdec, 0, ogginfo},
+           {"vorbis", "-q=10", 2, 96000, 32, oggdec, 0, ogginfo},
+           {"vorbis", "-b 128", 2, 44100, 16, oggdec, 0, ogginfo},
+           {"vorbis", "-q 3", 2, 8000, 8, oggdec, 0, ogginfo},
+           {"vorbis", "-m 96 -M 192", 6, 48000, 16, oggdec, 0, ogginfo},
+           {"vorbis", "-=5 -q 4", 8, 48000, 16, oggdec, 0, ogginfo},  // "-=5" names nothing
+           {"opus", "", 2, 48000, 16, opusdec, 0, opusinfo},
+           // The source's rate travels in the header; the audio itself is always 48 kHz.
+           {"opus", "", 2, 44100, 16, opusdec, 960, rate + "44100 Hz"},
+           {"opus", "", 1, 44100, 24, opusdec, 960, opusinfo},
+           {"opus", "", 2, 96000, 32, opusdec, 960, rate + "96000 Hz"},
+           {"opus", "", 1, 8000, 8, opusdec, 960, opusinfo},
+           {"opus", "-b 256", 6, 48000, 16, opusdec, 0, opusinfo},
+           {"opus", "-b 256", 8, 48000, 16, opusdec, 0, opusinfo},
+       }) {
+    if (Missing(c.codec)) continue;
+    std::string label = std::string(c.codec) + " '" + c.settings + "' " +
+                        std::to_string(c.channels) + "x" + std::to_string(c.bits) + " " +
+                        std::to_string(c.rate);
+    MakeTones("src.wav", c.channels, c.rate, c.bits);
+    if (c.bits == 32) Sh("sox src.wav -e floating-point f.wav && mv f.wav src.wav");
+    std::string out = "out." + Ext(c.codec);
+    RunResult r =
+        Transmill("src.wav", out, std::string("-convert_to=") + c.codec + " " + c.settings);
+    ASSERT_EQ(r.exitCode, 0) << label << r.err;
+    Sh("rm -f ref.wav tones.wav");
+    Make(c.referee, out);
+    long frames = Samples("ref.wav"), expected = Ext(c.codec) == "opus" ? 48000 : c.rate;
+    EXPECT_NEAR(frames, expected, c.slack) << label;
+    ExpectTonesInPlace(folder.Has("tones.wav") ? "tones.wav" : "ref.wav", c.channels,
+                       label + " by the referee");
+    ASSERT_EQ(Transmill(out, "back.wav", "-convert_to=wav").exitCode, 0) << label;
+    EXPECT_EQ(Samples("back.wav"), frames) << label;
+    ExpectTonesInPlace("back.wav", c.channels, label + " by our decoder");
+    if (!c.check.empty()) {
+      size_t equals = c.check.rfind('=');
+      std::string command = c.check.substr(0, equals);
+      command.replace(command.find("OUT"), 3, out);
+      EXPECT_EQ(Sh(command), c.check.substr(equals + 1)) << label;
+    }
+  }
+}
+
+// What a setting does shows in the stream: sizes, bit rates and packets, against the tools'.
+TEST_F(CodecTablesTest, EncoderSettingsReachTheStream) {
+  Sh("sox -R -n -r 48000 -c 2 -b 16 noise.wav synth 3 pinknoise vol 0.5");
+  struct Case {
+    const char* codec;
+    const char* smaller;  // settings that give the smaller file
+    const char* larger;   // settings that give the larger one; "=" first: the same size
+  };
+  for (Case c : {Case{"flac", "-8", "-0"},
+                 {"flac", "-8", "=--compression-level-8 -V"},
+                 {"wavpack", "-hh -x4", "-f"},
+                 {"vorbis", "-q 2", "-q 4"},
+                 {"vorbis", "-q 4.5", "-q 8"},
+                 {"mp3", "-b 96", "-b 192"},
+                 {"opus", "", "=--bitrate 128"},
+                 {"opus", "-b 64", "-b 192"}}) {
+    if (Missing(c.codec)) continue;
+    std::string label = std::string(c.codec) + " " + c.smaller + " / " + c.larger;
+    bool same = c.larger[0] == '=';
+    std::string a = std::string("-convert_to=") + c.codec + " -notags " + c.smaller;
+    std::string b = std::string("-convert_to=") + c.codec + " -notags " + (c.larger + same);
+    std::string first = "a." + Ext(c.codec), second = "b." + Ext(c.codec);
+    ASSERT_EQ(Transmill("noise.wav", first, a).exitCode, 0) << label;
+    ASSERT_EQ(Transmill("noise.wav", second, b).exitCode, 0) << label;
+    if (same)
+      EXPECT_EQ(FileSize(first), FileSize(second)) << label;
+    else
+      EXPECT_LT(FileSize(first), FileSize(second)) << label;
+  }
+  if (!Missing("opus")) {
+    // Constrained VBR and hard CBR hold the rate asked for; hard CBR in packets of one size.
+    for (auto [settings, kbps] : {std::pair{"--cvbr -b 96.5", 96.5}, {"--hard-cbr -b 64", 64.0}}) {
+      ASSERT_EQ(
+          Transmill("noise.wav", "r.opus", std::string("-convert_to=opus ") + settings).exitCode,
+          0);
+      EXPECT_NEAR(FormatBitRate("r.opus"), kbps * 1000, kbps * 50) << settings;
+    }
+    EXPECT_EQ(Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 r.opus | cut -d, -f1 | "
+                 "grep . | sort -u"),
+              "160");  // 64 kbps in 20 ms packets
+    // VBR spends what the signal needs: as much as opusenc spends with the same setting.
+    Sh("opusenc --quiet --bitrate 64 noise.wav ref.opus");
+    ASSERT_EQ(Transmill("noise.wav", "v.opus", "-convert_to=opus -b 64").exitCode, 0);
+    EXPECT_NEAR(FormatBitRate("v.opus"), FormatBitRate("ref.opus"), 3200);
+    // Complexity 10 is the default; 0 encodes differently.
+    ASSERT_EQ(Transmill("noise.wav", "c10.opus", "-convert_to=opus -b 64 --comp 10").exitCode, 0);
+    ASSERT_EQ(Transmill("noise.wav", "c0.opus", "-convert_to=opus -b 64 -complexity 0").exitCode,
+              0);
+    auto decoded = [&](const char* file) {
+      return Sh(std::string("opusdec --quiet ") + file + " - 2>/dev/null | md5sum");
+    };
+    EXPECT_EQ(decoded("v.opus"), decoded("c10.opus"));
+    EXPECT_NE(decoded("v.opus"), decoded("c0.opus"));
+  }
+  if (!Missing("vorbis")) {
+    ASSERT_EQ(Transmill("noise.wav", "abr.ogg", "-convert_to=vorbis -b 128").exitCode, 0);
+    EXPECT_NEAR(FormatBitRate("abr.ogg"), 128000, 16000);
+  }
+  if (!Missing("mp3")) {
+    ASSERT_EQ(Transmill("noise.wav", "cbr.mp3", "-convert_to=mp3 -b 128").exitCode, 0);
+    EXPECT_EQ(Probe("cbr.mp3", "bit_rate"), "128000");
+  }
+}
+
+// Refused settings are named with one dash, as the engine passes them on; sources a format
+// can't hold are refused with the reason.
+TEST_F(CodecTablesTest, EncodersRefuseBadSettingsAndSourcesTheyCannotHold) {
+  struct Case {
+    const char* codec;
+    const char* settings;
+    int channels;  // of the source; 0: a source without samples
+    const char* error;
+  };
+  for (Case c : {Case{"flac", "-9", 2, "Error: Unknown encoder setting '-9'."},
+                 {"flac", "--compression-level-12", 2, "setting '-compression-level-12'."},
+                 {"flac", "--compression-level=x", 2, "setting '-compression-level x'."},
+                 {"flac", "", 9, "FLAC holds 1 to 8 channels, the source has 9"},
+                 {"opus", "-b 5", 2, "Unknown encoder setting '-b 5'"},
+                 {"opus", "-b 600", 2, "Unknown encoder setting '-b 600'"},
+                 {"opus", "--bitrate fast", 2, "Unknown encoder setting '-bitrate fast'"},
+                 {"opus", "--comp 11", 2, "Unknown encoder setting '-comp 11'"},
+                 {"opus", "-complexity 2.5", 2, "Unknown encoder setting '-complexity 2.5'"},
+                 {"opus", "-b 1.2.3", 2, "Unknown encoder setting '-b 1.2.3'"},
+                 {"opus", "", 9, "Opus takes one to eight channels here, the source has 9"},
+                 {"vorbis", "-q 11", 2, "Unknown encoder setting '-q 11'"},
+                 {"vorbis", "-q -2", 2, "Unknown encoder setting '-q -2'"},
+                 {"vorbis", "-b 5", 2, "Unknown encoder setting '-b 5'"},
+                 {"vorbis", "-q", 2, "Unknown encoder setting '-q'"},
+                 {"vorbis", "-M x", 2, "Unknown encoder setting '-M x'"},
+                 {"mp3", "-V 12", 2, "Unknown encoder setting '-V 12'"},
+                 {"mp3", "", 6, "MP3 holds one or two channels, the source has 6"},
+                 {"wavpack", "-x9", 2, "Unknown encoder setting '-x9'"},
+                 {"wavpack", "-b 1", 2, "Unknown encoder setting '-b 1'"},
+                 {"wavpack", "-b abc", 2, "Unknown encoder setting '-b abc'"},
+                 {"wavpack", "-c", 2, "'-c' needs hybrid mode"},
+                 {"wavpack", "", 0, "holds no audio samples"}}) {
+    if (Missing(c.codec)) continue;
+    std::string label = std::string(c.codec) + " " + c.settings;
+    if (c.channels)
+      Sh("sox -n -r 48000 -b 16 -c " + std::to_string(c.channels) + " src.wav synth 0.2 sine 300");
+    else
+      Sh("sox -n -r 44100 -c 2 -b 16 src.wav trim 0 0");
+    RunResult r = Transmill("src.wav", "out." + Ext(c.codec),
+                            std::string("-convert_to=") + c.codec + " " + c.settings);
+    EXPECT_EQ(r.exitCode, 1) << label;
+    EXPECT_NE(r.err.find(c.error), std::string::npos) << label << ": " << r.err;
+  }
+}
+
+// Each damaged, cut or mislabelled file fails the run with the file's name and the reason, and
+// leaves no output behind.
+TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
+  struct Case {
+    const char* codec;
+    const char* file;
+    const char* make;   // from good.<ext> and src.wav, into OUT
+    const char* error;  // after the file's name
+  };
+  const char* noise =
+      "cp good.EXT OUT && tail -c 3000 src.wav | dd of=OUT bs=1 seek=$(($(stat -c %s good.EXT) / "
+      "2)) conv=notrunc 2>/dev/null";
+  const char* zeros =
+      "cp good.EXT OUT && dd if=/dev/zero of=OUT bs=1 seek=$(($(stat -c %s good.EXT) / 2)) "
+      "count=3000 conv=notrunc 2>/dev/null";
+  const char* half = "head -c $(($(stat -c %s good.EXT) / 2)) good.EXT > OUT";
+  const char* wave = "cp src.wav OUT";
+  const char* text = "yes 'no audio in here' | head -c 40000 > OUT";
+  const char* empty = ": > OUT";
+  const char* stub = "head -c 30 good.EXT > OUT";
+  const char* opened = "': ";  // the open failed; otherwise reading failed
+  for (Case c : {
+           Case{"flac", "noise.flac", noise, "' failed: "},
+           {"flac", "zeros.flac", zeros, "' failed: "},
+           {"flac", "cut.flac", half, "' failed: the stream is truncated"},
+           // A wrong MD5 in the stream header: every frame is sound, the whole is not.
+           {"flac", "md5.flac",
+            "cp good.flac OUT && printf '\\125' | dd of=OUT bs=1 seek=30 conv=notrunc 2>/dev/null",
+            "' failed: the decoded audio does not match the stream's MD5 signature."},
+           {"flac", "stub.flac", stub, "': not a FLAC file"},
+           {"flac", "wave.flac", wave, "': not a FLAC file"},
+           {"flac", "text.flac", text, "': not a FLAC file"},
+           {"flac", "empty.flac", empty, "': not a FLAC file"},
+           {"opus", "cut.opus", half, "truncated"},
+           {"opus", "head.opus", "head -c 100 good.opus > OUT", opened},
+           {"opus", "hole.opus", zeros, "damaged"},
+           // Cut where the last page starts: every page is whole, but the stream has no end.
+           {"opus", "nolast.opus",
+            "head -c $(grep -abo OggS good.opus | tail -1 | cut -d: -f1) good.opus > OUT", opened},
+           {"opus", "wave.opus", wave, "': not an Ogg Opus file"},
+           {"opus", "vorbis.opus", "sox src.wav -t ogg OUT", opened},
+           {"opus", "empty.opus", empty, opened},
+           {"vorbis", "cut.ogg", half, "truncated: the file ends inside"},
+           {"vorbis", "pagecut.ogg",
+            "/usr/bin/python3 -c \"d = open('good.ogg', 'rb').read(); open('OUT', "
+            "'wb').write(d[:d.find(b'OggS', 20000)])\"",
+            "truncated: its last page"},
+           {"vorbis", "hole.ogg", zeros, "damaged"},
+           {"vorbis", "wave.ogg", wave, "': not an Ogg file"},
+           {"vorbis", "text.ogg", text, "': not an Ogg file"},
+           {"vorbis", "empty.ogg", empty, "empty"},
+           {"vorbis", "opus.ogg", "opusenc --quiet src.wav OUT", "holds Opus, not Vorbis"},
+           {"vorbis", "flac.oga", "flac -s --ogg -o OUT src.wav", "holds FLAC, not Vorbis"},
+           {"vorbis", "mixed.ogg",
+            "sox src.wav -c 1 m.wav && oggenc -Q -o m.ogg m.wav && cat good.ogg m.ogg > "
+            "OUT",
+            "chained streams change format (48000 Hz, 2 channels, then 48000 Hz, 1 channels)"},
+           {"mp3", "cut.mp3", half, opened},
+           {"mp3", "wave.mp3", wave, opened},
+           {"mp3", "text.mp3", text, opened},
+           {"mp3", "empty.mp3", empty, opened},
+           // Frames lost in a hole are missed against the info tag's count.
+           {"mp3", "hole.mp3", zeros, opened},
+           {"wavpack", "cut.wv", half, ""},
+           {"wavpack", "wave.wv", wave, opened},
+           {"wavpack", "text.wv", text, opened},
+           {"wavpack", "empty.wv", empty, opened},
+           {"wavpack", "stub.wv", "head -c 20 good.wv > OUT", opened},
+           {"wavpack", "hole.wv", noise, ""},
+           // A hybrid pair with a damaged correction file can't be decoded losslessly.
+           {"wavpack", "pair.wv",
+            "wavpack -q -y -b256 -c src.wav -o OUT && dd if=/dev/urandom of=pair.wvc bs=1 "
+            "seek=20000 count=500 conv=notrunc 2>/dev/null",
+            "its correction file: damaged block"},
+       }) {
+    if (Missing(c.codec)) continue;
+    std::string ext = std::string(c.file).substr(std::string(c.file).find('.') + 1);
+    if (ext == "oga") ext = "ogg";
+    if (!folder.Has("good." + ext)) {
+      Sh("sox -R -n -r 48000 -c 2 -b 16 src.wav synth 3 pinknoise vol 0.5");
+      Transmill("src.wav", "good." + ext, std::string("-convert_to=") + c.codec + " -notags");
+    }
+    std::string make = c.make;
+    for (size_t at; (at = make.find("EXT")) != std::string::npos;) make.replace(at, 3, ext);
+    Make(make, c.file);
+    RunResult r = Transmill(c.file, "out.wav", "-convert_to=wav");
+    EXPECT_EQ(r.exitCode, 1) << c.file;
+    bool opening = r.err.rfind(std::string("Error: Unable to open file '") + c.file + "'", 0) == 0;
+    bool reading = r.err.rfind(std::string("Error: Reading '") + c.file + "' failed", 0) == 0;
+    EXPECT_TRUE(opening || reading) << c.file << ": " << r.err;
+    if (std::string(c.error) == opened)
+      EXPECT_TRUE(opening) << r.err;
+    else
+      EXPECT_NE(r.err.find(c.error), std::string::npos) << c.file << ": " << r.err;
+    if (opening) {
+      EXPECT_FALSE(folder.Has("out.wav")) << c.file;
+    }
+  }
+}
+
+// Files of each format's own tool: length, bit rate, quality text and tags at open, then a
+// seek to one second leaves the rest of the samples.
+TEST_F(CodecTablesTest, DecodersDescribeTheToolsFilesAndSeek) {
+  struct Case {
+    const char* codec;
+    const char* file;
+    const char* make;     // from src.wav, 2 s of stereo noise at 48 kHz, into OUT
+    const char* quality;  // "~" stands for the kbps that the bit rate gives
+    bool exact;           // the samples after the seek are the source's
+    const char* rate;  // a command for the audio's bit rate, when not ffprobe's; "": see elsewhere
+  };
+  // The audio alone counts: its packets, without headers, tags and padding.
+  const char* packets =
+      "ffprobe -v error -show_entries packet=size -of csv=p=0 FILE | awk -F, '{s += $1} END "
+      "{print s * 4}'";
+  for (Case c : {
+           Case{"flac", "a.flac", "flac -s -f -T TITLE=Tagged -T ARTIST=A -o OUT src.wav",
+                "Lossless", true, packets},
+           {"wavpack", "a.wv", "wavpack -q -y -w Title=Tagged -w Artist=A src.wav -o OUT",
+            "Lossless", true, nullptr},
+           {"mp3", "a.mp3", "lame --quiet -b 128 --tt Tagged --ta A src.wav OUT",
+            "Lossy, 128 kbps CBR", false, nullptr},
+           {"mp3", "v.mp3", "lame --quiet -V0 --tt Tagged --ta A src.wav OUT", "Lossy, ~ kbps VBR",
+            false, nullptr},
+           {"vorbis", "a.ogg", "oggenc -Q -q 3 -t Tagged -a A -o OUT src.wav", "Lossy, ~ kbps VBR",
+            false, ""},
+           {"opus", "a.opus", "opusenc --quiet --title Tagged --artist A src.wav OUT",
+            "Lossy, ~ kbps VBR", false, nullptr},
+           {"opus", "c.opus",
+            "opusenc --quiet --hard-cbr --bitrate 64 --title Tagged --artist A src.wav OUT",
+            "Lossy, ~ kbps CBR", false, nullptr},
+       }) {
+    if (Missing(c.codec)) continue;
+    Sh("sox -R -n -r 48000 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5");
+    Make(c.make, c.file);
+    DecoderPlugin d(c.codec);
+    ASSERT_TRUE(d.Open(folder / c.file)) << c.file << d.errors.Text();
+    EXPECT_EQ(d.info.msLength, 2000u) << c.file;
+    EXPECT_EQ(d.info.byteLength, 96000u * 4) << c.file;
+    EXPECT_EQ(d.info.format.Format.wBitsPerSample, 16) << c.file;
+    std::string command = c.rate ? c.rate : "";
+    if (!command.empty()) command.replace(command.find("FILE"), 4, c.file);
+    double rate = c.rate ? std::stod("0" + Sh(command)) : FormatBitRate(c.file);
+    if (!command.empty() || !c.rate) {
+      EXPECT_NEAR(double(d.info.bitRate), rate, rate * 0.03) << c.file;
+    }
+    std::string quality = c.quality;
+    if (quality.find('~') != std::string::npos)
+      quality.replace(quality.find('~'), 1, std::to_string((d.info.bitRate + 500) / 1000));
+    EXPECT_EQ(d.Quality(), quality) << c.file;
+    EXPECT_NE(d.Tags().find("Title=Tagged;"), std::string::npos) << c.file << d.Tags();
+    EXPECT_NE(d.Tags().find("Artist=A;"), std::string::npos) << c.file << d.Tags();
+    ASSERT_NE(d.setPosition(d.instance, 1000, 0), 0) << c.file;
+    std::vector<uint8_t> rest;
+    ASSERT_TRUE(d.DecodeAll(rest)) << c.file << d.errors.Text();
+    EXPECT_EQ(rest.size(), 48000u * 4) << c.file;
+    if (c.exact) {
+      Sh("sox src.wav -t raw src.raw trim 1");
+      EXPECT_TRUE(std::string(rest.begin(), rest.end()) == ReadBytes(folder / "src.raw")) << c.file;
+    }
+    // Again after the whole stream was read: from the start, every frame.
+    ASSERT_NE(d.setPosition(d.instance, 0, 0), 0) << c.file;
+    rest.clear();
+    ASSERT_TRUE(d.DecodeAll(rest)) << c.file;
+    EXPECT_EQ(rest.size(), 96000u * 4) << c.file;
+  }
+}
+
+// Tags given to the engine and the picture of the source land in each format as mutagen reads
+// them, and the format's decoder hands them on to the next file; "-notags" leaves it bare.
+TEST_F(CodecTablesTest, TagsAndPicturesReachEachFormat) {
+  if (Missing("flac")) GTEST_SKIP() << "the source is a FLAC file";
+  folder.WriteFile("cover.png", std::string("\x89PNG\r\n\x1A\n", 8) + "picture body");
+  Sh("sox -n -r 48000 -c 2 -b 16 src.wav synth 1 sine 440 gain -3 && flac -s -o src.flac src.wav "
+     "&& "
+     "metaflac --set-tag=ARTIST=Someone --import-picture-from='3|image/png||1x1x24|cover.png' "
+     "src.flac");
+  std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
+  auto hex = [](const std::string& text) {
+    std::string digits;
+    char two[3];
+    for (unsigned char ch : text) snprintf(two, sizeof two, "%02x", ch), digits += two;
+    return digits;
+  };
+  // Title and artist under the field names mutagen shows.
+  for (auto [codec, title, artist] : {std::tuple{"flac", "TITLE", "ARTIST"},
+                                      {"vorbis", "TITLE", "ARTIST"},
+                                      {"opus", "TITLE", "ARTIST"},
+                                      {"mp3", "TIT2", "TPE1"},
+                                      {"wavpack", "TITLE", "ARTIST"}}) {
+    if (Missing(codec)) continue;
+    std::string convert = std::string("-convert_to=") + codec, ext = Ext(codec);
+    ASSERT_EQ(Transmill("src.flac", "a." + ext, convert + " \"-tag=Title=Überschrift\"").exitCode,
+              0);
+    ASSERT_EQ(Transmill("a." + ext, "b." + ext, convert).exitCode, 0) << codec;
+    ASSERT_EQ(Transmill("src.flac", "c." + ext, convert + " -notags -tag=Title=x").exitCode, 0);
+    for (std::string file : {"a.", "b."}) {
+      std::string read =
+          Sh("rm -f pic1 && /usr/bin/python3 '" + script + "' " + file + ext + " " + ext + " pic");
+      EXPECT_NE(read.find("T " + hex(title) + " " + hex("Überschrift")), std::string::npos)
+          << codec << read;
+      EXPECT_NE(read.find("T " + hex(artist) + " " + hex("Someone")), std::string::npos)
+          << codec << read;
+      EXPECT_NE(read.find("P 3 "), std::string::npos) << codec << read;
+      EXPECT_EQ(ReadBytes(folder / "pic1"), ReadBytes(folder / "cover.png")) << codec << file;
+    }
+    EXPECT_EQ(Sh("/usr/bin/python3 '" + script + "' c." + ext + " " + ext +
+                 " p 2>/dev/null | grep -c '^[TP]'"),
+              "0")
+        << codec;
+  }
+}
+
+}  // namespace
