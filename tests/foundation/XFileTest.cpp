@@ -312,9 +312,7 @@ TEST_F(XFileTest, AttachedHandleStaysOpenForItsOwner) {
   ASSERT_GE(fd, 0);
   {
     XFile file;
-    file.showErrors = true;
     file.AttachHandle(fd);
-    EXPECT_FALSE(file.showErrors);
     EXPECT_FALSE(file.ownsHandle);
     EXPECT_TRUE(file.Write("ab", 2));
   }
