@@ -9,7 +9,7 @@
 #include <ctime>
 
 #include "foundation/XLastError.h"
-#include "tests/foundation/XFileTestFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 class XFileTest : public XFileTestFolder {
  protected:

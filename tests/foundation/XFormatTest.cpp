@@ -2,7 +2,7 @@
 #include "foundation/XFormat.h"
 #include "foundation/XRegistry.h"
 #include "foundation/XString.h"
-#include "tests/foundation/XSettingsSandbox.h"
+#include "tests/foundation/Fixtures.h"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,7 @@
 
 #include "foundation/XLastError.h"
 #include "foundation/XStringList.h"
-#include "tests/foundation/XFileTestFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 class XPipeTest : public XFileTestFolder {
  protected:

@@ -3,7 +3,7 @@
 #include "foundation/XRegistryStore.h"
 #include "foundation/XString.h"
 #include "foundation/XStringList.h"
-#include "tests/foundation/XSettingsSandbox.h"
+#include "tests/foundation/Fixtures.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
 #include "foundation/XString.h"
-#include "tests/foundation/XSettingsSandbox.h"
+#include "tests/foundation/Fixtures.h"
 
 #include <gtest/gtest.h>
 
