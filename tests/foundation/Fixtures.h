@@ -12,10 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "foundation/XLastError.h"
 #include "foundation/XRegistry.h"
 #include "foundation/XString.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestText.h"
+
+// The error a call left when it failed, 0 when it succeeded.
+inline uint32_t FailedWith(bool ok) { return ok ? 0 : XGetLastError(); }
 
 // Shows strings as UTF-8 in failure messages.
 inline void PrintTo(const XString& s, std::ostream* os) { *os << '"' << U8(s) << '"'; }

@@ -147,21 +147,21 @@ TEST(XPathTest, EscapeTagValueRules) {
     EXPECT_EQ(U8(EscapeTagValue(c.key, c.value, c.encode, c.keepBreaks)), c.result) << U8(c.key);
 }
 
-TEST(XPathTest, LastErrorTextIsEmptyOnlyForZero) {
+TEST(XPathTest, ErrorGuidAndRecycleTexts) {
   XSetLastError(0);
   EXPECT_EQ(U8(LastErrorTextOrEmpty()), "");
   XSetLastError(1223);
   EXPECT_EQ(U8(LastErrorTextOrEmpty()), "(Win:1223)");
-}
-
-TEST(XPathTest, GuidTextIsRandomVersionFour) {
   std::string a = U8(NewGuidText());
-  std::string b = U8(NewGuidText());
   ASSERT_EQ(a.size(), 32u);
   EXPECT_EQ(a.find_first_not_of("0123456789ABCDEF"), std::string::npos);
-  EXPECT_EQ(a[12], '4');
+  EXPECT_EQ(a[12], '4');  // random, version four
   EXPECT_NE(std::string("89AB").find(a[16]), std::string::npos);
-  EXPECT_NE(a, b);
+  EXPECT_NE(a, U8(NewGuidText()));
+  EXPECT_TRUE(IsRecycleFolder(u"/share/@eaDir"));
+  EXPECT_TRUE(IsRecycleFolder(u"/share/$recycle.bin"));
+  EXPECT_FALSE(IsRecycleFolder(u"/share/@eaDir/x"));
+  EXPECT_FALSE(IsRecycleFolder(u"/share/recycle"));
 }
 
 TEST(XPathTest, TempNamesAreUniqueAcrossThreads) {
@@ -181,59 +181,57 @@ TEST(XPathTest, TempNamesAreUniqueAcrossThreads) {
   EXPECT_EQ(first.substr(0, 35), names[0][0].substr(0, 35));  // one GUID per process
 }
 
-TEST(XPathTest, RecycleFoldersAreKnownByNameIgnoringCase) {
-  EXPECT_TRUE(IsRecycleFolder(u"/share/@eaDir"));
-  EXPECT_TRUE(IsRecycleFolder(u"/share/$recycle.bin"));
-  EXPECT_FALSE(IsRecycleFolder(u"/share/@eaDir/x"));
-  EXPECT_FALSE(IsRecycleFolder(u"/share/recycle"));
-}
-
 // File system operations, each in a folder of its own.
 
-TEST(XPathTest, ExistsTellsFilesFoldersAndTheRoot) {
-  ScratchFolder dir;
-  dir.WriteFile("f");
-  bool isFolder = true;
-  EXPECT_TRUE(Exists(X(dir / "f"), &isFolder));
-  EXPECT_FALSE(isFolder);
-  EXPECT_TRUE(Exists(dir.Path(), &isFolder));
-  EXPECT_TRUE(isFolder);
-  EXPECT_FALSE(Exists(X(dir / "missing"), &isFolder));
-  EXPECT_FALSE(Exists(u"", nullptr));
-  EXPECT_TRUE(Exists(u"/", &isFolder));
-  EXPECT_TRUE(isFolder);
-}
-
-TEST(XPathTest, ReadOnlyAttributeRoundTrips) {
+TEST(XPathTest, ExistsAttributesAndSize) {
   ScratchFolder dir;
   dir.WriteFile("f", "12345");
-  XString f = X(dir / "f");
-  bool failed = true;
+  XString f = X(dir / "f"), missing = X(dir / "missing");
+  bool isFolder = true, failed = true;
+  EXPECT_TRUE(Exists(f, &isFolder));
+  EXPECT_FALSE(isFolder);
+  for (const XString& folder : {dir.Path(), XString(u"/")}) {
+    isFolder = false;
+    EXPECT_TRUE(Exists(folder, &isFolder));
+    EXPECT_TRUE(isFolder);
+  }
+  EXPECT_FALSE(Exists(missing, &isFolder));
+  EXPECT_FALSE(Exists(u"", nullptr));
   EXPECT_FALSE(GetAttributes(f, &failed) & XAttrReadOnly);
   EXPECT_FALSE(failed);
   ASSERT_TRUE(SetAttributes(f, XAttrReadOnly, 0));
   EXPECT_TRUE(GetAttributes(f) & XAttrReadOnly);
   ASSERT_TRUE(SetAttributes(f, 0, XAttrReadOnly));
   EXPECT_FALSE(GetAttributes(f) & XAttrReadOnly);
-  EXPECT_EQ(GetAttributes(X(dir / "missing"), &failed), 0u);
+  EXPECT_EQ(GetAttributes(missing, &failed), 0u);
   EXPECT_TRUE(failed);
-  EXPECT_FALSE(SetAttributes(X(dir / "missing"), XAttrReadOnly, 0));
+  EXPECT_FALSE(SetAttributes(missing, XAttrReadOnly, 0));
   EXPECT_EQ(SizeOf(f, &failed), 5u);
   EXPECT_FALSE(failed);
   EXPECT_EQ(SizeOf(dir.Path(), &failed), 0u);
   EXPECT_TRUE(failed);
 }
 
-TEST(XPathTest, DeleteFileRemovesReadOnlyFilesAndRefusesFolders) {
+TEST(XPathTest, DeleteMoveAndCopyRules) {
   ScratchFolder dir;
+  auto at = [&](const char* name) { return X(dir / name); };
   dir.WriteFile("ro");
-  ASSERT_TRUE(SetAttributes(X(dir / "ro"), XAttrReadOnly, 0));
-  EXPECT_TRUE(DeleteFile(X(dir / "ro")));
-  EXPECT_FALSE(dir.Has("ro"));
-  EXPECT_FALSE(DeleteFile(X(dir / "ro")));
-  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
-  EXPECT_FALSE(DeleteFile(dir.Path()));
-  EXPECT_EQ(XGetLastError(), XErrAccessDenied);
+  dir.WriteFile("a", "new");
+  dir.WriteFile("b", "old");
+  ASSERT_TRUE(SetAttributes(at("ro"), XAttrReadOnly, 0));
+  EXPECT_EQ(FailedWith(DeleteFile(at("ro"))), 0u);  // read-only is no protection
+  EXPECT_EQ(FailedWith(DeleteFile(at("ro"))), XErrFileNotFound);
+  EXPECT_EQ(FailedWith(DeleteFile(dir.Path())), XErrAccessDenied);
+  EXPECT_EQ(FailedWith(Move(at("a"), at("b"), false)), XErrAlreadyExists);
+  EXPECT_EQ(FailedWith(Move(at("a"), at("b"), true)), 0u);
+  EXPECT_FALSE(dir.Has("a"));
+  EXPECT_EQ(SizeOf(at("b")), 3u);
+  EXPECT_EQ(FailedWith(Move(at("a"), at("c"), false)), XErrFileNotFound);
+  EXPECT_EQ(FailedWith(Copy(at("b"), at("ro"), false)), 0u);
+  EXPECT_EQ(FailedWith(Copy(at("ro"), at("b"), true)), XErrFileExists);
+  EXPECT_TRUE(dir.Has("b"));
+  EXPECT_EQ(SizeOf(at("ro")), 3u);
+  EXPECT_FALSE(Copy(dir.Path(), at("c"), false));
 }
 
 TEST(XPathTest, DeleteFileInAFolderWithoutWriteAccessIsDenied) {
@@ -241,63 +239,25 @@ TEST(XPathTest, DeleteFileInAFolderWithoutWriteAccessIsDenied) {
   ScratchFolder dir;
   dir.WriteFile("locked/f");
   chmod((dir / "locked").c_str(), 0555);
-  EXPECT_FALSE(DeleteFile(X(dir / "locked/f")));
-  EXPECT_EQ(XGetLastError(), XErrAccessDenied);
+  EXPECT_EQ(FailedWith(DeleteFile(X(dir / "locked/f"))), XErrAccessDenied);
 }
 
-TEST(XPathTest, AFileHeldWithoutSharingCannotBeDeletedOrMoved) {
-  ScratchFolder dir;
-  dir.WriteFile("held");
-  XFile file;
-  ASSERT_TRUE(file.Open(X(dir / "held"), GENERIC_READ, 3, false, false));
-  EXPECT_FALSE(DeleteFile(X(dir / "held")));
-  EXPECT_EQ(XGetLastError(), XErrSharingViolation);
-  EXPECT_FALSE(Move(X(dir / "held"), X(dir / "other"), true));
-  EXPECT_EQ(XGetLastError(), XErrSharingViolation);
-  file.Close();
-  EXPECT_TRUE(Move(X(dir / "held"), X(dir / "other"), true));
-}
-
-TEST(XPathTest, MoveReplacesOnlyWhenAsked) {
-  ScratchFolder dir;
-  dir.WriteFile("a", "new");
-  dir.WriteFile("b", "old");
-  EXPECT_FALSE(Move(X(dir / "a"), X(dir / "b"), false));
-  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
-  EXPECT_TRUE(Move(X(dir / "a"), X(dir / "b"), true));
-  EXPECT_FALSE(dir.Has("a"));
-  bool failed = true;
-  EXPECT_EQ(SizeOf(X(dir / "b"), &failed), 3u);
-  EXPECT_FALSE(Move(X(dir / "a"), X(dir / "c"), false));
-  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
-}
-
-TEST(XPathTest, CopyKeepsTheSourceAndCanRefuseAnExistingTarget) {
-  ScratchFolder dir;
-  dir.WriteFile("a", "abc");
-  dir.WriteFile("b", "x");
-  EXPECT_FALSE(Copy(X(dir / "a"), X(dir / "b"), true));
-  EXPECT_EQ(XGetLastError(), XErrFileExists);
-  EXPECT_TRUE(Copy(X(dir / "a"), X(dir / "b"), false));
-  EXPECT_EQ(SizeOf(X(dir / "b")), 3u);
-  EXPECT_TRUE(dir.Has("a"));
-  EXPECT_FALSE(Copy(dir.Path(), X(dir / "c"), false));
-}
-
-TEST(XPathTest, MoveWithRetryOnAHeldFileEndsOnCancelOrTimeout) {
+TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryEndsOnCancelOrTimeout) {
   ScratchFolder dir;
   dir.WriteFile("src");
+  XString src = X(dir / "src"), dst = X(dir / "dst");
   XFile file;
-  ASSERT_TRUE(file.Open(X(dir / "src"), GENERIC_READ, 3, false, false));
+  ASSERT_TRUE(file.Open(src, GENERIC_READ, 3, false, false));
+  EXPECT_EQ(FailedWith(DeleteFile(src)), XErrSharingViolation);
+  EXPECT_EQ(FailedWith(Move(src, dst, true)), XErrSharingViolation);
   XEvent cancel;
-  EXPECT_FALSE(MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 30, &cancel));
-  EXPECT_EQ(XGetLastError(), XErrTimeout);
-  EXPECT_FALSE(MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 0, nullptr));
-  EXPECT_EQ(XGetLastError(), XErrTimeout);
+  EXPECT_EQ(FailedWith(MoveWithRetry(src, dst, true, 30, &cancel)), XErrTimeout);
+  EXPECT_EQ(FailedWith(MoveWithRetry(src, dst, true, 0, nullptr)), XErrTimeout);
   cancel.Set();
-  EXPECT_FALSE(MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 60000, &cancel));
-  EXPECT_EQ(XGetLastError(), XErrCancelled);
+  EXPECT_EQ(FailedWith(MoveWithRetry(src, dst, true, 60000, &cancel)), XErrCancelled);
   EXPECT_TRUE(dir.Has("src"));
+  file.Close();
+  EXPECT_TRUE(Move(src, dst, true));
 }
 
 TEST(XPathTest, MoveWithRetrySucceedsOnceTheFileIsLetGo) {
@@ -314,28 +274,21 @@ TEST(XPathTest, MoveWithRetrySucceedsOnceTheFileIsLetGo) {
   EXPECT_TRUE(moved);
   EXPECT_TRUE(dir.Has("dst"));
   // A failure other than a busy or denied file is not retried.
-  EXPECT_FALSE(MoveWithRetry(X(dir / "none"), X(dir / "dst2"), true, 60000, nullptr));
-  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
+  EXPECT_EQ(FailedWith(MoveWithRetry(X(dir / "none"), X(dir / "d2"), true, 60000, nullptr)),
+            XErrFileNotFound);
 }
 
-TEST(XPathTest, CreateFoldersMakesDeepPathsAndAcceptsExistingOnes) {
+TEST(XPathTest, CreateFoldersMakesDeepAndRelativePathsAndAcceptsExistingOnes) {
   ScratchFolder dir;
   XString deep = X(dir / "a b/\u00E9t\u00E9/\U0001F3B5/d/e/");
   EXPECT_TRUE(CreateFolders(deep));
   bool isFolder = false;
   EXPECT_TRUE(Exists(deep, &isFolder));
   EXPECT_TRUE(isFolder);
-  EXPECT_TRUE(CreateFolders(deep));
-  EXPECT_TRUE(CreateFolders(dir.Path()));
-  EXPECT_TRUE(CreateFolders(u"/"));
+  for (const XString& there : {deep, dir.Path(), XString(u"/")}) EXPECT_TRUE(CreateFolders(there));
   EXPECT_FALSE(CreateFolders(u""));
   dir.WriteFile("file");
-  EXPECT_FALSE(CreateFolders(X(dir / "file/sub")));
-  EXPECT_EQ(XGetLastError(), XErrPathNotFound);
-}
-
-TEST(XPathTest, CreateFoldersTakesRelativePaths) {
-  ScratchFolder dir;
+  EXPECT_EQ(FailedWith(CreateFolders(X(dir / "file/sub"))), XErrPathNotFound);
   char* old = getcwd(nullptr, 0);
   ASSERT_EQ(chdir(dir.Utf8().c_str()), 0);
   EXPECT_TRUE(CreateFolders(u"rel/sub"));
@@ -344,12 +297,11 @@ TEST(XPathTest, CreateFoldersTakesRelativePaths) {
   EXPECT_TRUE(dir.Has("rel/sub"));
 }
 
-TEST(XPathTest, DeleteFolderContentsFollowsPatternAndRecursion) {
+TEST(XPathTest, DeleteFolderContentsFollowsPatternAndRecursionButNotLinks) {
   ScratchFolder dir;
-  dir.WriteFile("t/a.tmp");
-  dir.WriteFile("t/b.flac");
-  dir.WriteFile("t/sub/c.tmp");
-  dir.WriteFile("t/sub/d.flac");
+  for (const char* name : {"t/a.tmp", "t/b.flac", "t/sub/c.tmp", "t/sub/d.flac", "keep/precious"})
+    dir.WriteFile(name);
+  ASSERT_EQ(symlink((dir / "keep").c_str(), (dir / "t/link").c_str()), 0);
   EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), false, u"*.TMP", false));
   EXPECT_FALSE(dir.Has("t/a.tmp"));
   EXPECT_TRUE(dir.Has("t/b.flac"));
@@ -359,17 +311,8 @@ TEST(XPathTest, DeleteFolderContentsFollowsPatternAndRecursion) {
   EXPECT_TRUE(dir.Has("t/sub/d.flac"));
   EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), true, u"*.*", true));
   EXPECT_FALSE(dir.Has("t"));
+  EXPECT_TRUE(dir.Has("keep/precious"));  // a linked folder goes, not what it holds
   EXPECT_FALSE(DeleteFolderContents(u"/a", true, u"*.*", true));
-}
-
-TEST(XPathTest, DeleteFolderContentsRemovesALinkedFolderButNotWhatItHolds) {
-  ScratchFolder dir;
-  dir.WriteFile("keep/precious");
-  dir.WriteFile("t/x");
-  ASSERT_EQ(symlink((dir / "keep").c_str(), (dir / "t/link").c_str()), 0);
-  EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), true, u"*.*", true));
-  EXPECT_FALSE(dir.Has("t"));
-  EXPECT_TRUE(dir.Has("keep/precious"));
 }
 
 namespace {
