@@ -15,6 +15,7 @@
 #include "foundation/XLastError.h"
 #include "foundation/XRegistry.h"
 #include "foundation/XString.h"
+#include "foundation/XStringList.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestText.h"
 
@@ -31,6 +32,13 @@ inline std::string Joined(std::initializer_list<XString> items) {
   std::string out;
   for (const XString& item : items)
     out += (out.empty() && &item == items.begin() ? "" : "|") + U8(item);
+  return out;
+}
+
+// A list's count, then its items: "2:a|b"; an empty list is "0:" and one empty item "1:".
+inline std::string Listed(const XStringList& list) {
+  std::string out = std::to_string(list.Count()) + ":";
+  for (int32_t i = 0; i < list.Count(); ++i) out += (i ? "|" : "") + U8(list[i]);
   return out;
 }
 

@@ -17,13 +17,6 @@ namespace {
 
 using Texts = std::vector<std::u16string>;
 
-// The count, then the items: "2:a|b"; an empty list is "0:" and one empty item "1:".
-std::string Listed(const XStringList& list) {
-  std::string out = std::to_string(list.Count()) + ":";
-  for (int32_t i = 0; i < list.Count(); ++i) out += (i ? "|" : "") + U8(list[i]);
-  return out;
-}
-
 Texts Items(const XStringList& list) {
   Texts out;
   for (int32_t i = 0; i < list.Count(); ++i) out.emplace_back(list[i].View());
