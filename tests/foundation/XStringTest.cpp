@@ -222,22 +222,60 @@ TEST(XStringTest, AppendAddsOnlyWhatIsThere) {
   EXPECT_EQ(Joined({s, e}), "path/|/");
 }
 
-TEST(XStringTest, InsertAtEveryValidPlace) {
-  XString s(u"ac");
-  s.InsertChar(u'b', 2);
-  s.InsertChar(u'<', 1);
-  s.InsertChar(u'>', s.Size());
-  s.InsertChar(u'!', XString::LastChar);
-  EXPECT_EQ(s, u"<abc>!");
-  s.InsertChar(u'?', 0);
-  s.InsertChar(u'?', s.Size() + 1);
-  s.Insert(u"XY", 2);
-  s.Insert(u"", 2);
-  s.Insert(nullptr, 2);
-  EXPECT_EQ(s, u"<XYabc>!");
+TEST(XStringTest, EditsAtTheEdges) {
+  using Edit = void (*)(XString&);
+  const struct {
+    const char16_t* start;
+    Edit edit;
+    const char* result;
+  } cases[] = {
+      {u"ac", [](XString& s) { s.InsertChar(u'b', 2); }, "abc"},
+      {u"ac", [](XString& s) { s.InsertChar(u'<', 1); }, "<ac"},
+      {u"ac", [](XString& s) { s.InsertChar(u'>', s.Size()); }, "ac>"},
+      {u"ac", [](XString& s) { s.InsertChar(u'!', XString::LastChar); }, "ac!"},
+      {u"ac", [](XString& s) { s.InsertChar(u'?', 0); }, "ac"},
+      {u"ac", [](XString& s) { s.InsertChar(u'?', s.Size() + 1); }, "ac"},
+      {u"ac", [](XString& s) { s.Insert(u"XY", 2); }, "aXYc"},
+      {u"ac", [](XString& s) { s.Insert(u"", 2); }, "ac"},
+      {u"ac", [](XString& s) { s.Insert(nullptr, 2); }, "ac"},
+      {u"", [](XString& s) { s.InsertChar(u'a', 0); }, ""},
+      {u"abcdef", [](XString& s) { s.Remove(2, 3); }, "adef"},
+      {u"abcdef", [](XString& s) { s.Remove(0, 2); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.Remove(7, 7); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.Remove(3, 2); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.Remove(6, 6); }, "abcde"},
+      {u"abcdef", [](XString& s) { s.Remove(1, 6); }, ""},
+      {u"abcdef", [](XString& s) { s.Remove(3, 100); }, ""},
+      // Four units asked, three there: one more goes from the front part.
+      {u"abcdef", [](XString& s) { s.Remove(4, 7); }, "ab"},
+      {u"abcdef", [](XString& s) { s.ChopLeft(0); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.ChopRight(0); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.ChopLeft(2); }, "cdef"},
+      {u"abcdef", [](XString& s) { s.ChopRight(1); }, "abcde"},
+      {u"abcdef", [](XString& s) { s.ChopRight(10); }, ""},
+      {u"abcdef", [](XString& s) { s.ChopLeft(6); }, ""},
+      {u"  \tx y\t  ", [](XString& s) { s.TrimLeft(); }, "\tx y\t  "},
+      {u"  \tx y\t  ", [](XString& s) { s.TrimRight(); }, "  \tx y\t"},
+      {u"   ", [](XString& s) { s.TrimRight(); }, ""},
+      {u"a//", [](XString& s) { s.TrimRightChar(u'/'); }, "a"},
+      {u"abcdef", [](XString& s) { s.SetLength(-1, u' ', true); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.SetLength(6); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.SetLength(9); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.SetLength(3); }, "abc"},
+      {u"abc", [](XString& s) { s.SetLength(5, u'.', true); }, "abc.."},
+      {u"abc", [](XString& s) { s.SetLength(0, u' ', true); }, ""},
+      {u"abc", [](XString& s) { s.Reserve(100, 10); }, "abc"},
+  };
+  for (const auto& c : cases) {
+    XString s(c.start);
+    c.edit(s);
+    EXPECT_EQ(U8(s), c.result) << U8(c.start) << " case " << (&c - cases);
+    EXPECT_EQ(s.Size(), s.Length() + 1);
+  }
   XString e;
-  e.InsertChar(u'a', 0);
-  EXPECT_EQ(e.Size(), 1);
+  e.TrimLeft();
+  e.TrimRight();
+  EXPECT_EQ(e.CStr(), XString::SharedEmpty());
 }
 
 TEST(XStringTest, RemoveAtReturnsTheUnit) {
@@ -247,46 +285,6 @@ TEST(XStringTest, RemoveAtReturnsTheUnit) {
   EXPECT_EQ(s, u"b");
   EXPECT_EQ(s.RemoveAt(1), u'b');
   EXPECT_TRUE(s.IsEmpty());
-}
-
-TEST(XStringTest, RemoveInsideAndPastTheEnd) {
-  XString s(abcdef);
-  s.Remove(2, 3);
-  EXPECT_EQ(s, u"adef");
-  s.Remove(0, 2);
-  s.Remove(5, 5);
-  s.Remove(3, 2);
-  EXPECT_EQ(s, u"adef");
-  s.Remove(4, 4);
-  EXPECT_EQ(s, u"ade");
-  s.Remove(1, 3);
-  EXPECT_TRUE(s.IsEmpty());
-  XString all(abcdef), t(abcdef);
-  all.Remove(3, 100);
-  t.Remove(4, 7);  // four units asked, three there: one more goes from the front part
-  EXPECT_EQ(Joined({all, t}), "|ab");
-}
-
-TEST(XStringTest, ChopAndTrim) {
-  XString s(abcdef);
-  s.ChopLeft(0);
-  s.ChopRight(0);
-  EXPECT_EQ(s, u"abcdef");
-  s.ChopLeft(2);
-  s.ChopRight(1);
-  EXPECT_EQ(s, u"cde");
-  s.ChopRight(10);
-  XString t(u"abc");
-  t.ChopLeft(3);
-  XString left(u"  \tx y\t  "), right(left), blanks(u"   "), path(u"a//"), e;
-  left.TrimLeft();
-  right.TrimRight();
-  blanks.TrimRight();
-  path.TrimRightChar(u'/');
-  e.TrimLeft();
-  e.TrimRight();
-  EXPECT_EQ(Joined({s, t, left, right, blanks, path}), "||\tx y\t  |  \tx y\t||a");
-  EXPECT_EQ(e.CStr(), XString::SharedEmpty());
 }
 
 TEST(XStringTest, ReplaceNeverSearchesReplacedText) {
@@ -306,22 +304,6 @@ TEST(XStringTest, ReplaceNeverSearchesReplacedText) {
   XString self(u"abc");
   self.Replace(self.CStr(), u"z");
   EXPECT_EQ(Joined({s, q, r, n, c, t, self}), "aaXaa|say \"hi\"||abc|One 'two' Three|xaxabxa|z");
-}
-
-TEST(XStringTest, SetLengthCutsAndPadsAndReserveKeeps) {
-  XString s(abcdef);
-  s.SetLength(-1, u' ', true);
-  s.SetLength(6);
-  s.SetLength(9);
-  EXPECT_EQ(s, u"abcdef");
-  s.SetLength(3);
-  EXPECT_EQ(s, u"abc");
-  s.SetLength(5, u'.', true);
-  EXPECT_EQ(s, u"abc..");
-  s.Reserve(100, 10);
-  EXPECT_EQ(s, u"abc..");
-  s.SetLength(0, u' ', true);
-  EXPECT_TRUE(s.IsEmpty());
 }
 
 // --- Numbers ---
