@@ -11,13 +11,6 @@ namespace {
 
 constexpr uint32_t kZeroBlock = 65536;
 
-// There is no desktop to ask: every question of the interactive mode is answered by cancel.
-bool AskUser(const XString& text, const char16_t* title) {
-  (void)text;
-  (void)title;
-  return false;
-}
-
 }  // namespace
 
 XFile::XFile(const XString& name, uint32_t access, uint32_t disposition, bool show, bool shareable,
@@ -29,29 +22,22 @@ XFile::~XFile() { Close(); }
 
 bool XFile::Open(const XString& name, uint32_t access, uint32_t disposition, bool show,
                  bool shareable, uint32_t flags) {
+  // There is no desktop to ask whether to retry, so show changes nothing.
+  (void)show;
   (void)flags;
   Close();
   XString copy(name);  // name may be our own path
   path = std::move(copy);
-  showErrors = show;
   shareMode = shareable ? 3 : 0;
   if (path.IsEmpty()) {
     XSetLastError(XErrPathNotFound);
     return false;
   }
-  for (;;) {
-    xfileos::OpenResult r = xfileos::Open(path.ToUtf8(), access, disposition, shareable);
-    if (r.handle >= 0) {
-      handle = r.handle;
-      ownsHandle = true;
-      return true;
-    }
-    const char16_t* title = (access & GENERIC_WRITE) ? u"File Write Error" : u"File Read Error";
-    uint32_t error = XGetLastError();
-    bool retry = showErrors && AskUser(u"Unable to open '" + path + u"'", title);
-    XSetLastError(error);
-    if (!retry) return false;
-  }
+  xfileos::OpenResult r = xfileos::Open(path.ToUtf8(), access, disposition, shareable);
+  if (r.handle < 0) return false;
+  handle = r.handle;
+  ownsHandle = true;
+  return true;
 }
 
 bool XFile::OpenRead(const XString& name) { return Open(name, GENERIC_READ, OPEN_EXISTING); }
@@ -77,13 +63,11 @@ void XFile::Close() {
 void XFile::AttachHandle(XHandle h) {
   Close();
   handle = h < 0 ? XInvalidHandle : h;
-  showErrors = false;
   ownsHandle = false;
 }
 
 bool XFile::AttachCopy(XHandle h) {
   Close();
-  showErrors = false;
   XHandle copy = xfileos::Duplicate(h, false);
   if (copy < 0) return false;
   handle = copy;
@@ -92,19 +76,9 @@ bool XFile::AttachCopy(XHandle h) {
 }
 
 uint32_t XFile::Read(void* buffer, uint32_t count, uint32_t origin, bool* outFailed) {
-  for (;;) {
-    bool failed = false;
-    uint32_t got = ReadOnce(buffer, count, origin, &failed);
-    if (!failed || !showErrors ||
-        !AskUser(u"Unable to read from '" + path + u"'", u"File Read Error")) {
-      if (outFailed) *outFailed = failed;
-      return got;
-    }
-  }
-}
-
-uint32_t XFile::ReadOnce(void* buffer, uint32_t count, uint32_t origin, bool* outFailed) {
-  *outFailed = true;
+  bool ignored = false;
+  bool& failed = outFailed ? *outFailed : ignored;
+  failed = true;
   if (handle < 0) {
     XSetLastError(XErrInvalidParameter);
     return 0;
@@ -114,7 +88,7 @@ uint32_t XFile::ReadOnce(void* buffer, uint32_t count, uint32_t origin, bool* ou
   uint32_t got = 0;
   bool ok = xfileos::Read(handle, buffer, count, &got);
   uint32_t error = XGetLastError();
-  *outFailed = !(ok || error == XErrNone || error == XErrHandleEof);
+  failed = !(ok || error == XErrNone || error == XErrHandleEof);
   return got;
 }
 
@@ -122,19 +96,8 @@ bool XFile::Write(const void* buffer, uint32_t count, uint32_t origin, uint32_t*
   if (!buffer) {
     if (count == 0) return true;
     XSetLastError(XErrInvalidParameter);
-    if (showErrors) AskUser(u"Error writing a NULL buffer to file", u"File Write Error");
     return false;
   }
-  for (;;) {
-    if (WriteOnce(buffer, count, origin, outWritten)) return true;
-    uint32_t error = XGetLastError();
-    bool retry = showErrors && AskUser(u"Unable to write to '" + path + u"'", u"File Write Error");
-    XSetLastError(error);
-    if (!retry) return false;
-  }
-}
-
-bool XFile::WriteOnce(const void* buffer, uint32_t count, uint32_t origin, uint32_t* outWritten) {
   if (handle < 0) {
     XSetLastError(XErrInvalidParameter);
     return false;

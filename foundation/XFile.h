@@ -86,13 +86,10 @@ class XFile {
 
   XString path;
   XHandle handle = XInvalidHandle;
-  bool showErrors = false;
   bool ownsHandle = false;
   uint32_t shareMode = 3;
 
  private:
-  uint32_t ReadOnce(void* buffer, uint32_t count, uint32_t origin, bool* outFailed);
-  bool WriteOnce(const void* buffer, uint32_t count, uint32_t origin, uint32_t* outWritten);
   uint64_t TimeOf(int which, bool* outFailed);
   bool ReadWideLine(XString& outLine);
   bool ReadNarrowLine(XString& outLine, bool utf8);

@@ -6,7 +6,9 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
+#include <cstring>
 #include <list>
+
 #include "tests/support/ScratchFolder.h"
 
 #include <filesystem>
@@ -25,45 +27,39 @@
 
 namespace {
 
-std::string ReadUtf16File(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  std::u16string units(bytes.size() / 2, u'\0');
-  for (size_t i = 0; i < units.size(); ++i) {
-    units[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) |
-                                     static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
-  }
-  EXPECT_EQ(bytes.size() % 2, 0u) << path;
-  return XUtf16ToUtf8(units);
-}
-
-std::string ReadPipe(int fd) {
-  std::string bytes;
-  char buffer[4096];
-  ssize_t got;
-  while ((got = read(fd, buffer, sizeof buffer)) > 0) bytes.append(buffer, size_t(got));
+// UTF-16LE bytes as UTF-8 text.
+std::string FromUtf16(const std::string& bytes) {
+  EXPECT_EQ(bytes.size() % 2, 0u);
   std::u16string units(bytes.size() / 2, u'\0');
   memcpy(units.data(), bytes.data(), units.size() * 2);
   return XUtf16ToUtf8(units);
 }
 
-constexpr const char* RedirectedVariables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "TMPDIR",
-                                               "TONVERA_DEBUG"};
+std::string ReadUtf16File(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return FromUtf16(std::string(std::istreambuf_iterator<char>(in), {}));
+}
+
+std::string ReadPipe(int fd) {
+  std::string bytes;
+  char buffer[4096];
+  for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;) bytes.append(buffer, size_t(got));
+  return FromUtf16(bytes);
+}
 
 // A unique folder, with the user's folders, settings and temporary files pointed into it.
 class XDebugLogTest : public testing::Test {
  protected:
   void SetUp() override {
-    for (const char* name : RedirectedVariables) saved.emplace_back(name, getenv(name));
     dir = scratch.Folder();
-    for (const char* sub : {"/home", "/config", "/data", "/tmp", "/home/Documents"}) {
+    for (const char* sub : {"/home/Documents", "/config", "/data", "/tmp"})
       std::filesystem::create_directories(dir + sub);
-    }
-    setenv("HOME", (dir + "/home").c_str(), 1);
-    setenv("XDG_CONFIG_HOME", (dir + "/config").c_str(), 1);
-    setenv("XDG_DATA_HOME", (dir + "/data").c_str(), 1);
-    setenv("TMPDIR", (dir + "/tmp").c_str(), 1);
-    unsetenv("TONVERA_DEBUG");
+    const std::pair<const char*, std::string> redirected[] = {{"HOME", dir + "/home"},
+                                                              {"XDG_CONFIG_HOME", dir + "/config"},
+                                                              {"XDG_DATA_HOME", dir + "/data"},
+                                                              {"TMPDIR", dir + "/tmp"}};
+    for (const auto& [name, value] : redirected) saved.emplace_back(name, value.c_str());
+    saved.emplace_back("TONVERA_DEBUG", nullptr);
     logPath = dir + "/log.txt";
     logFd = open(logPath.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     ASSERT_GE(logFd, 0);
@@ -98,6 +94,16 @@ TEST_F(XDebugLogTest, NestedTracesIndentByTwoBlanksPerLevel) {
   Log(u"<-<-", context, "Inner");
   Log(u"<-<- leaving", context, "Outer");
   Log(u"three", context);
+  // Pieces without a line end form one line with one indentation and the last one's place.
+  Log(u"->->", context, "F");
+  Log(u"a", context, "Ignored", false);
+  Log(u"b", context, "Ignored", false);
+  Log(u"c", context, "Last");
+  Log(u"<-<-", context, "F");
+  // An unmatched leave at the top level does no harm; three characters are no marker.
+  Log(u"<-<-", context, "Twice");
+  Log(u"<-<", context);
+  Log(u"after", context);
   EXPECT_EQ(Logged(),
             "->->  [Outer]\r\n"
             "  one  [Outer]\r\n"
@@ -105,24 +111,9 @@ TEST_F(XDebugLogTest, NestedTracesIndentByTwoBlanksPerLevel) {
             "    two\r\n"
             "  <-<-  [Inner]\r\n"
             "<-<- leaving  [Outer]\r\n"
-            "three\r\n");
-}
-
-TEST_F(XDebugLogTest, PiecesWithoutLineEndFormOneLineWithOneIndentation) {
-  Log(u"->->", context, "F");
-  Log(u"a", context, "Ignored", false);
-  Log(u"b", context, "Ignored", false);
-  Log(u"c", context, "Last");
-  Log(u"<-<-", context, "F");
-  EXPECT_EQ(Logged(), "->->  [F]\r\n  abc  [Last]\r\n<-<-  [F]\r\n");
-}
-
-TEST_F(XDebugLogTest, UnmatchedLeaveAtTopLevelDoesNoHarm) {
-  Log(u"<-<-", context);
-  Log(u"<-<-", context, "Twice");
-  Log(u"<-<", context);  // three characters are no marker
-  Log(u"after", context);
-  EXPECT_EQ(Logged(), "<-<-\r\n<-<-  [Twice]\r\n<-<\r\nafter\r\n");
+            "three\r\n"
+            "->->  [F]\r\n  abc  [Last]\r\n<-<-  [F]\r\n"
+            "<-<-  [Twice]\r\n<-<\r\nafter\r\n");
 }
 
 TEST_F(XDebugLogTest, ErrorAndInformationGoToLogAndToTheirPipes) {

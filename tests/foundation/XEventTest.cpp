@@ -9,6 +9,7 @@
 #include "foundation/XLastError.h"
 #include "foundation/XString.h"
 #include "foundation/XTextCodec.h"
+#include "tests/foundation/Fixtures.h"
 #include "tests/sdk/support/NamedPeer.h"
 
 using namespace named_peer;
@@ -34,23 +35,20 @@ TEST(XEventTest, SecondCreateOfANameOpensTheSameEvent) {
 }
 
 TEST(XEventTest, CopyIsASecondHandleOnTheSameEvent) {
-  XEvent original(Wide(UniqueName("evt")).c_str());
-  XEvent copy(original);
+  XEvent original(Wide(UniqueName("evt")).c_str()), anonymous;
+  XEvent copy(original), anonymousCopy(anonymous);
   EXPECT_TRUE(copy.AlreadyExisted());
   original.Close();
   copy.Set();
-  EXPECT_TRUE(copy.IsSet());
-  XEvent anonymous;
-  XEvent anonymousCopy(anonymous);
   anonymous.Set();
+  EXPECT_TRUE(copy.IsSet());
   EXPECT_TRUE(anonymousCopy.IsSet());
 }
 
 TEST(XEventTest, WaitTimesOutWithTheTimeOutError) {
   XEvent event(Wide(UniqueName("evt")).c_str());
   EXPECT_FALSE(event.Wait(0));
-  EXPECT_FALSE(event.Wait(20));
-  EXPECT_EQ(XGetLastError(), XErrTimeout);
+  EXPECT_EQ(FailedWith(event.Wait(20)), XErrTimeout);
   event.Set();
   EXPECT_TRUE(event.Wait(XEvent::Infinite));
 }
@@ -83,16 +81,12 @@ TEST(XEventTest, SharesEventsWithProgramsOfTheCApi) {
   EXPECT_TRUE(opened.Wait(20000));
 }
 
-TEST(XEventTest, ToggleFlipsTheStateAndTellsTheNewOne) {
+TEST(XEventTest, ToggleTellsTheNewStateAndAClosedEventDoesNothing) {
   XEvent event;
   EXPECT_TRUE(event.Toggle());
   EXPECT_TRUE(event.IsSet());
   EXPECT_FALSE(event.Toggle());
   EXPECT_FALSE(event.IsSet());
-}
-
-TEST(XEventTest, ClosedEventDoesNothingAndReportsFalse) {
-  XEvent event;
   event.Close();
   event.Set();
   event.Reset();

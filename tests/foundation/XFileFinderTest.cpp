@@ -3,7 +3,7 @@
 
 #include "foundation/XLastError.h"
 #include "foundation/XPath.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 #include <gtest/gtest.h>
 
@@ -11,9 +11,6 @@
 #include <set>
 
 namespace {
-
-std::string U8(const XString& s) { return s.ToUtf8String(); }
-XString X(const std::string& s) { return XString::FromUtf8(s.c_str()); }
 
 std::set<std::string> Names(XFileFinder& finder) {
   std::set<std::string> names;
@@ -30,17 +27,15 @@ std::set<std::string> Find(const ScratchFolder& dir, const char16_t* pattern,
 }  // namespace
 
 TEST(XFileFinderTest, WildcardsMatchIgnoringAsciiCase) {
-  EXPECT_TRUE(WildcardMatch(u"*.flac", u"A.FLAC"));
-  EXPECT_TRUE(WildcardMatch(u"*", u""));
-  EXPECT_TRUE(WildcardMatch(u"a?c", u"abc"));
-  EXPECT_FALSE(WildcardMatch(u"a?c", u"ac"));
-  EXPECT_TRUE(WildcardMatch(u"*.rewrite.tmp", u"x.p12.rewrite.tmp"));
-  EXPECT_FALSE(WildcardMatch(u"*.tmp", u"x.tmp.bak"));
-  EXPECT_TRUE(WildcardMatch(u"a*b*c", u"aXbYbZc"));
-  EXPECT_FALSE(WildcardMatch(u"", u"a"));
+  const std::pair<const char16_t*, const char16_t*> matches[] = {
+      {u"*.flac", u"A.FLAC"}, {u"*", u""},
+      {u"a?c", u"abc"},       {u"*.rewrite.tmp", u"x.p12.rewrite.tmp"},
+      {u"a*b*c", u"aXbYbZc"}, {u"\u00E9*", u"\u00E9t\u00E9"}};
   // Letters outside ASCII compare exactly.
-  EXPECT_TRUE(WildcardMatch(u"\u00E9*", u"\u00E9t\u00E9"));
-  EXPECT_FALSE(WildcardMatch(u"\u00C9*", u"\u00E9t\u00E9"));
+  const std::pair<const char16_t*, const char16_t*> misses[] = {
+      {u"a?c", u"ac"}, {u"*.tmp", u"x.tmp.bak"}, {u"", u"a"}, {u"\u00C9*", u"\u00E9t\u00E9"}};
+  for (auto [pattern, name] : matches) EXPECT_TRUE(WildcardMatch(pattern, name)) << U8(pattern);
+  for (auto [pattern, name] : misses) EXPECT_FALSE(WildcardMatch(pattern, name)) << U8(pattern);
 }
 
 TEST(XFileFinderTest, FindsMatchingEntriesAndNeverTheDotNames) {
@@ -100,16 +95,11 @@ TEST(XFileFinderTest, LooksUpOneEntryByPath) {
 
 TEST(XFileFinderTest, TellsAMissingFolderFromAnEmptyMatch) {
   ScratchFolder dir;
-  XFileFinder missing(X(dir / "nowhere"), u"*");
-  EXPECT_FALSE(missing.Next());
-  EXPECT_EQ(XGetLastError(), XErrPathNotFound);
-  XFileFinder none(dir.Path(), u"*.flac");
-  EXPECT_FALSE(none.Next());
-  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
-  XFileFinder entry(X(dir / "nothing"));
-  EXPECT_FALSE(entry.Next());
-  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
-  XFileFinder empty(u"");
+  XFileFinder missing(X(dir / "nowhere"), u"*"), none(dir.Path(), u"*.flac"),
+      entry(X(dir / "nothing")), empty(u"");
+  EXPECT_EQ(FailedWith(missing.Next()), XErrPathNotFound);
+  EXPECT_EQ(FailedWith(none.Next()), XErrFileNotFound);
+  EXPECT_EQ(FailedWith(entry.Next()), XErrFileNotFound);
   EXPECT_FALSE(empty.Next());
 }
 

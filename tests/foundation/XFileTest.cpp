@@ -9,7 +9,7 @@
 #include <ctime>
 
 #include "foundation/XLastError.h"
-#include "tests/foundation/XFileTestFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 class XFileTest : public XFileTestFolder {
  protected:
@@ -26,74 +26,55 @@ class XFileTest : public XFileTestFolder {
   using Texts = std::vector<std::string>;
 };
 
-TEST_F(XFileTest, OpenExistingOnMissingFileFailsWithFileNotFound) {
+TEST_F(XFileTest, DispositionsDecideWhatAnOpenDoes) {
+  // The file "old" holds "contents" before each open; "missing" is never there.
+  const struct {
+    const char* name;
+    uint32_t access, disposition, error;
+    int64_t size;  // after the open; -1 when it fails
+  } cases[] = {
+      {"missing", GENERIC_READ, OPEN_EXISTING, XErrFileNotFound, -1},
+      {"missing", GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, XErrFileNotFound, -1},
+      {"missing", GENERIC_WRITE, TRUNCATE_EXISTING, XErrFileNotFound, -1},
+      {"old", GENERIC_WRITE, TRUNCATE_EXISTING, XErrNone, 0},
+      {"old", GENERIC_WRITE, CREATE_NEW, XErrFileExists, -1},
+      {"new", GENERIC_WRITE, CREATE_NEW, XErrNone, 0},
+      {"old", GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, XErrAlreadyExists, 0},
+      {"new", GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, XErrNone, 0},
+      {"old", GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS, XErrAlreadyExists, 8},
+      {"new", GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS, XErrNone, 0},
+  };
+  for (const auto& c : cases) {
+    std::filesystem::remove(Native("new"));
+    Put("old", "contents");
+    XSetLastError(12345);
+    XFile file(Path(c.name), c.access, c.disposition);
+    EXPECT_EQ(file.IsOpen(), c.size >= 0) << c.name << " " << c.disposition;
+    EXPECT_EQ(XGetLastError(), c.error) << c.name << " " << c.disposition;
+    if (file.IsOpen()) EXPECT_EQ(file.Size(), c.size) << c.name << " " << c.disposition;
+    EXPECT_EQ(file.ownsHandle, file.IsOpen());
+  }
+  EXPECT_FALSE(Exists("missing"));
+  EXPECT_TRUE(XFile().OpenCreate(Path("made")) && Exists("made"));
+}
+
+TEST_F(XFileTest, FailedOpensLeaveTheFileClosedWithAnErrorText) {
   XFile file;
   EXPECT_FALSE(file.OpenRead(Path("missing")));
-  EXPECT_FALSE(file.IsOpen());
   EXPECT_EQ(file.handle, XInvalidHandle);
-  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
   EXPECT_EQ(XFile::LastErrorText(), XString(u"(win:2)"));
-  XString text = XFile::OpenErrorText(Path("missing"));
-  EXPECT_EQ(text, u"Error opening file '" + Path("missing") +
-                      u"', check no other program has it open. (win:2)");
-  EXPECT_FALSE(Exists("missing"));
-}
-
-TEST_F(XFileTest, ConstructorOpensOrLeavesClosed) {
-  XFile missing(Path("missing"), GENERIC_READ, OPEN_EXISTING);
-  EXPECT_FALSE(missing.IsOpen());
-  Put("there", "x");
-  XFile there(Path("there"), GENERIC_READ, OPEN_EXISTING);
-  EXPECT_TRUE(there.IsOpen());
-  EXPECT_TRUE(there.ownsHandle);
-}
-
-TEST_F(XFileTest, EmptyPathAndFolderAreNotOpened) {
-  XFile file;
+  EXPECT_EQ(XFile::OpenErrorText(Path("missing")),
+            u"Error opening file '" + Path("missing") +
+                u"', check no other program has it open. (win:2)");
   EXPECT_FALSE(file.OpenRead(XString()));
   EXPECT_EQ(XFile::OpenErrorText(XString()), XString(u"No file specified!"));
-  EXPECT_FALSE(file.OpenRead(XString::FromUtf8(folder)));
-  EXPECT_EQ(XGetLastError(), XErrAccessDenied);
-}
-
-TEST_F(XFileTest, CreateNewRefusesAnExistingFile) {
-  XFile file;
-  EXPECT_TRUE(file.Open(Path("a"), GENERIC_WRITE, CREATE_NEW));
-  file.Close();
-  EXPECT_FALSE(file.Open(Path("a"), GENERIC_WRITE, CREATE_NEW));
-  EXPECT_EQ(XGetLastError(), XErrFileExists);
-}
-
-TEST_F(XFileTest, CreateAlwaysEmptiesAnExistingFileAndSaysItExisted) {
-  XFile file;
-  EXPECT_TRUE(file.OpenCreate(Path("new")));
-  EXPECT_EQ(XGetLastError(), XErrNone);
-  file.Close();
-  Put("old", "contents");
-  EXPECT_TRUE(file.OpenCreate(Path("old")));
-  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
-  EXPECT_EQ(file.Size(), 0);
-}
-
-TEST_F(XFileTest, OpenAlwaysKeepsContentsAndCreatesWhenMissing) {
-  Put("old", "contents");
-  XFile file;
-  EXPECT_TRUE(file.OpenAlways(Path("old")));
-  EXPECT_EQ(XGetLastError(), XErrAlreadyExists);
-  EXPECT_EQ(file.Size(), 8);
-  EXPECT_TRUE(file.OpenAlways(Path("new")));
-  EXPECT_EQ(XGetLastError(), XErrNone);
-  EXPECT_TRUE(Exists("new"));
-}
-
-TEST_F(XFileTest, OpenReadWriteAndTruncateExistingNeedTheFile) {
-  XFile file;
-  EXPECT_FALSE(file.OpenReadWrite(Path("missing")));
-  EXPECT_FALSE(file.Open(Path("missing"), GENERIC_WRITE, TRUNCATE_EXISTING));
-  EXPECT_FALSE(Exists("missing"));
-  Put("old", "contents");
-  EXPECT_TRUE(file.Open(Path("old"), GENERIC_WRITE, TRUNCATE_EXISTING));
-  EXPECT_EQ(file.Size(), 0);
+  EXPECT_EQ(FailedWith(file.OpenRead(XString::FromUtf8(folder))), XErrAccessDenied);
+  EXPECT_EQ(XFile::ErrorText(5), XString(u"(win:5)"));
+  XSetLastError(32);
+  EXPECT_EQ(XFile::LastErrorText(), XString(u"(win:32)"));
+  XSetLastError(0);
+  EXPECT_EQ(XFile::OpenErrorText(u"a"),
+            XString(u"Error opening file 'a', check no other program has it open."));
 }
 
 TEST_F(XFileTest, UnshareableOpenExcludesOtherOpens) {
@@ -312,9 +293,7 @@ TEST_F(XFileTest, AttachedHandleStaysOpenForItsOwner) {
   ASSERT_GE(fd, 0);
   {
     XFile file;
-    file.showErrors = true;
     file.AttachHandle(fd);
-    EXPECT_FALSE(file.showErrors);
     EXPECT_FALSE(file.ownsHandle);
     EXPECT_TRUE(file.Write("ab", 2));
   }
@@ -354,13 +333,4 @@ TEST_F(XFileTest, TimesAreFileTimesOfNow) {
   EXPECT_FALSE(failed);
   EXPECT_EQ(XFile::CreationTime(Path("missing"), &failed), 0u);
   EXPECT_TRUE(failed);
-}
-
-TEST_F(XFileTest, ErrorTextCarriesTheCode) {
-  EXPECT_EQ(XFile::ErrorText(5), XString(u"(win:5)"));
-  XSetLastError(32);
-  EXPECT_EQ(XFile::LastErrorText(), XString(u"(win:32)"));
-  XSetLastError(0);
-  EXPECT_EQ(XFile::OpenErrorText(u"a"),
-            XString(u"Error opening file 'a', check no other program has it open."));
 }

@@ -5,7 +5,7 @@
 #include "foundation/XFile.h"
 #include "foundation/XLastError.h"
 #include "foundation/XStringList.h"
-#include "tests/foundation/XFileTestFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 class XFileWholeTest : public XFileTestFolder {};
 

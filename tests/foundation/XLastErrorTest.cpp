@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <thread>
+#include <vector>
 
 TEST(XLastErrorTest, IsKeptPerThread) {
   XSetLastError(XErrAccessDenied);
@@ -15,14 +16,11 @@ TEST(XLastErrorTest, IsKeptPerThread) {
 }
 
 TEST(XLastErrorTest, MapsErrnoToSystemNumbers) {
-  EXPECT_EQ(XErrorFromErrno(ENOENT), 2u);
-  EXPECT_EQ(XErrorFromErrno(ENOTDIR), 3u);
-  EXPECT_EQ(XErrorFromErrno(EROFS), 5u);
-  EXPECT_EQ(XErrorFromErrno(ETXTBSY), 32u);
-  EXPECT_EQ(XErrorFromErrno(EEXIST), 183u);
-  EXPECT_EQ(XErrorFromErrno(EEXIST, true), 80u);
-  EXPECT_EQ(XErrorFromErrno(ENOTEMPTY), 145u);
-  EXPECT_EQ(XErrorFromErrno(ENOSPC), 112u);
+  EXPECT_EQ((std::vector<uint32_t>{XErrorFromErrno(ENOENT), XErrorFromErrno(ENOTDIR),
+                                   XErrorFromErrno(EROFS), XErrorFromErrno(ETXTBSY),
+                                   XErrorFromErrno(EEXIST), XErrorFromErrno(EEXIST, true),
+                                   XErrorFromErrno(ENOTEMPTY), XErrorFromErrno(ENOSPC)}),
+            (std::vector<uint32_t>{2, 3, 5, 32, 183, 80, 145, 112}));
 }
 
 TEST(XLastErrorTest, TickCountIsTheLow32BitsOfTheLongOne) {

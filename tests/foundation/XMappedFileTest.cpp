@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/XLastError.h"
-#include "tests/foundation/XFileTestFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 class XMappedFileTest : public XFileTestFolder {};
 

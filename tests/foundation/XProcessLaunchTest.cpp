@@ -16,33 +16,19 @@
 
 #include "foundation/XLastError.h"
 #include "foundation/XTextCodec.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 namespace {
 
-class XProcessLaunchTest : public testing::Test {
+class XProcessLaunchTest : public XFileTestFolder {
  protected:
-  void SetUp() override { dir = scratch.Folder(); }
-  ScratchFolder scratch;
-
-  static XString Wide(const std::string& utf8) { return XString(utf8.c_str(), true); }
-
   XProcessLaunch Shell(const std::string& script) {
     XProcessLaunch launch;
     launch.programPath = u"/bin/sh";
-    launch.arguments = Wide("-c \"" + script + "\"");
+    launch.arguments = X("-c \"" + script + "\"");
     launch.wait = true;
     return launch;
   }
-
-  std::string ReadText(const std::string& name) {
-    std::ifstream in(dir + "/" + name);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
-  }
-
-  std::string dir;
 };
 
 bool IsGone(int pid) { return kill(pid, 0) != 0 && errno == ESRCH; }
@@ -81,15 +67,15 @@ TEST_F(XProcessLaunchTest, TimeOutWithTerminateKillsTheChild) {
 }
 
 TEST_F(XProcessLaunchTest, ArgumentsKeepBlanksAndNonAsciiText) {
-  std::ofstream(dir + "/args.sh") << "printf '%s\\n' \"$@\" > \"$(dirname \"$0\")/out.txt\"\n";
+  std::ofstream(Native("args.sh")) << "printf '%s\\n' \"$@\" > \"$(dirname \"$0\")/out.txt\"\n";
   XProcessLaunch launch;
   launch.programPath = u"/bin/sh";
-  launch.arguments = Wide("\"" + dir +
-                          "/args.sh\" \"a b\" \"Gr\xC3\xBC\xC3\x9F"
-                          "e \xE6\x97\xA5\" plain \"\"");
+  launch.arguments = X("\"" + folder +
+                       "/args.sh\" \"a b\" \"Gr\xC3\xBC\xC3\x9F"
+                       "e \xE6\x97\xA5\" plain \"\"");
   launch.wait = true;
   ASSERT_TRUE(launch.Run());
-  EXPECT_EQ(ReadText("out.txt"),
+  EXPECT_EQ(Get("out.txt"),
             "a b\nGr\xC3\xBC\xC3\x9F"
             "e \xE6\x97\xA5\nplain\n\n");
 }
@@ -105,13 +91,13 @@ TEST_F(XProcessLaunchTest, FullCommandLineWinsOverProgramAndArguments) {
 
 TEST_F(XProcessLaunchTest, WorkingFolderIsTheChildsCurrentFolder) {
   XProcessLaunch launch = Shell("pwd > here.txt");
-  launch.workingFolder = Wide(dir);
+  launch.workingFolder = X(folder);
   ASSERT_TRUE(launch.Run());
-  EXPECT_EQ(ReadText("here.txt"), std::filesystem::canonical(dir).string() + "\n");
+  EXPECT_EQ(Get("here.txt"), std::filesystem::canonical(folder).string() + "\n");
 }
 
 TEST_F(XProcessLaunchTest, NoWaitReturnsTrueAtOnce) {
-  std::string marker = dir + "/done";
+  std::string marker = folder + "/done";
   XProcessLaunch launch = Shell("sleep 0.2; touch " + marker);
   launch.wait = false;
   EXPECT_TRUE(launch.Run());
@@ -136,30 +122,28 @@ TEST_F(XProcessLaunchTest, HandlesReachTheChildOnlyWhenInherited) {
 }
 
 TEST_F(XProcessLaunchTest, BadRequestsFailWithAReason) {
-  XProcessLaunch missing;
-  missing.programPath = Wide(dir + "/no such program");
+  XProcessLaunch missing, empty;
+  missing.programPath = X(folder + "/no such program");
   missing.wait = true;
-  EXPECT_FALSE(missing.Run());
-  EXPECT_EQ(XGetLastError(), XErrFileNotFound);
-
-  XProcessLaunch empty;
   empty.commandLine = u"   ";
-  EXPECT_FALSE(empty.Run());
-  EXPECT_EQ(XGetLastError(), XErrInvalidParameter);
+  EXPECT_EQ(FailedWith(missing.Run()), XErrFileNotFound);
+  EXPECT_EQ(FailedWith(empty.Run()), XErrInvalidParameter);
 }
 
 TEST(XSplitCommandLineTest, QuotesGroupAndBackslashesEscapeOnlyBeforeQuotes) {
-  auto split = [](const char16_t* line) { return XSplitCommandLine(line); };
   using List = std::vector<std::u16string>;
-  EXPECT_EQ(split(u""), List{});
-  EXPECT_EQ(split(u" \t "), List{});
-  EXPECT_EQ(split(u"a"), List{u"a"});
-  EXPECT_EQ(split(u"\"\""), List{u""});
-  EXPECT_EQ(split(u"  a  \"b c\"\td "), (List{u"a", u"b c", u"d"}));
-  EXPECT_EQ(split(u"-DebugWatch=\"TvDGB 1\" x"), (List{u"-DebugWatch=TvDGB 1", u"x"}));
-  EXPECT_EQ(split(u"a\\\"b"), List{u"a\"b"});
-  EXPECT_EQ(split(u"a\\\\\"b c\""), List{u"a\\b c"});
-  EXPECT_EQ(split(u"a\\b\\\\c"), List{u"a\\b\\\\c"});
-  EXPECT_EQ(split(u"\"open to the end"), List{u"open to the end"});
-  EXPECT_EQ(split(nullptr), List{});
+  const std::pair<const char16_t*, List> cases[] = {
+      {u"", {}},
+      {u" \t ", {}},
+      {nullptr, {}},
+      {u"a", {u"a"}},
+      {u"\"\"", {u""}},
+      {u"  a  \"b c\"\td ", {u"a", u"b c", u"d"}},
+      {u"-DebugWatch=\"TvDGB 1\" x", {u"-DebugWatch=TvDGB 1", u"x"}},
+      {u"a\\\"b", {u"a\"b"}},
+      {u"a\\\\\"b c\"", {u"a\\b c"}},
+      {u"a\\b\\\\c", {u"a\\b\\\\c"}},
+      {u"\"open to the end", {u"open to the end"}},
+  };
+  for (const auto& [line, items] : cases) EXPECT_EQ(XSplitCommandLine(line), items);
 }

@@ -3,7 +3,7 @@
 #include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
 #include "foundation/XString.h"
-#include "tests/foundation/XSettingsSandbox.h"
+#include "tests/foundation/Fixtures.h"
 
 #include <gtest/gtest.h>
 
@@ -14,13 +14,13 @@
 #include <fstream>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 extern char** environ;
 
 namespace {
-
-std::u16string Text(const XString& text) { return std::u16string(text.CStr()); }
 
 // Value names as the store lists them; the string-list functions are tested on their own.
 std::vector<std::u16string> ValueNames(uint32_t root, const char16_t* key) {
@@ -42,69 +42,69 @@ void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t si
 
 }  // namespace
 
-using XRegistryTest = XSettingsSandbox;
-TEST_F(XRegistryTest, DwordRoundTripsAndAnAbsentOneIsZeroAndFailed) {
-  uint8_t failed = 7;
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Level", 0, nullptr, &failed), 0u);
-  EXPECT_EQ(failed, 1);
-  EXPECT_TRUE(XRegistry::WriteDWORD(0xDEADBEEF, u"Level"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Level", 0, nullptr, &failed), 0xDEADBEEFu);
-  EXPECT_EQ(failed, 0);
-  EXPECT_TRUE(XRegistry::WriteDWORD(5, u"Level"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Level"), 5u);
+// A read's value and whether it failed, as "value" or "value failed".
+template <typename Value>
+std::string Result(Value value, uint8_t failed) {
+  std::string text;
+  if constexpr (std::is_same_v<Value, XString>) {
+    text = U8(value);
+  } else {
+    text = std::to_string(value);
+  }
+  return failed ? text + " failed" : text;
 }
 
-TEST_F(XRegistryTest, DwordReadOfOtherTypesFails) {
+std::string Dword(const char16_t* name, const char16_t* key = nullptr) {
+  uint8_t failed = 7;
+  uint32_t value = XRegistry::ReadDWORD(name, 0, key, &failed);
+  return Result(value, failed);
+}
+std::string Qword(const char16_t* name) {
+  uint8_t failed = 7;
+  uint64_t value = XRegistry::ReadQWORD(name, 0, nullptr, &failed);
+  return Result(value, failed);
+}
+std::string Float(const char16_t* name) {
+  uint8_t failed = 7;
+  double value = XRegistry::ReadFloat(name, 0, nullptr, &failed);
+  return Result(value, failed);
+}
+std::string String(const char16_t* name) {
+  uint8_t failed = 7;
+  XString value = XRegistry::ReadString(name, 0, nullptr, &failed);
+  return Result(value, failed);
+}
+
+using XRegistryTest = XSettingsSandbox;
+
+TEST_F(XRegistryTest, EachReadTakesOnlyItsOwnType) {
+  EXPECT_EQ(Dword(u"Level"), "0 failed");
+  ASSERT_TRUE(XRegistry::WriteDWORD(0xDEADBEEF, u"Level"));
+  EXPECT_EQ(Dword(u"Level"), "3735928559");
+  ASSERT_TRUE(XRegistry::WriteDWORD(5, u"Level"));
   ASSERT_TRUE(XRegistry::WriteString(u"12", u"AsText"));
-  ASSERT_TRUE(XRegistry::WriteQWORD(3, u"AsQword"));
+  ASSERT_TRUE(XRegistry::WriteQWORD(0x123456789ABCDEF0ull, u"AsQword"));
   ASSERT_TRUE(XRegistry::WriteBinary(u"AsBinary", "\x01\x00\x00\x00", 4));
-  for (const char16_t* name : {u"AsText", u"AsQword", u"AsBinary"}) {
-    uint8_t failed = 0;
-    EXPECT_EQ(XRegistry::ReadDWORD(name, 0, nullptr, &failed), 0u);
-    EXPECT_EQ(failed, 1);
+  ASSERT_TRUE(XRegistry::WriteFloat(-2.75f, u"Gain"));
+  ASSERT_TRUE(XRegistry::WriteString(u"%HOME%\\x", u"Expand", 0, nullptr, true));
+  EXPECT_EQ(
+      Dword(u"Level") + "," + Dword(u"AsText") + "," + Dword(u"AsQword") + "," + Dword(u"AsBinary"),
+      "5,0 failed,0 failed,0 failed");
+  EXPECT_EQ(Qword(u"AsQword") + "," + Qword(u"Level"), "1311768467463790320,0 failed");
+  EXPECT_EQ(Float(u"Gain") + "," + Float(u"AsQword"), "-2.750000,0.000000 failed");
+  // A string and an expandable string pass for each other, unexpanded.
+  EXPECT_EQ(String(u"AsText") + "," + String(u"Expand") + "," + String(u"Level") + "," +
+                String(u"Missing"),
+            "12,%HOME%\\x, failed, failed");
+  const std::tuple<const char16_t*, uint32_t, uint32_t> kinds[] = {{u"AsQword", REG_QWORD, 8},
+                                                                   {u"Gain", REG_BINARY, 4},
+                                                                   {u"Expand", REG_EXPAND_SZ, 18},
+                                                                   {u"AsText", REG_SZ, 6}};
+  for (auto [name, type, size] : kinds) {
+    EXPECT_EQ(XRegistry::ValueType(name), type) << U8(name);
+    EXPECT_EQ(XRegistry::ValueSize(name), size) << U8(name);
     EXPECT_TRUE(XRegistry::ValueExists(name));
   }
-}
-
-TEST_F(XRegistryTest, QwordAndFloatKeepTheirTypesAndSizes) {
-  ASSERT_TRUE(XRegistry::WriteQWORD(0x123456789ABCDEF0ull, u"Big"));
-  EXPECT_EQ(XRegistry::ReadQWORD(u"Big"), 0x123456789ABCDEF0ull);
-  EXPECT_EQ(XRegistry::ValueType(u"Big"), REG_QWORD);
-  EXPECT_EQ(XRegistry::ValueSize(u"Big"), 8u);
-
-  ASSERT_TRUE(XRegistry::WriteFloat(-2.75f, u"Gain"));
-  EXPECT_EQ(XRegistry::ReadFloat(u"Gain"), -2.75);
-  EXPECT_EQ(XRegistry::ValueType(u"Gain"), REG_BINARY);
-  EXPECT_EQ(XRegistry::ValueSize(u"Gain"), 4u);
-
-  ASSERT_TRUE(XRegistry::WriteDWORD(9, u"Small"));
-  uint8_t failed = 0;
-  EXPECT_EQ(XRegistry::ReadQWORD(u"Small", 0, nullptr, &failed), 0u);
-  EXPECT_EQ(failed, 1);
-  EXPECT_EQ(XRegistry::ReadFloat(u"Big", 0, nullptr, &failed), 0.0);
-  EXPECT_EQ(failed, 1);
-}
-
-TEST_F(XRegistryTest, StringAndExpandStringPassForEachOtherUnexpanded) {
-  ASSERT_TRUE(XRegistry::WriteString(u"%HOME%\\x", u"Expand", 0, nullptr, true));
-  ASSERT_TRUE(XRegistry::WriteString(u"plain", u"Plain"));
-  EXPECT_EQ(XRegistry::ValueType(u"Expand"), REG_EXPAND_SZ);
-  EXPECT_EQ(XRegistry::ValueType(u"Plain"), REG_SZ);
-  EXPECT_EQ(XRegistry::ValueSize(u"Plain"), 12u);
-  uint8_t failed = 1;
-  EXPECT_EQ(Text(XRegistry::ReadString(u"Expand", 0, nullptr, &failed)), u"%HOME%\\x");
-  EXPECT_EQ(failed, 0);
-  EXPECT_EQ(Text(XRegistry::ReadString(u"Plain")), u"plain");
-}
-
-TEST_F(XRegistryTest, StringReadOfOtherTypesAndAbsentValuesFails) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(65, u"Number"));
-  uint8_t failed = 0;
-  EXPECT_EQ(Text(XRegistry::ReadString(u"Number", 0, nullptr, &failed)), u"");
-  EXPECT_EQ(failed, 1);
-  failed = 0;
-  EXPECT_EQ(Text(XRegistry::ReadString(u"Missing", 0, nullptr, &failed)), u"");
-  EXPECT_EQ(failed, 1);
 }
 
 TEST_F(XRegistryTest, StringStoredWithoutTerminatorOrEmptyReadsWhole) {
@@ -112,38 +112,23 @@ TEST_F(XRegistryTest, StringStoredWithoutTerminatorOrEmptyReadsWhole) {
   WriteRaw(u"Odd", REG_SZ, u"xy", 3);
   WriteRaw(u"Empty", REG_SZ, "", 0);
   WriteRaw(u"Inner", REG_SZ, u"ab\0cd", 10);
-  EXPECT_EQ(Text(XRegistry::ReadString(u"Bare")), u"abc");
+  EXPECT_EQ(String(u"Bare") + "," + String(u"Empty") + "," + String(u"Inner"), "abc,,ab");
   EXPECT_EQ(XRegistry::ReadString(u"Odd").CharAt(1), u'x');
-  uint8_t failed = 1;
-  EXPECT_EQ(Text(XRegistry::ReadString(u"Empty", 0, nullptr, &failed)), u"");
-  EXPECT_EQ(failed, 0);
-  EXPECT_EQ(Text(XRegistry::ReadString(u"Inner")), u"ab");
 }
 
 TEST_F(XRegistryTest, BinaryIsDeliveredWholeOrNotAtAll) {
   const uint8_t data[8] = {1, 2, 3, 4, 5, 6, 7, 8};
   ASSERT_TRUE(XRegistry::WriteBinary(u"Blob", data, sizeof data));
-  uint8_t exact[8] = {};
-  EXPECT_TRUE(XRegistry::ReadBinary(u"Blob", exact, sizeof exact));
-  EXPECT_EQ(memcmp(exact, data, 8), 0);
-
-  uint8_t larger[9];
-  memset(larger, 0xAA, sizeof larger);
-  EXPECT_TRUE(XRegistry::ReadBinary(u"Blob", larger, sizeof larger));
-  EXPECT_EQ(memcmp(larger, data, 8), 0);
-  EXPECT_EQ(larger[8], 0xAA);
-
-  uint8_t smaller[7];
-  memset(smaller, 0xAA, sizeof smaller);
-  EXPECT_FALSE(XRegistry::ReadBinary(u"Blob", smaller, sizeof smaller));
-  for (uint8_t byte : smaller) EXPECT_EQ(byte, 0);
-
   ASSERT_TRUE(XRegistry::WriteString(u"text", u"Text"));
-  uint8_t wrongType[16];
-  memset(wrongType, 0xAA, sizeof wrongType);
-  EXPECT_FALSE(XRegistry::ReadBinary(u"Text", wrongType, sizeof wrongType));
-  for (uint8_t byte : wrongType) EXPECT_EQ(byte, 0);
-
+  // A larger buffer keeps its tail; a failed read clears the whole buffer.
+  const std::tuple<const char16_t*, uint32_t, bool> reads[] = {
+      {u"Blob", 8, true}, {u"Blob", 9, true}, {u"Blob", 7, false}, {u"Text", 16, false}};
+  for (auto [name, size, ok] : reads) {
+    std::vector<uint8_t> buffer(size, 0xAA), expected(size, ok ? 0xAA : 0);
+    if (ok) std::copy(data, data + 8, expected.begin());
+    EXPECT_EQ(XRegistry::ReadBinary(name, buffer.data(), size), ok) << size;
+    EXPECT_EQ(buffer, expected) << size;
+  }
   ASSERT_TRUE(XRegistry::WriteBinary(u"Nothing", nullptr, 0));
   EXPECT_EQ(XRegistry::ValueSize(u"Nothing"), 0u);
   EXPECT_TRUE(XRegistry::ValueExists(u"Nothing"));
@@ -227,17 +212,16 @@ TEST_F(XRegistryTest, DeleteKeyRemovesTheWholeSubtree) {
   EXPECT_FALSE(XRegistry::ValueExists(u"V", 0, u"Software\\Test\\A\\B"));
 }
 
-TEST_F(XRegistryTest, DeleteKeyWithAnEmptySubkeyDeletesNothing) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\Child"));
+TEST_F(XRegistryTest, DeleteKeyTakesPathsOnEitherSideButNeverAnEmptySubkey) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\A\\B\\C"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\Child\\Grand"));
   XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"");
   XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", nullptr);
-  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, u"Software\\Test\\Child"), 1u);
-}
-
-TEST_F(XRegistryTest, DeleteKeyAcceptsAParentEndingInABackslash) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\Child\\Grand"));
+  EXPECT_EQ(Dword(u"V", u"Software\\Test\\Child\\Grand"), "1");
+  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test", u"a\\b");
   XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test\\", u"Child");
+  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A\\B"));
+  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A"));
   EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Child"));
 }
 
@@ -291,37 +275,34 @@ TEST_F(XRegistryTest, StorePathFollowsXdgConfigHomeElseHome) {
   }
 }
 
-TEST_F(XRegistryTest, CorruptStoreGivesDefaultsAndIsLeftAlone) {
-  std::filesystem::create_directories(StoreFolder());
+TEST_F(XRegistryTest, DamagedStoresGiveDefaultsAndAreLeftAlone) {
   const std::string garbage(8192, '\x5a');
+  for (int damage = 0; damage < 3; ++damage) {
+    std::filesystem::remove_all(folder + "/Morlane");
+    if (damage == 0) {
+      std::filesystem::create_directories(StoreFolder());
+      std::ofstream(StoreFile(), std::ios::binary) << garbage;
+    }
+    if (damage == 1) std::filesystem::create_directories(StoreFile());  // a folder in the way
+    if (damage == 2) std::ofstream(folder + "/Morlane") << "a file where the folder should be";
+    EXPECT_EQ(Dword(u"V") + "," + Qword(u"V") + "," + U8(XRegistry::ReadString(u"S")),
+              "0 failed,0 failed,")
+        << damage;
+    EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V")) << damage;
+    EXPECT_FALSE(XRegistry::WriteString(u"x", u"S")) << damage;
+    EXPECT_FALSE(XRegistry::ValueExists(u"V")) << damage;
+    EXPECT_EQ(XRegistry::ValueSize(u"S"), 0u) << damage;
+    EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software")) << damage;
+    EXPECT_EQ(XRegistry::OpenKey(KEY_READ), nullptr) << damage;
+    XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"Test");
+  }
+  std::filesystem::remove_all(folder + "/Morlane");
+  std::filesystem::create_directories(StoreFolder());
   std::ofstream(StoreFile(), std::ios::binary) << garbage;
-  uint8_t failed = 0;
-  EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, nullptr, &failed), 0u);
-  EXPECT_EQ(failed, 1);
-  EXPECT_EQ(Text(XRegistry::ReadString(u"S")), u"");
-  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V"));
-  EXPECT_FALSE(XRegistry::ValueExists(u"V"));
-  EXPECT_EQ(XRegistry::OpenKey(KEY_READ), nullptr);
+  XRegistry::WriteDWORD(1, u"V");
   XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"Test");
   std::ifstream in(StoreFile(), std::ios::binary);
-  std::string after((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_EQ(after, garbage);
-}
-
-TEST_F(XRegistryTest, UnopenableStoreGivesDefaults) {
-  std::filesystem::create_directories(StoreFile());  // a folder where the file should be
-  uint8_t failed = 0;
-  EXPECT_EQ(XRegistry::ReadQWORD(u"V", 0, nullptr, &failed), 0u);
-  EXPECT_EQ(failed, 1);
-  EXPECT_FALSE(XRegistry::WriteString(u"x", u"S"));
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software"));
-  EXPECT_EQ(XRegistry::ValueSize(u"S"), 0u);
-}
-
-TEST_F(XRegistryTest, StoreFolderThatCannotBeMadeGivesDefaults) {
-  std::ofstream(folder + "/Morlane") << "a file in the way";
-  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"V"), 0u);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), garbage);
 }
 
 TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
@@ -386,11 +367,4 @@ TEST_F(XRegistryTest, ThreadsWritingAtOnceLoseNothing) {
   EXPECT_EQ(failures.load(), 0);
   EXPECT_EQ(ValueNames(0, nullptr).size(), size_t(threads * writes));
   EXPECT_EQ(XRegistry::ReadDWORD(u"Thy"), 724u);
-}
-
-TEST_F(XRegistryTest, DeleteKeyTakesASubkeyPath) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\A\\B\\C"));
-  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test", u"a\\b");
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A\\B"));
-  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A"));
 }

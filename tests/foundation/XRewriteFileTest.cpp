@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/foundation/XFileTestFolder.h"
+#include "tests/foundation/Fixtures.h"
 
 class XRewriteFileTest : public XFileTestFolder {
  protected:
@@ -45,7 +45,7 @@ TEST_F(XRewriteFileTest, TakenWorkingNameMovesOnToTheNext) {
   EXPECT_EQ(Get(Working(0).c_str()), "someone else's");
 }
 
-TEST_F(XRewriteFileTest, WithoutCommitTheWorkIsThrownAway) {
+TEST_F(XRewriteFileTest, WithoutCommitOrFolderTheWorkIsThrownAway) {
   Put("t", "old");
   {
     XRewriteFile file;
@@ -59,9 +59,6 @@ TEST_F(XRewriteFileTest, WithoutCommitTheWorkIsThrownAway) {
   }
   EXPECT_EQ(Get("t"), "old");
   EXPECT_FALSE(Exists(Working(0).c_str()));
-}
-
-TEST_F(XRewriteFileTest, CommitIntoAMissingFolderFailsAndCleansUp) {
   XRewriteFile file;
   EXPECT_FALSE(file.OpenRewrite(Path("no/such/t")));
   EXPECT_FALSE(file.IsOpen());

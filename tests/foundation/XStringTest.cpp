@@ -5,8 +5,9 @@
 
 #include <cmath>
 #include <limits>
-#include <ostream>
 #include <string>
+
+#include "tests/foundation/Fixtures.h"
 
 namespace {
 
@@ -19,39 +20,37 @@ XString FormatLadder(int first, int giveUp, const char16_t* fmt, ...) {
   return result;
 }
 
-}  // namespace
+const XString abcdef(u"abcdef");
 
-// Shows strings as UTF-8 in failure messages.
-void PrintTo(const XString& s, std::ostream* os) { *os << '"' << s.ToUtf8String() << '"'; }
+}  // namespace
 
 // --- Storage ---
 
-TEST(XStringTest, EmptyStringsShareOneStaticUnit) {
+TEST(XStringTest, EmptyResultsUseTheSharedEmptyUnit) {
   XString a, b;
-  EXPECT_EQ(a.CStr(), XString::SharedEmpty());
-  EXPECT_EQ(a.CStr(), b.CStr());
-  EXPECT_EQ(a.Size(), 1);
-  EXPECT_EQ(a.Length(), 0);
-  EXPECT_EQ(a.Capacity(), 0);
-  EXPECT_EQ(a.Tag(), 0u);
-  a.Clear();
-  EXPECT_EQ(a.CStr(), XString::SharedEmpty());
   a.Assign(u"xyz", 1);
-  EXPECT_EQ(a.CStr(), XString::SharedEmpty());
-  XString fromEmpty(u"");
-  EXPECT_EQ(fromEmpty.CStr(), XString::SharedEmpty());
-  XString copy(a);
-  EXPECT_EQ(copy.CStr(), XString::SharedEmpty());
+  XString moved(u"moved");
+  moved.SetTag(3);
+  XString target(std::move(moved));
+  EXPECT_EQ(target.Tag(), 3u);
+  EXPECT_EQ(moved.Tag(), 0u);
+  XString released(u"abc");
+  released.ToAnsi();
+  released.Release();
+  for (const XString* s : {&a, &b, &moved, &released}) EXPECT_EQ(s->CStr(), XString::SharedEmpty());
+  EXPECT_EQ(XString(u"").CStr(), XString::SharedEmpty());
+  EXPECT_EQ(XString(std::u16string_view()).CStr(), XString::SharedEmpty());
+  EXPECT_EQ(moved.Size(), 1);
+  released = u"again";
+  EXPECT_EQ(released, u"again");
 }
 
-TEST(XStringTest, ClearAndEmptyAssignKeepTheOwnBuffer) {
+TEST(XStringTest, EmptyAssignKeepsTheOwnBufferAndTag) {
   XString s(u"hello");
   const char16_t* buffer = s.CStr();
-  int capacity = s.Capacity();
   s.SetTag(7);
   s.Assign(u"");
   EXPECT_EQ(s.CStr(), buffer);
-  EXPECT_EQ(s.Capacity(), capacity);
   EXPECT_EQ(s.Size(), 1);
   EXPECT_EQ(s.Tag(), 7u);
   s = u"abc";
@@ -61,119 +60,64 @@ TEST(XStringTest, ClearAndEmptyAssignKeepTheOwnBuffer) {
 }
 
 TEST(XStringTest, AssignCutsALongerSourceAndMeasuresOnZero) {
-  XString s;
-  s.Assign(u"abcdef", 4);
-  EXPECT_EQ(s, u"abc");
-  EXPECT_EQ(s.Size(), 4);
-  s.Assign(u"xy", 0);
-  EXPECT_EQ(s, u"xy");
-  s.Assign(u"pq", XString::LastChar);
-  EXPECT_EQ(s, u"pq");
-  s.Assign(nullptr, 5);
-  EXPECT_TRUE(s.IsEmpty());
-  s = u"abcdef";
-  s.Assign(s.CStr() + 2);  // a source inside the string itself
-  EXPECT_EQ(s, u"cdef");
+  XString s[5];
+  s[0].Assign(u"abcdef", 4);
+  s[1].Assign(u"xy", 0);
+  s[2].Assign(u"pq", XString::LastChar);
+  s[3] = u"x";
+  s[3].Assign(nullptr, 5);
+  s[4] = abcdef;
+  s[4].Assign(s[4].CStr() + 2);  // a source inside the string itself
+  EXPECT_EQ(Joined({s[0], s[1], s[2], s[3], s[4]}), "abc|xy|pq||cdef");
+  EXPECT_EQ(s[0].Size(), 4);
 }
 
-TEST(XStringTest, CopyCarriesTextAndTagButNotBuffers) {
+TEST(XStringTest, CopyAndMoveCarryTextAndTag) {
   XString a(u"text");
   a.SetTag(42);
   XString b(a);
   EXPECT_EQ(b, u"text");
   EXPECT_EQ(b.Tag(), 42u);
   EXPECT_NE(a.CStr(), b.CStr());
-  XString c;
-  c = a;
-  EXPECT_EQ(c.Tag(), 42u);
-  c = c;
-  EXPECT_EQ(c, u"text");
-}
-
-TEST(XStringTest, MoveTakesBufferAndLeavesSharedEmpty) {
-  XString a(u"moved");
-  a.SetTag(3);
+  b = b;
+  EXPECT_EQ(b, u"text");
   const char16_t* buffer = a.CStr();
   a.ToUtf8();
-  XString b(std::move(a));
-  EXPECT_EQ(b.CStr(), buffer);
-  EXPECT_EQ(b.Tag(), 3u);
-  EXPECT_EQ(a.CStr(), XString::SharedEmpty());
-  EXPECT_EQ(a.Size(), 1);
-  EXPECT_EQ(a.Tag(), 0u);
-  EXPECT_EQ(a.Capacity(), 0);
   XString c(u"old");
-  c = std::move(b);
+  c = std::move(a);
   EXPECT_EQ(c.CStr(), buffer);
-  EXPECT_EQ(c.Tag(), 3u);
-  EXPECT_EQ(b.CStr(), XString::SharedEmpty());
+  EXPECT_EQ(c.Tag(), 42u);
+  EXPECT_EQ(a.CStr(), XString::SharedEmpty());
 }
 
-TEST(XStringTest, ReleaseFreesAndPointsAtSharedEmpty) {
-  XString s(u"abc");
-  s.ToAnsi();
-  s.Release();
-  EXPECT_EQ(s.CStr(), XString::SharedEmpty());
-  EXPECT_EQ(s.Capacity(), 0);
-  s = u"again";
-  EXPECT_EQ(s, u"again");
-}
-
-TEST(XStringTest, ConstructsFromAView) {
+TEST(XStringTest, ConstructsFromViewsAndIntegers) {
   std::u16string source(u"a\0b", 3);
   XString s(std::u16string_view(source).substr(0, 2));
   EXPECT_EQ(s.Size(), 3);
   EXPECT_EQ(s.CharAt(1), u'a');
-  EXPECT_EQ(XString(std::u16string_view()).CStr(), XString::SharedEmpty());
-}
-
-TEST(XStringTest, ConstructsFromIntegers) {
-  EXPECT_EQ(XString(int32_t(-42)), u"-42");
-  EXPECT_EQ(XString(int64_t(1) << 40), u"1099511627776");
-  EXPECT_EQ(XString::Concat(XString(u"ab"), u"cd"), u"abcd");
-  EXPECT_EQ(XString(u"x") + u"y" + XString(u"z"), u"xyz");
-  EXPECT_EQ(u"<" + XString(u"q"), u"<q");
+  EXPECT_EQ(Joined({XString(int32_t(-42)), XString(int64_t(1) << 40),
+                    XString::Concat(XString(u"ab"), u"cd"), XString(u"x") + u"y" + XString(u"z"),
+                    u"<" + XString(u"q")}),
+            "-42|1099511627776|abcd|xyz|<q");
 }
 
 // --- Reading ---
 
-TEST(XStringTest, CharAtCountsFromOneAndUnderstandsLastChar) {
+TEST(XStringTest, CharAtCountsFromOne) {
   XString s(u"abc");
-  EXPECT_EQ(s.CharAt(0), 0);
-  EXPECT_EQ(s.CharAt(1), u'a');
-  EXPECT_EQ(s.CharAt(3), u'c');
-  EXPECT_EQ(s.CharAt(4), 0);
-  EXPECT_EQ(s.CharAt(-1), 0);
-  EXPECT_EQ(s.CharAt(XString::LastChar), u'c');
-  EXPECT_EQ(XString().CharAt(XString::LastChar), 0);
+  EXPECT_EQ((Ints{s.CharAt(0), s.CharAt(1), s.CharAt(3), s.CharAt(4), s.CharAt(-1),
+                  s.CharAt(XString::LastChar), XString().CharAt(XString::LastChar)}),
+            (Ints{0, 'a', 'c', 0, 0, 'c', 0}));
 }
 
-TEST(XStringTest, MidCutsAtTheEndAndRejectsBadStarts) {
-  XString s(u"abcdef");
-  EXPECT_EQ(s.Mid(2, 4), u"bcd");
-  EXPECT_EQ(s.Mid(1, 6), u"abcdef");
-  EXPECT_EQ(s.Mid(4, 100), u"def");
-  EXPECT_EQ(s.Mid(6, 6), u"f");
-  EXPECT_EQ(s.Mid(7, 9), u"");
-  EXPECT_EQ(s.Mid(0, 3), u"");
-  EXPECT_EQ(s.Mid(4, 3), u"");
-  EXPECT_EQ(s.Mid(5, XString::LastChar), u"ef");
-}
-
-TEST(XStringTest, LeftRightAndFrom) {
-  XString s(u"abcdef");
-  EXPECT_EQ(s.Left(0), u"");
-  EXPECT_EQ(s.Left(1), u"a");
-  EXPECT_EQ(s.Left(6), u"abcdef");
-  EXPECT_EQ(s.Left(7), u"abcdef");
-  EXPECT_EQ(s.Right(0), u"");
-  EXPECT_EQ(s.Right(1), u"f");
-  EXPECT_EQ(s.Right(6), u"abcdef");
-  EXPECT_EQ(s.Right(7), u"abcdef");
-  EXPECT_EQ(s.Right(-1), u"");
-  EXPECT_EQ(s.From(1), u"abcdef");
-  EXPECT_EQ(s.From(6), u"f");
-  EXPECT_EQ(s.From(7), u"");
+TEST(XStringTest, MidLeftRightAndFromAtTheEdges) {
+  const XString& s = abcdef;
+  EXPECT_EQ(Joined({s.Mid(2, 4), s.Mid(1, 6), s.Mid(4, 100), s.Mid(6, 6), s.Mid(7, 9), s.Mid(0, 3),
+                    s.Mid(4, 3), s.Mid(5, XString::LastChar)}),
+            "bcd|abcdef|def|f||||ef");
+  EXPECT_EQ(Joined({s.Left(0), s.Left(1), s.Left(6), s.Left(7), s.Right(0), s.Right(1), s.Right(6),
+                    s.Right(7), s.Right(-1), s.From(1), s.From(6), s.From(7)}),
+            "|a|abcdef|abcdef||f|abcdef|abcdef||abcdef|f|");
 }
 
 TEST(XStringTest, CaseChangesOnlyAsciiLetters) {
@@ -184,34 +128,23 @@ TEST(XStringTest, CaseChangesOnlyAsciiLetters) {
 
 // --- Comparison ---
 
-TEST(XStringTest, CompareLimitsAndLengths) {
-  EXPECT_EQ(XString::Compare(u"abc", u"abcd", 3, false), 0);
-  EXPECT_EQ(XString::Compare(u"abc", u"abcd", 0, false), -1);
-  EXPECT_EQ(XString::Compare(u"abcd", u"abc", 0, false), 1);
-  EXPECT_EQ(XString::Compare(u"abc", u"abd"), -1);
-  EXPECT_EQ(XString::Compare(u"abd", u"abc"), 1);
-  EXPECT_EQ(XString::Compare(u"abc", u"abc"), 0);
-  EXPECT_EQ(XString::Compare(u"", u"a"), -1);
-  EXPECT_EQ(XString::Compare(u"", u""), 0);
-  EXPECT_EQ(XString::Compare(nullptr, u""), 0);
-  EXPECT_EQ(XString::Compare(u"a", nullptr), 1);
-  EXPECT_EQ(XString::Compare(u"\uffff", u"a"), 1);  // unsigned units
-}
-
-TEST(XStringTest, CompareMinusOneIsAPrefixTestAgainstB) {
-  EXPECT_EQ(XString::Compare(u"-outfile=x", u"-outfile", -1, false), 0);
-  EXPECT_EQ(XString::Compare(u"-OUTFILE=x", u"-outfile", -1, true), 0);
-  EXPECT_EQ(XString::Compare(u"-out", u"-outfile", -1, false), -1);
-  EXPECT_EQ(XString::Compare(u"abc", u"", -1, false), 1);  // whole strings when b is empty
-  EXPECT_EQ(XString::Compare(u"", u"", -1, false), 0);
-}
-
-TEST(XStringTest, IgnoreCaseFoldsAsciiDownOnly) {
+TEST(XStringTest, CompareLimitsLengthsAndCase) {
+  auto cmp = [](const char16_t* a, const char16_t* b, int n = 0, bool fold = false) {
+    return XString::Compare(a, b, n, fold);
+  };
+  EXPECT_EQ((Ints{cmp(u"abc", u"abcd", 3), cmp(u"abc", u"abcd"), cmp(u"abcd", u"abc"),
+                  cmp(u"abc", u"abd"), cmp(u"abd", u"abc"), cmp(u"abc", u"abc"), cmp(u"", u"a"),
+                  cmp(u"", u""), cmp(nullptr, u""), cmp(u"a", nullptr), cmp(u"\uffff", u"a")}),
+            (Ints{0, -1, 1, -1, 1, 0, -1, 0, 0, 1, 1}));
+  // -1 compares as far as b goes: a prefix test; an empty b compares whole strings.
+  EXPECT_EQ((Ints{cmp(u"-outfile=x", u"-outfile", -1), cmp(u"-OUTFILE=x", u"-outfile", -1, true),
+                  cmp(u"-out", u"-outfile", -1), cmp(u"abc", u"", -1), cmp(u"", u"", -1)}),
+            (Ints{0, 0, -1, 1, 0}));
+  // Case is folded down, so '_' sorts before letters either way.
+  EXPECT_EQ((Ints{cmp(u"_", u"a", 0, true), cmp(u"_", u"A", 0, true), cmp(u"_", u"A")}),
+            (Ints{-1, -1, 1}));
   EXPECT_TRUE(XString::EqualsNoCase(u"ReplayGain", u"REPLAYGAIN"));
   EXPECT_FALSE(XString::EqualsNoCase(u"\u00c9", u"\u00e9"));
-  EXPECT_EQ(XString::Compare(u"_", u"a", 0, true), -1);
-  EXPECT_EQ(XString::Compare(u"_", u"A", 0, true), -1);
-  EXPECT_EQ(XString::Compare(u"_", u"A", 0, false), 1);
   EXPECT_TRUE(XString::Equals(u"abX", u"ABy", 2, true));
   EXPECT_FALSE(XString::Equals(u"abX", u"ABy", 3, true));
 }
@@ -224,7 +157,6 @@ TEST(XStringTest, SameTextAndOperatorsAreExact) {
   XString s(u"Key");
   EXPECT_TRUE(s == u"Key");
   EXPECT_TRUE(s != u"key");
-  EXPECT_TRUE(s == XString(u"Key"));
   EXPECT_TRUE(XString(u"a") < XString(u"b"));
   EXPECT_FALSE(XString(u"b") < XString(u"a"));
   EXPECT_EQ(std::hash<XString>()(s), std::hash<XString>()(XString(u"Key")));
@@ -232,52 +164,29 @@ TEST(XStringTest, SameTextAndOperatorsAreExact) {
 
 // --- Search ---
 
-TEST(XStringTest, FindRangeAndEmptyNeedle) {
+TEST(XStringTest, FindAtTheEdgesOfTheRange) {
   XString s(u"abcde");
-  EXPECT_EQ(s.Find(u"", 3), 3);
-  EXPECT_EQ(XString(u"ab").Find(u"", 3), 0);
-  EXPECT_EQ(s.Find(u"cd"), 3);
-  EXPECT_EQ(s.Find(u"cd", 3), 3);
-  EXPECT_EQ(s.Find(u"cd", 4), 0);
-  EXPECT_EQ(s.Find(u"de", 5), 0);
-  EXPECT_EQ(s.Find(u"e", 5), 5);
-  EXPECT_EQ(s.Find(u"e", 6), 0);
-  EXPECT_EQ(s.Find(u"a", 0), 0);
-  EXPECT_EQ(s.Find(u"abcdef"), 0);
-  EXPECT_EQ(XString().Find(u""), 0);
+  XString mixed(u"Hello \u00c9WORLD");
+  EXPECT_EQ((Ints{s.Find(u"", 3), XString(u"ab").Find(u"", 3), s.Find(u"cd"), s.Find(u"cd", 3),
+                  s.Find(u"cd", 4), s.Find(u"de", 5), s.Find(u"e", 5), s.Find(u"e", 6),
+                  s.Find(u"a", 0), s.Find(u"abcdef"), XString().Find(u""),
+                  mixed.Find(u"world", 1, true), mixed.Find(u"world"),
+                  mixed.Find(u"\u00e9world", 1, true), mixed.Find(u"\u00c9world", 1, true)}),
+            (Ints{3, 0, 3, 3, 0, 0, 5, 0, 0, 0, 0, 8, 0, 0, 7}));
 }
 
-TEST(XStringTest, FindIgnoringCaseIsAsciiOnly) {
-  XString s(u"Hello \u00c9WORLD");
-  EXPECT_EQ(s.Find(u"world", 1, true), 8);
-  EXPECT_EQ(s.Find(u"world"), 0);
-  EXPECT_EQ(s.Find(u"\u00e9world", 1, true), 0);
-  EXPECT_EQ(s.Find(u"\u00c9world", 1, true), 7);
-}
-
-TEST(XStringTest, FindCharAndFindLast) {
+TEST(XStringTest, FindCharFindLastAndReverseFindChar) {
   XString s(u"a.b.c");
-  EXPECT_EQ(s.FindChar(u'.'), 2);
-  EXPECT_EQ(s.FindChar(u'.', 3), 4);
-  EXPECT_EQ(s.FindChar(u'x'), 0);
-  EXPECT_EQ(s.FindChar(0, 2), 2);
-  EXPECT_EQ(s.FindChar(0, 6), 0);
-  EXPECT_EQ(s.FindLast(u"."), 4);
-  EXPECT_EQ(s.FindLast(u"B", true), 3);
-  EXPECT_EQ(s.FindLast(u"x"), 0);
-  EXPECT_EQ(XString(u"aaa").FindLast(u"aa"), 2);
-}
-
-TEST(XStringTest, ReverseFindCharScansDown) {
-  XString s(u"a/b/c");
-  EXPECT_EQ(s.ReverseFindChar(u'/'), 4);
-  EXPECT_EQ(s.ReverseFindChar(u'/', 3), 2);
-  EXPECT_EQ(s.ReverseFindChar(u'a', 1), 1);
-  EXPECT_EQ(s.ReverseFindChar(u'/', 1), 0);
-  EXPECT_EQ(s.ReverseFindChar(u'/', 0), 0);
-  EXPECT_EQ(s.ReverseFindChar(u'/', 6), 0);
-  EXPECT_EQ(s.ReverseFindChar(u'c', 5), 5);
-  EXPECT_EQ(XString().ReverseFindChar(u'/'), 0);
+  XString p(u"a/b/c");
+  EXPECT_EQ((Ints{s.FindChar(u'.'), s.FindChar(u'.', 3), s.FindChar(u'x'), s.FindChar(0, 2),
+                  s.FindChar(0, 6), s.FindLast(u"."), s.FindLast(u"B", true), s.FindLast(u"x"),
+                  XString(u"aaa").FindLast(u"aa")}),
+            (Ints{2, 4, 0, 2, 0, 4, 3, 0, 2}));
+  EXPECT_EQ(
+      (Ints{p.ReverseFindChar(u'/'), p.ReverseFindChar(u'/', 3), p.ReverseFindChar(u'a', 1),
+            p.ReverseFindChar(u'/', 1), p.ReverseFindChar(u'/', 0), p.ReverseFindChar(u'/', 6),
+            p.ReverseFindChar(u'c', 5), XString().ReverseFindChar(u'/')}),
+      (Ints{4, 2, 1, 0, 0, 0, 5, 0}));
 }
 
 TEST(XStringTest, EndsWith) {
@@ -293,272 +202,171 @@ TEST(XStringTest, EndsWith) {
 
 // --- Changing ---
 
-TEST(XStringTest, AppendingGrowsWithItsOwnSpareRoom) {
-  XString s;
-  EXPECT_EQ(s += u"abc", 4);
-  EXPECT_EQ(s.Capacity(), 4 + 25);
+TEST(XStringTest, AppendAddsOnlyWhatIsThere) {
   XString t;
-  t.Append(u"abcdef");
-  EXPECT_EQ(t.Capacity(), 7 + 7 / 3);
+  EXPECT_EQ(t += u"abc", 4);
+  t.Append(u"def");
   t.Append(u"");
   t.Append(static_cast<const char16_t*>(nullptr));
-  EXPECT_EQ(t, u"abcdef");
   t.AppendChar(u'g');
   t.AppendChar(0);
-  EXPECT_EQ(t, u"abcdefg");
   t.Append(t);  // appending itself
   EXPECT_EQ(t, u"abcdefgabcdefg");
-}
-
-TEST(XStringTest, AppendUniqueAddsOnlyADifferentLastUnit) {
   XString s(u"path");
   s.AppendUnique(u'/');
   s.AppendUnique(u'/');
-  EXPECT_EQ(s, u"path/");
   XString e;
   e.AppendUnique(0);
   EXPECT_EQ(e.Size(), 1);
   e.AppendUnique(u'/');
-  EXPECT_EQ(e, u"/");
+  EXPECT_EQ(Joined({s, e}), "path/|/");
 }
 
-TEST(XStringTest, InsertAtEveryValidPlace) {
-  XString s(u"ac");
-  s.InsertChar(u'b', 2);
-  EXPECT_EQ(s, u"abc");
-  s.InsertChar(u'<', 1);
-  EXPECT_EQ(s, u"<abc");
-  s.InsertChar(u'>', s.Size());
-  EXPECT_EQ(s, u"<abc>");
-  s.InsertChar(u'!', XString::LastChar);
-  EXPECT_EQ(s, u"<abc>!");
-  s.InsertChar(u'?', 0);
-  s.InsertChar(u'?', s.Size() + 1);
-  EXPECT_EQ(s, u"<abc>!");
-  s.Insert(u"XY", 2);
-  EXPECT_EQ(s, u"<XYabc>!");
-  s.Insert(u"", 2);
-  s.Insert(nullptr, 2);
-  EXPECT_EQ(s, u"<XYabc>!");
-  XString e;
-  e.InsertChar(u'a', 0);
-  EXPECT_EQ(e.Size(), 1);
-  EXPECT_GE(e.Capacity(), 32);  // the room is made even when nothing is inserted
-}
-
-TEST(XStringTest, RemoveAtReturnsTheUnit) {
-  XString s(u"abc");
-  EXPECT_EQ(s.RemoveAt(0), 0);
-  EXPECT_EQ(s.RemoveAt(4), 0);
-  EXPECT_EQ(s.RemoveAt(XString::LastChar), u'c');
-  EXPECT_EQ(s.RemoveAt(1), u'a');
-  EXPECT_EQ(s, u"b");
-  EXPECT_EQ(s.RemoveAt(1), u'b');
-  EXPECT_TRUE(s.IsEmpty());
-}
-
-TEST(XStringTest, RemoveInsideTheString) {
-  XString s(u"abcdef");
-  s.Remove(2, 3);
-  EXPECT_EQ(s, u"adef");
-  s.Remove(0, 2);
-  s.Remove(5, 5);
-  s.Remove(3, 2);
-  EXPECT_EQ(s, u"adef");
-  s.Remove(4, 4);
-  EXPECT_EQ(s, u"ade");
-  s.Remove(1, 3);
-  EXPECT_TRUE(s.IsEmpty());
-}
-
-TEST(XStringTest, RemovePastTheEndSubtractsTheWholeCount) {
-  XString s(u"abcdef");
-  s.Remove(3, 100);
-  EXPECT_TRUE(s.IsEmpty());
-  XString t(u"abcdef");
-  t.Remove(4, 7);  // four units asked, three there: one more goes from the front part
-  EXPECT_EQ(t, u"ab");
-}
-
-TEST(XStringTest, ChopLeftAndRight) {
-  XString s(u"abcdef");
-  s.ChopLeft(0);
-  s.ChopRight(0);
-  EXPECT_EQ(s, u"abcdef");
-  s.ChopLeft(2);
-  EXPECT_EQ(s, u"cdef");
-  s.ChopRight(1);
-  EXPECT_EQ(s, u"cde");
-  s.ChopRight(10);
-  EXPECT_TRUE(s.IsEmpty());
-  XString t(u"abc");
-  t.ChopLeft(3);
-  EXPECT_TRUE(t.IsEmpty());
-}
-
-TEST(XStringTest, TrimTouchesOnlyBlanks) {
-  XString s(u"  \tx y\t  ");
-  s.TrimLeft();
-  EXPECT_EQ(s, u"\tx y\t  ");
-  s.TrimRight();
-  EXPECT_EQ(s, u"\tx y\t");
-  XString blanks(u"   ");
-  blanks.TrimRight();
-  EXPECT_TRUE(blanks.IsEmpty());
-  XString path(u"a//");
-  path.TrimRightChar(u'/');
-  EXPECT_EQ(path, u"a");
+TEST(XStringTest, EditsAtTheEdges) {
+  using Edit = void (*)(XString&);
+  const struct {
+    const char16_t* start;
+    Edit edit;
+    const char* result;
+  } cases[] = {
+      {u"ac", [](XString& s) { s.InsertChar(u'b', 2); }, "abc"},
+      {u"ac", [](XString& s) { s.InsertChar(u'<', 1); }, "<ac"},
+      {u"ac", [](XString& s) { s.InsertChar(u'>', s.Size()); }, "ac>"},
+      {u"ac", [](XString& s) { s.InsertChar(u'!', XString::LastChar); }, "ac!"},
+      {u"ac", [](XString& s) { s.InsertChar(u'?', 0); }, "ac"},
+      {u"ac", [](XString& s) { s.InsertChar(u'?', s.Size() + 1); }, "ac"},
+      {u"ac", [](XString& s) { s.Insert(u"XY", 2); }, "aXYc"},
+      {u"ac", [](XString& s) { s.Insert(u"", 2); }, "ac"},
+      {u"ac", [](XString& s) { s.Insert(nullptr, 2); }, "ac"},
+      {u"", [](XString& s) { s.InsertChar(u'a', 0); }, ""},
+      {u"abcdef", [](XString& s) { s.Remove(2, 3); }, "adef"},
+      {u"abcdef", [](XString& s) { s.Remove(0, 2); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.Remove(7, 7); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.Remove(3, 2); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.Remove(6, 6); }, "abcde"},
+      {u"abcdef", [](XString& s) { s.Remove(1, 6); }, ""},
+      {u"abcdef", [](XString& s) { s.Remove(3, 100); }, ""},
+      // Four units asked, three there: one more goes from the front part.
+      {u"abcdef", [](XString& s) { s.Remove(4, 7); }, "ab"},
+      {u"abcdef", [](XString& s) { s.ChopLeft(0); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.ChopRight(0); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.ChopLeft(2); }, "cdef"},
+      {u"abcdef", [](XString& s) { s.ChopRight(1); }, "abcde"},
+      {u"abcdef", [](XString& s) { s.ChopRight(10); }, ""},
+      {u"abcdef", [](XString& s) { s.ChopLeft(6); }, ""},
+      {u"  \tx y\t  ", [](XString& s) { s.TrimLeft(); }, "\tx y\t  "},
+      {u"  \tx y\t  ", [](XString& s) { s.TrimRight(); }, "  \tx y\t"},
+      {u"   ", [](XString& s) { s.TrimRight(); }, ""},
+      {u"a//", [](XString& s) { s.TrimRightChar(u'/'); }, "a"},
+      {u"abcdef", [](XString& s) { s.SetLength(-1, u' ', true); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.SetLength(6); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.SetLength(9); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.SetLength(3); }, "abc"},
+      {u"abc", [](XString& s) { s.SetLength(5, u'.', true); }, "abc.."},
+      {u"abc", [](XString& s) { s.SetLength(0, u' ', true); }, ""},
+      {u"abc", [](XString& s) { s.Reserve(100, 10); }, "abc"},
+  };
+  for (const auto& c : cases) {
+    XString s(c.start);
+    c.edit(s);
+    EXPECT_EQ(U8(s), c.result) << U8(c.start) << " case " << (&c - cases);
+    EXPECT_EQ(s.Size(), s.Length() + 1);
+  }
   XString e;
   e.TrimLeft();
   e.TrimRight();
   EXPECT_EQ(e.CStr(), XString::SharedEmpty());
 }
 
-TEST(XStringTest, ReplaceNeverSearchesReplacedText) {
-  XString s(u"aXa");
-  EXPECT_EQ(s.Replace(u"a", u"aa"), 2);
-  EXPECT_EQ(s, u"aaXaa");
-  XString q(u"say {qt}hi{qt}");
-  q.Replace(u"{qt}", u"\"");
-  EXPECT_EQ(q, u"say \"hi\"");
-  XString r(u"abab");
-  r.Replace(u"ab", u"");
-  EXPECT_TRUE(r.IsEmpty());
-  XString n(u"abc");
-  EXPECT_EQ(n.Replace(u"", u"x"), 0);
-  EXPECT_EQ(n.Replace(u"zz", u"x"), 0);
-  EXPECT_EQ(n, u"abc");
-}
-
-TEST(XStringTest, ReplaceIgnoringCaseKeepsTheRestsCase) {
-  XString s(u"One {QT}two{qt} Three");
-  EXPECT_EQ(s.Replace(u"{Qt}", u"'", true), 2);
-  EXPECT_EQ(s, u"One 'two' Three");
-  XString t(u"aAbA");
-  t.Replace(u"a", u"xa", true);  // the copy gets "xa" unchanged, so it is not hit again
-  EXPECT_EQ(t, u"xaxabxa");
-  XString self(u"abc");
-  self.Replace(self.CStr(), u"z");
-  EXPECT_EQ(self, u"z");
-}
-
-TEST(XStringTest, SetLengthCutsAndPads) {
-  XString s(u"abcdef");
-  s.SetLength(-1, u' ', true);
-  s.SetLength(6);
-  s.SetLength(9);
-  EXPECT_EQ(s, u"abcdef");
-  s.SetLength(3);
-  EXPECT_EQ(s, u"abc");
-  s.SetLength(5, u'.', true);
-  EXPECT_EQ(s, u"abc..");
-  s.SetLength(0, u' ', true);
+TEST(XStringTest, RemoveAtReturnsTheUnit) {
+  XString s(u"abc");
+  EXPECT_EQ((Ints{s.RemoveAt(0), s.RemoveAt(4), s.RemoveAt(XString::LastChar), s.RemoveAt(1)}),
+            (Ints{0, 0, 'c', 'a'}));
+  EXPECT_EQ(s, u"b");
+  EXPECT_EQ(s.RemoveAt(1), u'b');
   EXPECT_TRUE(s.IsEmpty());
 }
 
-TEST(XStringTest, ReserveKeepsAndPrepareSizes) {
-  XString s(u"keep");
-  s.Reserve(100, 10);
-  EXPECT_EQ(s.Capacity(), 110);
-  EXPECT_EQ(s, u"keep");
-  s.Reserve(50, 10);
-  EXPECT_EQ(s.Capacity(), 110);
-  XString p;
-  p.Prepare(0);
-  EXPECT_EQ(p.Capacity(), 0);
-  p.Prepare(1);
-  EXPECT_EQ(p.Capacity(), 1);
-  p.Prepare(20);
-  EXPECT_EQ(p.Capacity(), 20);
+TEST(XStringTest, ReplaceNeverSearchesReplacedText) {
+  XString s(u"aXa");
+  EXPECT_EQ(s.Replace(u"a", u"aa"), 2);
+  XString q(u"say {qt}hi{qt}");
+  q.Replace(u"{qt}", u"\"");
+  XString r(u"abab");
+  r.Replace(u"ab", u"");
+  XString n(u"abc");
+  EXPECT_EQ(n.Replace(u"", u"x"), 0);
+  EXPECT_EQ(n.Replace(u"zz", u"x"), 0);
+  XString c(u"One {QT}two{qt} Three");
+  EXPECT_EQ(c.Replace(u"{Qt}", u"'", true), 2);
+  XString t(u"aAbA");
+  t.Replace(u"a", u"xa", true);  // the copy gets "xa" unchanged, so it is not hit again
+  XString self(u"abc");
+  self.Replace(self.CStr(), u"z");
+  EXPECT_EQ(Joined({s, q, r, n, c, t, self}), "aaXaa|say \"hi\"||abc|One 'two' Three|xaxabxa|z");
 }
 
 // --- Numbers ---
 
-TEST(XStringTest, IntegerText) {
-  EXPECT_EQ(XString::FromInt64(0), u"0");
-  EXPECT_EQ(XString::FromInt64(-1), u"-1");
-  EXPECT_EQ(XString::FromInt64(std::numeric_limits<int64_t>::min()), u"-9223372036854775808");
-  EXPECT_EQ(XString::FromInt64(std::numeric_limits<int64_t>::max()), u"9223372036854775807");
-  EXPECT_EQ(XString::FromUInt64(0), u"0");
-  EXPECT_EQ(XString::FromUInt64(UINT64_MAX), u"18446744073709551615");
-}
-
-TEST(XStringTest, HexText) {
-  EXPECT_EQ(XString::Hex(0xAB, 4), u"00AB");
-  EXPECT_EQ(XString::Hex(0x12345, 2), u"45");
-  EXPECT_EQ(XString::Hex(1, 0), u"");
-  EXPECT_EQ(XString::Hex(UINT64_MAX, 16), u"FFFFFFFFFFFFFFFF");
-  EXPECT_EQ(XString::Hex(0xF, 18), u"00000000000000000F");
-  EXPECT_EQ(XString::HexMin(0), u"0");
-  EXPECT_EQ(XString::HexMin(0x10), u"10");
-  EXPECT_EQ(XString::HexMin(0xdeadbeef), u"DEADBEEF");
+TEST(XStringTest, IntegerAndHexText) {
   const unsigned char bytes[] = {0x00, 0x1f, 0xa0, 0xff};
-  EXPECT_EQ(XString::HexBytes(bytes, 4), u"001FA0FF");
-  EXPECT_EQ(XString::HexBytes(bytes, 0), u"");
-  EXPECT_EQ(XString::HexBytes(nullptr, 3), u"");
+  EXPECT_EQ(Joined({XString::FromInt64(0), XString::FromInt64(-1),
+                    XString::FromInt64(std::numeric_limits<int64_t>::min()),
+                    XString::FromInt64(std::numeric_limits<int64_t>::max()), XString::FromUInt64(0),
+                    XString::FromUInt64(UINT64_MAX)}),
+            "0|-1|-9223372036854775808|9223372036854775807|0|18446744073709551615");
+  EXPECT_EQ(Joined({XString::Hex(0xAB, 4), XString::Hex(0x12345, 2), XString::Hex(1, 0),
+                    XString::Hex(UINT64_MAX, 16), XString::Hex(0xF, 18), XString::HexMin(0),
+                    XString::HexMin(0x10), XString::HexMin(0xdeadbeef), XString::HexBytes(bytes, 4),
+                    XString::HexBytes(bytes, 0), XString::HexBytes(nullptr, 3)}),
+            "00AB|45||FFFFFFFFFFFFFFFF|00000000000000000F|0|10|DEADBEEF|001FA0FF||");
 }
 
 TEST(XStringTest, IntegerParsing) {
-  EXPECT_EQ(XString(u"  -12abc").ToInt64(), -12);
-  EXPECT_EQ(XString(u"+5").ToInt64(), 5);
-  EXPECT_EQ(XString(u"--5").ToInt64(), 0);
-  EXPECT_EQ(XString(u"5-").ToInt64(), 5);
-  EXPECT_EQ(XString(u"").ToInt64(), 0);
-  EXPECT_EQ(XString(u"   ").ToInt64(), 0);
-  EXPECT_EQ(XString(u"\t5").ToInt64(), 0);
-  EXPECT_EQ(XString(u"x5").ToInt64(), 0);
-  EXPECT_EQ(XString(u"9223372036854775807").ToInt64(), INT64_MAX);
+  auto i64 = [](const char16_t* s) { return XString(s).ToInt64(); };
+  auto u64 = [](const char16_t* s) { return int64_t(XString(s).ToUInt64()); };
+  EXPECT_EQ((Ints{i64(u"  -12abc"), i64(u"+5"), i64(u"--5"), i64(u"5-"), i64(u""), i64(u"   "),
+                  i64(u"\t5"), i64(u"x5"), i64(u"9223372036854775807"), u64(u"-5"), u64(u" +7")}),
+            (Ints{-12, 5, 0, 5, 0, 0, 0, 0, INT64_MAX, 0, 7}));
   EXPECT_EQ(XString(u"18446744073709551615").ToUInt64(), UINT64_MAX);
-  EXPECT_EQ(XString(u"-5").ToUInt64(), 0u);
-  EXPECT_EQ(XString(u" +7").ToUInt64(), 7u);
 }
 
 TEST(XStringTest, BoolAndNanText) {
-  EXPECT_TRUE(XString(u"1").ToBool());
-  EXPECT_TRUE(XString(u"-1").ToBool());
-  EXPECT_TRUE(XString(u"TRUE").ToBool());
-  EXPECT_TRUE(XString(u"true").ToBool());
-  EXPECT_FALSE(XString(u"true ").ToBool());
-  EXPECT_FALSE(XString(u"0").ToBool());
-  EXPECT_FALSE(XString(u"yes").ToBool());
-  EXPECT_FALSE(XString(u"4294967296").ToBool());  // only the low 32 bits count
+  for (const char16_t* yes : {u"1", u"-1", u"TRUE", u"true"}) EXPECT_TRUE(XString(yes).ToBool());
+  // Only the low 32 bits of a number count.
+  for (const char16_t* no : {u"true ", u"0", u"yes", u"4294967296"})
+    EXPECT_FALSE(XString(no).ToBool());
   EXPECT_TRUE(XString(u"nan").IsNanText());
   EXPECT_TRUE(XString(u"NaN").IsNanText());
   EXPECT_FALSE(XString(u"nan ").IsNanText());
 }
 
 TEST(XStringTest, DoubleParsing) {
-  EXPECT_DOUBLE_EQ(XString(u"  3.25 rest").ToDouble(), 3.25);
-  EXPECT_DOUBLE_EQ(XString(u"-0.5").ToDouble(), -0.5);
-  EXPECT_DOUBLE_EQ(XString(u"+12").ToDouble(), 12.0);
-  EXPECT_DOUBLE_EQ(XString(u"12x.5").ToDouble(), 12.0);
-  EXPECT_DOUBLE_EQ(XString(u"1.5x").ToDouble(), 1.0);  // a stray last character ends the fraction
-  EXPECT_DOUBLE_EQ(XString(u".75").ToDouble(), 0.75);
-  EXPECT_DOUBLE_EQ(XString(u"").ToDouble(), 0.0);
-  EXPECT_DOUBLE_EQ(XString(u"1.5e3").ToDoubleExp(), 1500.0);
-  EXPECT_DOUBLE_EQ(XString(u"25E-2").ToDoubleExp(), 0.25);
-  EXPECT_DOUBLE_EQ(XString(u"2.5").ToDoubleExp(), 2.5);
+  const std::pair<const char16_t*, double> plain[] = {
+      {u"  3.25 rest", 3.25}, {u"-0.5", -0.5}, {u"+12", 12}, {u"12x.5", 12},
+      {u".75", 0.75},         {u"", 0},        {u"1.5x", 1}};  // a stray last character ends the
+                                                               // fraction
+  for (const auto& [text, value] : plain) EXPECT_DOUBLE_EQ(XString(text).ToDouble(), value);
+  const std::pair<const char16_t*, double> exp[] = {
+      {u"1.5e3", 1500}, {u"25E-2", 0.25}, {u"2.5", 2.5}};
+  for (const auto& [text, value] : exp) EXPECT_DOUBLE_EQ(XString(text).ToDoubleExp(), value);
 }
 
 TEST(XStringTest, DoublePrinting) {
-  EXPECT_EQ(XString::FromDouble(0.5, 0, true), u"1");
-  EXPECT_EQ(XString::FromDouble(2.5, 2, false), u"2.5");
-  EXPECT_EQ(XString::FromDouble(2.0, 2, false), u"2");
-  EXPECT_EQ(XString::FromDouble(2.0, 2, true), u"2.00");
-  EXPECT_EQ(XString::FromDouble(1e100, 0, true), u"NaN");
-  EXPECT_EQ(XString::FromDouble(-1e100, 0, true), u"NaN");
-  EXPECT_EQ(XString::FromDouble(std::nan(""), 2, true), u"NAN");
-  EXPECT_EQ(XString::FromDouble(-1.25, 1, true), u"-1.3");
-  EXPECT_EQ(XString::FromDouble(0.05, 2, true), u"0.05");
-  EXPECT_EQ(XString::FromDouble(0.0, 3, true), u"0.000");
-  EXPECT_EQ(XString::FromDouble(123.456, 2, true), u"123.46");
-  EXPECT_EQ(XString::FromDouble(1e20, 0, true), u"100000000000000000000");
-  EXPECT_EQ(XString::FromDouble(std::numeric_limits<double>::infinity(), 0, true), u"NaN");
+  const double inf = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(Joined({XString::FromDouble(0.5, 0, true), XString::FromDouble(2.5, 2, false),
+                    XString::FromDouble(2.0, 2, false), XString::FromDouble(2.0, 2, true),
+                    XString::FromDouble(1e100, 0, true), XString::FromDouble(-1e100, 0, true),
+                    XString::FromDouble(std::nan(""), 2, true), XString::FromDouble(-1.25, 1, true),
+                    XString::FromDouble(0.05, 2, true), XString::FromDouble(0.0, 3, true),
+                    XString::FromDouble(123.456, 2, true), XString::FromDouble(1e20, 0, true),
+                    XString::FromDouble(inf, 0, true)}),
+            "1|2.5|2|2.00|NaN|NaN|NAN|-1.3|0.05|0.000|123.46|100000000000000000000|NaN");
 }
 
 // --- Formatting ---
 
-TEST(XStringTest, FormatIntegersAndFlags) {
+TEST(XStringTest, FormatNumbersTextAndFlags) {
   XString s;
   EXPECT_EQ(s.Format(u"%d|%5d|%-5d|%05d|%+d|% d", 42, 42, 42, -42, 7, 7),
             u"42|   42|42   |-0042|+7| 7");
@@ -567,21 +375,12 @@ TEST(XStringTest, FormatIntegersAndFlags) {
   EXPECT_EQ(s.Format(u"%I64d %lld %ld %zu", int64_t(-1) << 40, 5LL, 6L, size_t(7)),
             u"-1099511627776 5 6 7");
   EXPECT_EQ(s.Format(u"%hd %hhu", 70000, 300), u"4464 44");
-  EXPECT_EQ(s.Format(u"%*d|%-*d|%.3d", 4, 1, 3, 2, 5), u"   1|2  |005");
-  EXPECT_EQ(s.Format(u"100%%"), u"100%");
-}
-
-TEST(XStringTest, FormatFloatsAndPointers) {
-  XString s;
+  EXPECT_EQ(s.Format(u"%*d|%-*d|%.3d|100%%", 4, 1, 3, 2, 5), u"   1|2  |005|100%");
   EXPECT_EQ(s.Format(u"%.2f %e %g %G", 3.14159, 1500.0, 0.0001, 1e20),
             u"3.14 1.500000e+03 0.0001 1E+20");
-  EXPECT_EQ(s.Format(u"%8.3f|%-8.1f|%+.0f", 2.5, 2.5, 2.5), u"   2.500|2.5     |+2");
-  EXPECT_EQ(s.Format(u"%Lf", 1.5L), u"1.500000");
+  EXPECT_EQ(s.Format(u"%8.3f|%-8.1f|%+.0f|%Lf", 2.5, 2.5, 2.5, 1.5L),
+            u"   2.500|2.5     |+2|1.500000");
   EXPECT_FALSE(s.Format(u"%p", &s).IsEmpty());
-}
-
-TEST(XStringTest, FormatTextAndCharacters) {
-  XString s;
   EXPECT_EQ(s.Format(u"[%s] [%5s] [%-5s] [%.2s]", u"\u00e9t\u00e9", u"ab", u"ab", u"abc"),
             u"[\u00e9t\u00e9] [   ab] [ab   ] [ab]");
   EXPECT_EQ(s.Format(u"%ls %ws %hs %S", u"w1", u"w2", "n\xc3\xa9", "n2"), u"w1 w2 n\u00e9 n2");
@@ -590,13 +389,18 @@ TEST(XStringTest, FormatTextAndCharacters) {
   EXPECT_EQ(XString::Formatted(u"%s=%d", u"k", 1), u"k=1");
 }
 
-TEST(XStringTest, FormatBadFormatGivesEmptyText) {
+TEST(XStringTest, BadFormatsGiveEmptyText) {
   XString s(u"old");
   int n = 0;
   EXPECT_TRUE(s.Format(u"abc %n", &n).IsEmpty());
-  EXPECT_TRUE(s.Format(u"abc %").IsEmpty());
-  EXPECT_TRUE(s.Format(u"abc %q").IsEmpty());
-  EXPECT_TRUE(s.Format(nullptr).IsEmpty());
+  for (const char16_t* bad : {u"abc %", u"abc %q", static_cast<const char16_t*>(nullptr)}) {
+    s = u"old";
+    EXPECT_TRUE(s.Format(bad).IsEmpty());
+  }
+  for (const char16_t* bad : {u"abc %", u"abc %5", u"%1.2.3f"}) {
+    s = u"old";
+    EXPECT_TRUE(s.FormatSlow(bad, 1.0).IsEmpty()) << U8(bad);
+  }
 }
 
 TEST(XStringTest, FormatLongResultsClimbTheLadder) {
@@ -619,8 +423,10 @@ TEST(XStringTest, FormatPastTheLadderFallsBackToFormatSlow) {
   XString s = FormatLadder(10, 60, u"%d:%12s|%s", 5, u"ab", big.c_str());
   EXPECT_EQ(s.Length(), 2 + 2 + 1 + 200);
   EXPECT_EQ(s.Left(5), u"5:ab|");
-  XString fits = FormatLadder(10, 60, u"%d:%12s", 5, u"ab");
-  EXPECT_EQ(fits, u"5:          ab");
+  EXPECT_EQ(FormatLadder(10, 60, u"%d:%12s", 5, u"ab"), u"5:          ab");
+  XString padded = FormatLadder(10, 60, u"%200d|%s", 7, u"x");
+  EXPECT_EQ(padded.Length(), 200 + 2);  // the slow path pads numbers too
+  EXPECT_EQ(padded.Right(3), u"7|x");
 }
 
 TEST(XStringTest, FormatSlowRepertoire) {
@@ -636,56 +442,31 @@ TEST(XStringTest, FormatSlowRepertoire) {
   EXPECT_EQ(s.FormatSlow(u"%-5ld|", 12), u"   12|");  // unknown characters are skipped
 }
 
-TEST(XStringTest, FormatSlowBadFormatsClear) {
-  XString s(u"old");
-  EXPECT_TRUE(s.FormatSlow(u"abc %").IsEmpty());
-  s = u"old";
-  EXPECT_TRUE(s.FormatSlow(u"abc %5").IsEmpty());
-  s = u"old";
-  EXPECT_TRUE(s.FormatSlow(u"%1.2.3f", 1.0).IsEmpty());
-}
-
-TEST(XStringTest, FormatMayUseItsOwnTextAsFormat) {
+TEST(XStringTest, FormatUsesItsOwnTextAndKeepsTheTag) {
   XString s(u"%d-%d");
-  EXPECT_EQ(s.Format(s.CStr(), 1, 2), u"1-2");
-  XString t(u"%d+%d");
-  EXPECT_EQ(t.FormatSlow(t.CStr(), 3, 4), u"3+4");
-}
-
-TEST(XStringTest, FormatOfAHugeWidthEndsInFormatSlow) {
-  XString s = FormatLadder(10, 60, u"%200d|%s", 7, u"x");
-  EXPECT_EQ(s.Length(), 200 + 2);  // the slow path pads numbers too
-  EXPECT_EQ(s.Right(3), u"7|x");
-}
-
-TEST(XStringTest, FormatKeepsTheTag) {
-  XString s;
   s.SetTag(9);
-  s.Format(u"%d", 1);
+  EXPECT_EQ(s.Format(s.CStr(), 1, 2), u"1-2");
   EXPECT_EQ(s.Tag(), 9u);
-  s.FormatSlow(u"%d", 1);
+  s = u"%d+%d";
+  EXPECT_EQ(s.FormatSlow(s.CStr(), 3, 4), u"3+4");
   EXPECT_EQ(s.Tag(), 9u);
 }
 
 // --- Conversions ---
 
 TEST(XStringTest, NarrowConstructionBothWays) {
-  EXPECT_EQ(XString("caf\xc3\xa9", true), u"caf\u00e9");
-  EXPECT_EQ(XString("caf\xc3\xa9", false), u"caf\u00e9");
-  EXPECT_TRUE(XString(static_cast<const char*>(nullptr), true).IsEmpty());
-  EXPECT_TRUE(XString("", true).IsEmpty());
-  EXPECT_EQ(XString("\xf0\x9f\x8e\xb5!", true), u"\U0001F3B5!");
-  EXPECT_EQ(XString("a\xff", true), u"a\uFFFD");
   XString s(u"keep");
   s.AssignNarrow("new");
-  EXPECT_EQ(s, u"new");
-  s.AssignNarrow(nullptr);
-  EXPECT_TRUE(s.IsEmpty());
-  EXPECT_EQ(XString::FromUtf8("x\xc3\xa9"), u"x\u00e9");
-  EXPECT_EQ(XString::FromUtf8(std::string_view("abc", 2)), u"ab");
+  XString cleared(u"keep");
+  cleared.AssignNarrow(nullptr);
+  EXPECT_EQ(Joined({XString("caf\xc3\xa9", true), XString("caf\xc3\xa9", false),
+                    XString(static_cast<const char*>(nullptr), true), XString("", true),
+                    XString("\xf0\x9f\x8e\xb5!", true), XString("a\xff", true), s, cleared,
+                    XString::FromUtf8("x\xc3\xa9"), XString::FromUtf8(std::string_view("abc", 2))}),
+            "caf\u00e9|caf\u00e9|||\U0001F3B5!|a\uFFFD|new||x\u00e9|ab");
 }
 
-TEST(XStringTest, NarrowCacheIsReusedAtTheSameSize) {
+TEST(XStringTest, NarrowFormsAreCachedAndReused) {
   XString s(u"\u00e9t\u00e9");
   const char* first = s.ToUtf8();
   EXPECT_STREQ(first, "\xc3\xa9t\xc3\xa9");
@@ -694,52 +475,31 @@ TEST(XStringTest, NarrowCacheIsReusedAtTheSameSize) {
   EXPECT_STREQ(ansi, "\xc3\xa9t\xc3\xa9");
   EXPECT_EQ(s.ToAnsi(), ansi);
   EXPECT_STREQ(s.ToNarrow(20127), "?t?");
-  EXPECT_EQ(s.ToUtf8String(), "\xc3\xa9t\xc3\xa9");
   EXPECT_STREQ(XString().ToAnsi(), "");
 }
 
-TEST(XStringTest, AsciiOnlyReplacesEveryOtherUnit) {
-  EXPECT_EQ(XString::AsciiOnly(u"Bj\u00f6rk \U0001F3B5"), u"Bj?rk ??");
-  EXPECT_EQ(XString::AsciiOnly(u"plain"), u"plain");
-  EXPECT_TRUE(XString::AsciiOnly(nullptr).IsEmpty());
-}
-
-TEST(XStringTest, FromBytesNeedsNoTerminator) {
+TEST(XStringTest, AsciiOnlyAndFromBytes) {
   const char utf8[] = {'a', char(0xc3), char(0xa9), 'z'};
-  EXPECT_EQ(XString::FromUtf8Bytes(utf8, 3), u"a\u00e9");
-  EXPECT_EQ(XString::FromAnsiBytes(utf8, 4), u"a\u00e9z");
-  EXPECT_TRUE(XString::FromUtf8Bytes(utf8, 0).IsEmpty());
-  EXPECT_TRUE(XString::FromUtf8Bytes(nullptr, 4).IsEmpty());
   const char16_t wide[] = {u'h', u'i', u'!'};
-  EXPECT_EQ(XString::FromWideBytes(wide, 4), u"hi");
-  // An odd last byte pairs with the terminator's first byte.
-  EXPECT_EQ(XString::FromWideBytes(wide, 5), u"hi!");
-  EXPECT_TRUE(XString::FromWideBytes(wide, 0).IsEmpty());
+  // An odd last byte of wide text pairs with the terminator's first byte.
+  EXPECT_EQ(Joined({XString::AsciiOnly(u"Bj\u00f6rk \U0001F3B5"), XString::AsciiOnly(u"plain"),
+                    XString::AsciiOnly(nullptr), XString::FromUtf8Bytes(utf8, 3),
+                    XString::FromAnsiBytes(utf8, 4), XString::FromUtf8Bytes(utf8, 0),
+                    XString::FromUtf8Bytes(nullptr, 4), XString::FromWideBytes(wide, 4),
+                    XString::FromWideBytes(wide, 5), XString::FromWideBytes(wide, 0)}),
+            "Bj?rk ??|plain||a\u00e9|a\u00e9z|||hi|hi!|");
 }
 
 // --- Sort order ---
 
 TEST(XStringTest, FoldCharMapsLatinLettersToTheirBase) {
-  EXPECT_EQ(XString::FoldChar(u'a'), u'a');
-  EXPECT_EQ(XString::FoldChar(0x7F), 0x7F);
-  EXPECT_EQ(XString::FoldChar(u'\u00c0'), u'A');
-  EXPECT_EQ(XString::FoldChar(u'\u00e9'), u'e');
-  EXPECT_EQ(XString::FoldChar(u'\u00c7'), u'C');
-  EXPECT_EQ(XString::FoldChar(u'\u0107'), u'c');
-  EXPECT_EQ(XString::FoldChar(u'\u013f'), u'L');  // L with middle dot
-  EXPECT_EQ(XString::FoldChar(u'\u017e'), u'z');
-  EXPECT_EQ(XString::FoldChar(u'\u0178'), u'Y');
-}
-
-TEST(XStringTest, FoldCharLettersWithoutDecomposition) {
   const char16_t pairs[][2] = {
-      {u'\u0110', u'D'}, {u'\u0111', u'd'}, {u'\u0141', u'L'}, {u'\u0142', u'l'}, {u'\u014a', u'N'},
-      {u'\u014b', u'n'}, {u'\u00d8', u'O'}, {u'\u00f8', u'o'}, {u'\u0166', u'T'}, {u'\u0167', u't'},
-      {u'\u0131', u'i'}, {u'\u0149', u'n'}, {u'\u00f0', u'o'}};
+      {u'a', u'a'},      {0x7F, 0x7F},      {u'\u00c0', u'A'}, {u'\u00e9', u'e'}, {u'\u00c7', u'C'},
+      {u'\u0107', u'c'}, {u'\u013f', u'L'}, {u'\u017e', u'z'}, {u'\u0178', u'Y'}, {u'\u0110', u'D'},
+      {u'\u0111', u'd'}, {u'\u0141', u'L'}, {u'\u0142', u'l'}, {u'\u014a', u'N'}, {u'\u014b', u'n'},
+      {u'\u00d8', u'O'}, {u'\u00f8', u'o'}, {u'\u0166', u'T'}, {u'\u0167', u't'}, {u'\u0131', u'i'},
+      {u'\u0149', u'n'}, {u'\u00f0', u'o'}};
   for (const auto& pair : pairs) EXPECT_EQ(XString::FoldChar(pair[0]), pair[1]) << int(pair[0]);
-}
-
-TEST(XStringTest, FoldCharGivesUnderscoreOutsideTheTable) {
   const char16_t others[] = {u'\u00c6', u'\u00d0', u'\u00d7', u'\u00de', u'\u00df', u'\u00e6',
                              u'\u00f7', u'\u00fe', u'\u00ff', u'\u0124', u'\u0125', u'\u0126',
                              u'\u0127', u'\u0132', u'\u0133', u'\u0138', u'\u0152', u'\u0153',
@@ -750,24 +510,15 @@ TEST(XStringTest, FoldCharGivesUnderscoreOutsideTheTable) {
   EXPECT_EQ(mapped, 173);
 }
 
-TEST(XStringTest, NaturalCompareOrdersNumbersByValue) {
-  EXPECT_EQ(XString::NaturalCompare(u"a2", u"a10"), -1);
-  EXPECT_EQ(XString::NaturalCompare(u"a10", u"a2"), 1);
-  EXPECT_EQ(XString::NaturalCompare(u"a02", u"a2"), 0);
-  EXPECT_EQ(XString::NaturalCompare(u"file9.txt", u"file10.txt"), -1);
-  EXPECT_EQ(XString::NaturalCompare(u"x1y2", u"x1y10"), -1);
-  EXPECT_EQ(XString::NaturalCompare(u"abc", u"abc"), 0);
-  EXPECT_EQ(XString::NaturalCompare(u"", u""), 0);
-  EXPECT_EQ(XString::NaturalCompare(u"ab", u"abc"), -1);
-  EXPECT_EQ(XString::NaturalCompare(u"abc", u"ab"), 1);
-}
-
-TEST(XStringTest, NaturalCompareFoldsThenBreaksTiesExactly) {
-  // Letters that fold alike are decided by their exact units at once.
-  EXPECT_EQ(XString::NaturalCompare(u"file9.txt", u"File10.txt"), 1);
-  EXPECT_EQ(XString::NaturalCompare(u"File10.txt", u"file9.txt"), -1);
-  EXPECT_EQ(XString::NaturalCompare(u"\u00e9a", u"eb"), 1);
-  EXPECT_EQ(XString::NaturalCompare(u"\u00e9a", u"fa"), -1);  // é sorts with e, before f
-  EXPECT_EQ(XString::NaturalCompare(u"B", u"a"), 1);
-  EXPECT_EQ(XString::NaturalCompare(u"_", u"a"), -1);
+TEST(XStringTest, NaturalCompareOrdersNumbersByValueThenExactly) {
+  auto nat = [](const char16_t* a, const char16_t* b) { return XString::NaturalCompare(a, b); };
+  EXPECT_EQ((Ints{nat(u"a2", u"a10"), nat(u"a10", u"a2"), nat(u"a02", u"a2"),
+                  nat(u"file9.txt", u"file10.txt"), nat(u"x1y2", u"x1y10"), nat(u"abc", u"abc"),
+                  nat(u"", u""), nat(u"ab", u"abc"), nat(u"abc", u"ab")}),
+            (Ints{-1, 1, 0, -1, -1, 0, 0, -1, 1}));
+  // Letters that fold alike are decided by their exact units at once; é sorts with e.
+  EXPECT_EQ(
+      (Ints{nat(u"file9.txt", u"File10.txt"), nat(u"File10.txt", u"file9.txt"),
+            nat(u"\u00e9a", u"eb"), nat(u"\u00e9a", u"fa"), nat(u"B", u"a"), nat(u"_", u"a")}),
+      (Ints{1, -1, 1, -1, 1, -1}));
 }
