@@ -7,7 +7,8 @@
 #include "plugins/clTvDSP.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/support/TestText.h"
+#include "tests/support/plugins/TestPluginSession.h"
 
 #include <gtest/gtest.h>
 
@@ -26,21 +27,44 @@
 
 namespace {
 
-std::string U8(const XString& text) { return text.ToUtf8String(); }
-XString X(const std::string& text) { return XString::FromUtf8(text.c_str()); }
-
 std::vector<std::string> Items(const XStringList& list) {
   std::vector<std::string> items;
   for (int32_t i = 0; i < list.Count(); ++i) items.push_back(U8(list[i]));
   return items;
 }
 
+// What the installed test plug-ins announce, by the kind a test installs.
+struct Announcing {
+  const char* kind;
+  const char* library;
+  std::vector<std::string> settings;
+};
+const Announcing kKinds[] = {
+    {"decoder_flac",
+     "decoder/TestDecoder.so",
+     {"get.Decodes=1|.flac|FLAC;1|.fla|FLAC", "get.StreamingDecodes=1|.flac|FLAC"}},
+    // Ends with a null text that is answered: what follows is never read.
+    {"decoder_mpeg",
+     "decoder/TestDecoder.so",
+     {"get.Decodes=1|.MP3|MPEG Layer-3;1|.mp2|MPEG Layer-2;1|.mpa|MPEG Layer-3;1|(null)|none;"
+      "1|.ogg|Vorbis",
+      "get.StreamingDecodes=1|.mp3|MPEG Layer-3"}},
+    {"decoder_unlisted", "decoder/TestDecoder.so", {"get.Decodes=1|.wav|Wave", "get.Unlisted=1"}},
+    // An extension marked to be left out of the lists, and an empty one.
+    {"decoder_ignored",
+     "decoder/TestDecoder.so",
+     {"get.Decodes=1|.cue.IGNORE|Cue Sheet;1|.ignore|aiff;1|.aif|Aiff;1||Raw"}},
+    // Announces .flac but lacks an export, so it never loads.
+    {"decoder_incomplete", "decoder/NoSetPosition.so", {"get.Decodes=1|.flac|FLAC"}},
+    {"encoder", "encoder/TestEncoder.so", {"get.Extension=1|.tst"}},
+    {"dsp", "DSPs/TestDSP.so", {}},
+};
+
 // A private settings store and a private program folder with empty plug-in folders.
 class clTvCodecHandlerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     configHome.emplace("XDG_CONFIG_HOME", (scratch / "config").c_str());
-    callRecord.emplace("TV_TEST_CALL_RECORD", (scratch / "calls.txt").c_str());
     base = scratch / "app/";
     for (const char* folder : {"decoder", "encoder", "DSPs"})
       std::filesystem::create_directories(base + folder);
@@ -48,27 +72,32 @@ class clTvCodecHandlerTest : public ::testing::Test {
   }
   void TearDown() override {
     clTvCodecHandler::SetBaseFolder(XString());
-    callRecord.reset();
     configHome.reset();
   }
 
-  // A copy (a file of its own, so the loader can't take it for another) of a test plug-in.
-  void Install(const std::string& folder, const std::string& name, const std::string& plugin) {
-    std::filesystem::copy_file(std::string(TV_HANDLER_PLUGIN_DIR "/") + plugin + ".so",
-                               base + folder + "/" + name);
+  // A copy (a file of its own, so the loader can't take it for another) of a test plug-in,
+  // configured to announce what its kind does under its new name.
+  void Install(const std::string& folder, const std::string& name, const std::string& kind) {
+    for (const Announcing& entry : kKinds) {
+      if (kind != entry.kind) continue;
+      std::filesystem::copy_file(U8(TestPluginSession::Library(entry.library)),
+                                 base + folder + "/" + name);
+      for (const std::string& setting : entry.settings)
+        config.push_back(name.substr(0, name.find('.')) + "." + setting);
+    }
+    session.Configure(config);
   }
-  // The plug-ins' calls since the last look, as "<library file> <call>".
+  // The plug-ins' creates since the last look, as "<name> <export>".
   std::vector<std::string> TakeCalls() {
-    std::vector<std::string> calls;
-    std::ifstream file(scratch / "calls.txt");
-    for (std::string line; std::getline(file, line);) calls.push_back(line);
-    std::filesystem::remove(scratch / "calls.txt");
-    return calls;
+    std::vector<std::string> creates;
+    for (const std::string& line : session.TakeCalls())
+      if (line.find(" error=") != std::string::npos)
+        creates.push_back(line.substr(0, line.find(" error=")));
+    return creates;
   }
   void SetCached(const char16_t* ext, const std::string& path) {
     ASSERT_TRUE(XRegistry::WriteString(X(path).CStr(), ext, HKEY_CURRENT_USER, TvDecoderCacheKey));
   }
-
   // A link named `name` in `folder` to a library file.
   void Link(const std::string& folder, const std::string& name, const std::string& target) {
     std::filesystem::create_symlink(target, base + folder + "/" + name);
@@ -84,12 +113,13 @@ class clTvCodecHandlerTest : public ::testing::Test {
   }
 
   ScratchFolder scratch;
+  TestPluginSession session;
+  std::vector<std::string> config;
   std::string base;
   TvHostContext context{};
 
  private:
   std::optional<ScopedEnv> configHome;
-  std::optional<ScopedEnv> callRecord;
 };
 
 // A shared library that is no plug-in: the compression library this program links.
@@ -114,7 +144,7 @@ TEST_F(clTvCodecHandlerTest, AScanFindsTheDecoderAndCachesItsPath) {
   EXPECT_EQ(Cached(u".fla"), base + "decoder/flac.so");
   // Libraries tried on the way were let go again: only the one that answered is held.
   std::vector<std::string> calls = TakeCalls();
-  EXPECT_NE(std::find(calls.begin(), calls.end(), "flac.so Create"), calls.end());
+  EXPECT_NE(std::find(calls.begin(), calls.end(), "flac Create"), calls.end());
   EXPECT_LE(calls.size(), 3u);
 }
 
@@ -126,7 +156,7 @@ TEST_F(clTvCodecHandlerTest, ACacheHitLoadsExactlyOneLibrary) {
   TakeCalls();
   clTvDecoder decoder;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"other.flac", decoder, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
   EXPECT_EQ(U8(decoder.Path()), base + "decoder/flac.so");
 }
 
@@ -138,7 +168,7 @@ TEST_F(clTvCodecHandlerTest, ACachedPathCountsOnlyByItsFileName) {
   SetCached(u".flac", "/opt/elsewhere/decoder/flac.so");
   clTvDecoder decoder;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
   EXPECT_EQ(Cached(u".flac"), base + "decoder/flac.so");
 }
 
@@ -151,7 +181,7 @@ TEST_F(clTvCodecHandlerTest, TheSameExtensionOnTheBindingLoadsNothing) {
   XRegistry::DeleteValue(u".flac", HKEY_CURRENT_USER, TvDecoderCacheKey);
   std::filesystem::remove(base + "decoder/flac.so");
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"SONG.FLAC", decoder, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
   EXPECT_TRUE(decoder.HasInstance());
   // Another extension on the same binding searches again, and finds nothing left; the
   // instance is ended either way.
@@ -165,7 +195,7 @@ TEST_F(clTvCodecHandlerTest, AnEntryForAGoneLibraryIsMendedByTheScan) {
   clTvDecoder decoder;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
   EXPECT_EQ(Cached(u".flac"), base + "decoder/flac2.so");
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac2.so Create"});
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac2 Create"});
 }
 
 TEST_F(clTvCodecHandlerTest, AnEntryForALibraryThatNoLongerAnswersIsMendedByTheScan) {
@@ -179,13 +209,13 @@ TEST_F(clTvCodecHandlerTest, AnEntryForALibraryThatNoLongerAnswersIsMendedByTheS
   EXPECT_EQ(Cached(u".mp3"), base + "decoder/mpeg.so");
   std::vector<std::string> calls = TakeCalls();
   ASSERT_FALSE(calls.empty());
-  EXPECT_EQ(calls.front(), "flac.so Create");  // the cached one is asked first
-  EXPECT_EQ(calls.back(), "mpeg.so Create");
+  EXPECT_EQ(calls.front(), "flac Create");  // the cached one is asked first
+  EXPECT_EQ(calls.back(), "mpeg Create");
   // A library that lacks an export announces nothing, cached or not.
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
   EXPECT_EQ(Cached(u".flac"), base + "decoder/flac.so");
   calls = TakeCalls();
-  EXPECT_EQ(std::count(calls.begin(), calls.end(), "broken.so Create"), 0);
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "broken Create"), 0);
 }
 
 TEST_F(clTvCodecHandlerTest, AMissAsksEveryLibraryAndLeavesTheCacheAsItWas) {
@@ -199,8 +229,7 @@ TEST_F(clTvCodecHandlerTest, AMissAsksEveryLibraryAndLeavesTheCacheAsItWas) {
   EXPECT_EQ(Cached(u".xyz"), base + "decoder/mpeg.so");
   std::vector<std::string> calls = TakeCalls();
   std::sort(calls.begin(), calls.end());
-  EXPECT_EQ(calls,
-            (std::vector<std::string>{"flac.so Create", "mpeg.so Create", "mpeg.so Create"}));
+  EXPECT_EQ(calls, (std::vector<std::string>{"flac Create", "mpeg Create", "mpeg Create"}));
   // Without an entry a miss writes none.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.abc", decoder, &context));
   EXPECT_FALSE(HasCacheEntry(u".abc"));
@@ -225,7 +254,7 @@ TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCase) {
   TakeCalls();
   clTvDecoder again;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"x.FLAC", again, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
 }
 
 TEST_F(clTvCodecHandlerTest, AnEnumerationStopsAtANullText) {
@@ -279,7 +308,7 @@ TEST_F(clTvCodecHandlerTest, EncodersAndDSPsLoadByNameInAnyCase) {
   ASSERT_TRUE(clTvCodecHandler::LoadDSP(u"REPLAYGAIN", dsp, &context));
   EXPECT_TRUE(dsp.HasInstance());
   EXPECT_EQ(TakeCalls(),
-            (std::vector<std::string>{"Lame MP3.so ENC_Create", "ReplayGain.so DSP_Create"}));
+            (std::vector<std::string>{"Lame MP3 ENC_Create", "ReplayGain DSP_Create"}));
   EXPECT_EQ(U8(clTvCodecHandler::EncoderExtension(u"LAME MP3")), ".tst");
   // An encoder is looked for in encoder/ only, a DSP in DSPs/ only.
   EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"ReplayGain", encoder, &context));

@@ -3,13 +3,34 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <sstream>
 
-#include "tests/plugins/testplugins/TestPluginCore.h"
+#include "tests/support/plugins/TestPlugin.h"
+
+using namespace tvtest;
 
 namespace {
 
 TestInstance* Of(TvInstance instance) { return static_cast<TestInstance*>(instance); }
+
+// The value of the "_encoder" item of the extra block, which the host adds for the encoder.
+std::string EncoderItem(const TvConversionInfo* info) {
+  static const char16_t key[] = u"_encoder";
+  const auto* bytes = static_cast<const uint8_t*>(info->extraInfo);
+  for (uint32_t at = 0; bytes != nullptr && at + sizeof key <= info->extraInfoSize; at += 2) {
+    if (memcmp(bytes + at, key, sizeof key) != 0) continue;
+    std::u16string value;
+    for (at += sizeof key; at + 2 <= info->extraInfoSize; at += 2) {
+      char16_t unit;
+      memcpy(&unit, bytes + at, 2);
+      if (unit == 0) break;
+      value += unit;
+    }
+    return ToUtf8(value.c_str());
+  }
+  return "";
+}
 
 std::string Describe(const TvConversionInfo* info) {
   if (info == nullptr) return " info=null";
@@ -17,13 +38,15 @@ std::string Describe(const TvConversionInfo* info) {
   text << " source=" << Quoted(info->sourceFile) << " output=" << Quoted(info->outputFile)
        << " settings=" << Quoted(info->encoderSettings) << " format=" << FormatText(info->format)
        << " tags=" << info->idTagsSize << " extra=" << info->extraInfoSize;
+  std::string encoder = EncoderItem(info);
+  if (!encoder.empty()) text << " encoder=" << encoder;
   return text.str();
 }
 
 }  // namespace
 
 TvInstance ENC_Create(TvHostContext* context) {
-  return MakeInstance(TVTEST_NAME, "ENC_Create", context, CreateAlwaysFails);
+  return MakeInstance(reinterpret_cast<void*>(&ENC_Create), "ENC_Create", context);
 }
 
 int32_t ENC_Destroy(TvInstance instance) {
@@ -54,12 +77,11 @@ int32_t ENC_RemoveConfigBit(TvInstance instance, uint32_t a) {
 
 int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   TestInstance& self = *Of(instance);
-  bool ok = self.Allowed("ENC_BeginConversion") && info != nullptr && info->outputFile != nullptr;
-  if (ok) {
+  // The file is made before the encoder may fail, as a real one would.
+  if (info != nullptr && info->outputFile != nullptr && self.Number("output", 1) != 0)
     self.fd =
         open(ToUtf8(info->outputFile).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    ok = self.fd >= 0;
-  }
+  bool ok = self.Allowed("ENC_BeginConversion") && info != nullptr;
   self.Record("ENC_BeginConversion" + Describe(info) + " -> " + std::to_string(ok));
   return ok;
 }
@@ -67,7 +89,7 @@ int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
 int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block) {
   TestInstance& self = *Of(instance);
   bool ok = self.Allowed("ENC_EncodeBlock") && block != nullptr;
-  if (ok && block->data != nullptr && self.fd >= 0)
+  if (ok && block->data != nullptr && self.fd >= 0 && self.Number("write", 1) != 0)
     ok = write(self.fd, block->data, block->byteCount) == ssize_t(block->byteCount);
   std::ostringstream line;
   line << "ENC_EncodeBlock";
@@ -87,10 +109,10 @@ int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info, int32_t* 
                      " writeTags=" + (writeTags ? std::to_string(*writeTags) : "null");
   if (self.fd >= 0) close(self.fd);
   self.fd = -1;
-  if (ok && writeTags != nullptr) *writeTags = int32_t(self.Number("writetags"));
-  // "extrainfo=<file>": a tag block left in the record, e.g. several output names.
+  if (writeTags != nullptr) *writeTags = int32_t(self.Number("writetags"));
+  // A tag block left in the record, e.g. several output names.
   self.buffer = ReadWholeFile(self.Setting("extrainfo"));
-  if (ok && info != nullptr && !self.buffer.empty()) {
+  if (info != nullptr && !self.buffer.empty()) {
     info->extraInfo = self.buffer.data();
     info->extraInfoSize = uint32_t(self.buffer.size());
   }

@@ -1,21 +1,32 @@
-// The test DSP effect: live or not as configured; "invert=1" complements every audio byte.
+// The test DSP effect: live or not as configured; maps every audio byte b to b*mul+add.
 #define TV_DSP_PLUGIN
 #include <sstream>
 
-#include "tests/plugins/testplugins/TestPluginCore.h"
+#include "tests/support/plugins/TestPlugin.h"
+
+using namespace tvtest;
 
 namespace {
 
 TestInstance* Of(TvInstance instance) { return static_cast<TestInstance*>(instance); }
 
-void Invert(uint8_t* data, size_t size) {
-  for (size_t i = 0; i < size; ++i) data[i] = uint8_t(~data[i]);
+void Transform(const TestInstance& self, uint8_t* data, size_t size) {
+  long mul = self.Number("mul", 1), add = self.Number("add", 0);
+  for (size_t i = 0; i < size; ++i) data[i] = uint8_t(data[i] * mul + add);
+}
+
+// "rate=N": the pass resamples, as far as the format tells.
+void SetRate(const TestInstance& self, TvWaveFormatExtensible* format) {
+  long rate = self.Number("rate");
+  if (format == nullptr || rate <= 0) return;
+  format->Format.nSamplesPerSec = uint32_t(rate);
+  format->Format.nAvgBytesPerSec = uint32_t(rate) * format->Format.nBlockAlign;
 }
 
 }  // namespace
 
 TvInstance DSP_Create(TvHostContext* context) {
-  return MakeInstance(TVTEST_NAME, "DSP_Create", context, CreateAlwaysFails);
+  return MakeInstance(reinterpret_cast<void*>(&DSP_Create), "DSP_Create", context);
 }
 
 int32_t DSP_Destroy(TvInstance instance) {
@@ -23,7 +34,9 @@ int32_t DSP_Destroy(TvInstance instance) {
   return 1;
 }
 
+// IsLive and SendOverReplayGainTags carry the parameters, which may answer them.
 int32_t DSP_Get(TvInstance instance, const char16_t* key, TvPluginValue* value) {
+  if (value != nullptr && value->text1 != nullptr) Of(instance)->TakeParameters(value->text1);
   return Of(instance)->Answer("DSP_Get", "get", key, value);
 }
 
@@ -47,6 +60,7 @@ int32_t DSP_RemoveConfigBit(TvInstance instance, uint32_t a) {
 int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info,
                             const char16_t* parameters) {
   TestInstance& self = *Of(instance);
+  self.TakeParameters(parameters);
   bool ok = self.Allowed("DSP_BeginConversion");
   self.Record("DSP_BeginConversion output=" + Quoted(info ? info->outputFile : nullptr) +
               " format=" + FormatText(info ? info->format : nullptr) +
@@ -66,14 +80,15 @@ int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block) {
   TestInstance& self = *Of(instance);
   bool ok = self.Allowed("DSP_PassAudioBlock") && block != nullptr;
   if (ok && block->data != nullptr) {
-    // "own=1": hand on a buffer of our own instead of changing the one we were given.
+    // Hand on a buffer of our own instead of changing the one we were given.
     if (self.Number("own")) {
       auto* data = static_cast<uint8_t*>(block->data);
       self.buffer.assign(data, data + block->byteCount);
       block->data = self.buffer.data();
     }
-    if (self.Number("invert")) Invert(static_cast<uint8_t*>(block->data), block->byteCount);
+    Transform(self, static_cast<uint8_t*>(block->data), block->byteCount);
   }
+  if (ok && block->endOfStream) SetRate(self, &block->format);
   std::ostringstream line;
   line << "DSP_PassAudioBlock";
   if (block != nullptr)
@@ -88,19 +103,20 @@ int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile,
                         TvWaveFormatExtensible* format, const char16_t* parameters,
                         const char16_t* quitEventName) {
   TestInstance& self = *Of(instance);
-  std::string line = "DSP_PassNonLive file=" + Quoted(rawFile) + " format=" + FormatText(format) +
+  self.TakeParameters(parameters);
+  std::vector<uint8_t> audio = ReadWholeFile(ToUtf8(rawFile));
+  std::string line = "DSP_PassNonLive file=" + Quoted(rawFile) +
+                     " bytes=" + std::to_string(audio.size()) + " format=" + FormatText(format) +
                      " parameters=" + Quoted(parameters) + " quit=" + Quoted(quitEventName);
+  self.quitEvent = quitEventName != nullptr ? quitEventName : u"";
   bool ok = self.Allowed("DSP_PassNonLive") && rawFile != nullptr;
-  if (ok && self.Number("invert")) {
-    std::vector<uint8_t> audio = ReadWholeFile(ToUtf8(rawFile));
-    Invert(audio.data(), audio.size());
+  if (ok) {
+    Transform(self, audio.data(), audio.size());
+    audio.resize(std::min(audio.size(), size_t(self.Number("cut", long(audio.size())))));
     ok = WriteWholeFile(ToUtf8(rawFile), audio.data(), audio.size());
+    SetRate(self, format);
   }
-  // "rate=N": the pass resamples, as far as the format tells.
-  if (ok && format != nullptr && self.Number("rate")) {
-    format->Format.nSamplesPerSec = uint32_t(self.Number("rate"));
-    format->Format.nAvgBytesPerSec = format->Format.nSamplesPerSec * format->Format.nBlockAlign;
-  }
+  if (self.Number("quit")) self.RaiseQuit(quitEventName);
   self.Record(line + " -> " + std::to_string(ok));
   return ok;
 }
