@@ -1,14 +1,12 @@
 // The test DSP effect: live or not as configured; maps every audio byte b to b*mul+add.
 #define TV_DSP_PLUGIN
-#include <sstream>
+#include <algorithm>
 
 #include "tests/support/plugins/TestPlugin.h"
 
 using namespace tvtest;
 
 namespace {
-
-TestInstance* Of(TvInstance instance) { return static_cast<TestInstance*>(instance); }
 
 void Transform(const TestInstance& self, uint8_t* data, size_t size) {
   long mul = self.Number("mul", 1), add = self.Number("add", 0);
@@ -17,68 +15,43 @@ void Transform(const TestInstance& self, uint8_t* data, size_t size) {
 
 // "rate=N": the pass resamples, as far as the format tells.
 void SetRate(const TestInstance& self, TvWaveFormatExtensible* format) {
-  long rate = self.Number("rate");
-  if (format == nullptr || rate <= 0) return;
-  format->Format.nSamplesPerSec = uint32_t(rate);
-  format->Format.nAvgBytesPerSec = uint32_t(rate) * format->Format.nBlockAlign;
+  if (self.Number("rate") <= 0) return;
+  format->Format.nSamplesPerSec = uint32_t(self.Number("rate"));
+  format->Format.nAvgBytesPerSec = format->Format.nSamplesPerSec * format->Format.nBlockAlign;
 }
 
 }  // namespace
 
-TvInstance DSP_Create(TvHostContext* context) {
-  return MakeInstance(reinterpret_cast<void*>(&DSP_Create), "DSP_Create", context);
-}
-
-int32_t DSP_Destroy(TvInstance instance) {
-  EndInstance(Of(instance), "DSP_Destroy");
-  return 1;
-}
+TVTEST_SHARED_EXPORTS(DSP_)
+TVTEST_CONFIG_BIT_EXPORTS(DSP_)
 
 // IsLive and SendOverReplayGainTags carry the parameters, which may answer them.
 int32_t DSP_Get(TvInstance instance, const char16_t* key, TvPluginValue* value) {
-  if (value != nullptr && value->text1 != nullptr) Of(instance)->TakeParameters(value->text1);
-  return Of(instance)->Answer("DSP_Get", "get", key, value);
+  if (value->text1 != nullptr) Of(instance)->TakeParameters(value->text1);
+  return Of(instance)->Answer("DSP_Get", key, value);
 }
-
-int32_t DSP_Set(TvInstance instance, const char16_t* key, TvPluginValue* value) {
-  return Of(instance)->Answer("DSP_Set", "set", key, value);
-}
-
-int32_t DSP_ShowConfigBit(TvInstance instance, uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
-  Of(instance)->Record("DSP_ShowConfigBit " + std::to_string(a) + " " + std::to_string(b) + " " +
-                       std::to_string(c) + " " + std::to_string(d));
-  return 1;
-}
-
-#ifndef TVTEST_OMIT_DSP_RemoveConfigBit
-int32_t DSP_RemoveConfigBit(TvInstance instance, uint32_t a) {
-  Of(instance)->Record("DSP_RemoveConfigBit " + std::to_string(a));
-  return 1;
-}
-#endif
 
 int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info,
                             const char16_t* parameters) {
   TestInstance& self = *Of(instance);
   self.TakeParameters(parameters);
   bool ok = self.Allowed("DSP_BeginConversion");
-  self.Record("DSP_BeginConversion output=" + Quoted(info ? info->outputFile : nullptr) +
-              " format=" + FormatText(info ? info->format : nullptr) +
-              " parameters=" + Quoted(parameters) + " -> " + std::to_string(ok));
+  self.Record("DSP_BeginConversion output=" + Quoted(info->outputFile) +
+              " format=" + FormatText(info->format) + " parameters=" + Quoted(parameters) + " -> " +
+              std::to_string(ok));
   return ok;
 }
 
 int32_t DSP_EndConversion(TvInstance instance, TvConversionInfo* info) {
-  TestInstance& self = *Of(instance);
-  bool ok = self.Allowed("DSP_EndConversion");
-  self.Record("DSP_EndConversion output=" + Quoted(info ? info->outputFile : nullptr) + " -> " +
-              std::to_string(ok));
+  bool ok = Of(instance)->Allowed("DSP_EndConversion");
+  Of(instance)->Record("DSP_EndConversion output=" + Quoted(info->outputFile) + " -> " +
+                       std::to_string(ok));
   return ok;
 }
 
 int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block) {
   TestInstance& self = *Of(instance);
-  bool ok = self.Allowed("DSP_PassAudioBlock") && block != nullptr;
+  bool ok = self.Allowed("DSP_PassAudioBlock");
   if (ok && block->data != nullptr) {
     // Hand on a buffer of our own instead of changing the one we were given.
     if (self.Number("own")) {
@@ -89,13 +62,9 @@ int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block) {
     Transform(self, static_cast<uint8_t*>(block->data), block->byteCount);
   }
   if (ok && block->endOfStream) SetRate(self, &block->format);
-  std::ostringstream line;
-  line << "DSP_PassAudioBlock";
-  if (block != nullptr)
-    line << " bytes=" << block->byteCount << " pos=" << block->msPosition
-         << " eos=" << block->endOfStream;
-  line << " -> " << ok;
-  self.Record(line.str());
+  self.Record("DSP_PassAudioBlock bytes=" + std::to_string(block->byteCount) +
+              " pos=" + std::to_string(block->msPosition) +
+              " eos=" + std::to_string(block->endOfStream) + " -> " + std::to_string(ok));
   return ok;
 }
 
@@ -109,7 +78,7 @@ int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile,
                      " bytes=" + std::to_string(audio.size()) + " format=" + FormatText(format) +
                      " parameters=" + Quoted(parameters) + " quit=" + Quoted(quitEventName);
   self.quitEvent = quitEventName != nullptr ? quitEventName : u"";
-  bool ok = self.Allowed("DSP_PassNonLive") && rawFile != nullptr;
+  bool ok = self.Allowed("DSP_PassNonLive");
   if (ok) {
     Transform(self, audio.data(), audio.size());
     audio.resize(std::min(audio.size(), size_t(self.Number("cut", long(audio.size())))));
@@ -122,11 +91,9 @@ int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile,
 }
 
 int32_t DSP_AfterConversion(TvInstance instance, TvConversionInfo* info) {
-  TestInstance& self = *Of(instance);
-  bool ok = self.Allowed("DSP_AfterConversion");
+  bool ok = Of(instance)->Allowed("DSP_AfterConversion");
   auto* after = reinterpret_cast<TvAfterConversionInfo*>(info);
-  self.Record("DSP_AfterConversion output=" + Quoted(info ? info->outputFile : nullptr) +
-              " failed=" + (after ? std::to_string(after->failed) : "null") + " -> " +
-              std::to_string(ok));
+  Of(instance)->Record("DSP_AfterConversion output=" + Quoted(info->outputFile) +
+                       " failed=" + std::to_string(after->failed) + " -> " + std::to_string(ok));
   return ok;
 }

@@ -1,5 +1,5 @@
 // The test plug-ins: one decoder, one encoder and one DSP effect, steered by a configuration
-// file, that log every call so that tests can see what a host did with them.
+// file, that log every call so that tests see what a host did with them.
 #pragma once
 #include <cstdint>
 #include <map>
@@ -11,95 +11,105 @@
 // The environment variable that names the configuration file.
 #define TVTEST_CONFIG_VARIABLE "TVTEST_PLUGIN_CONFIG"
 
-// The configuration is a UTF-8 file of "key=value" lines, read anew at each create, so that it
-// may change between calls. A plug-in's name is its library's file stem (a copy named
-// flac.so is "flac"); its settings are "<name>.<setting>", and "*.<setting>" applies to every
-// plug-in that has no setting of its own. "log=<file>" names the call log that all plug-ins
-// append to, one line per call: "<name> <export> <arguments> -> <result>".
+// The configuration is a UTF-8 file of "key=value" lines, read anew at each create. A plug-in's
+// name is its library's file stem (a copy named flac.so is "flac"); its settings are
+// "<name>.<setting>", and "*.<setting>" counts for every plug-in without a setting of its own.
+// "log=<file>" names the call log all plug-ins append to: "<name> <export> <arguments> ->
+// <result>".
 //
 // Every kind:
-//   get.<Key>[.<text1>], set.<Key>, get.*, set.*
-//       the answers to Get and Set: entries split by ";" and picked by the index field, fields
-//       by "|": result|text1|text2|text3|text1 of a request record (Communicate). "(null)"
-//       leaves a text null. An index past the entries, or an unknown key, answers 0.
-//   save.<Key>=<file>      a Set's data block (value bytes at offset 4) is written there
-//   fail.<Export>=N        call N of the export and every later one fail; "N-M" only calls N
-//                          to M. Creates are counted in the call log (so per library), other
-//                          exports per instance. Get and Set are also counted per key, as
-//                          fail.<Export>.<Key> (fail.Set.IDTags=1-2: the first two tag writes).
+//   get.<Key>[.<text1>], set.<Key>, get.*, set.*  the answers to Get and Set: entries split by
+//       ";" and picked by the index field, fields by "|": result|text1|text2|text3|text1 of a
+//       request record (Communicate). "(null)" leaves a text null. No entry answers 0.
+//   save.<Key>=<file>      a Set's data block (value bytes) is written there
+//   fail.<Export>=N        call N of the export and every later one fail; "N-M" only calls N to
+//                          M. Creates are counted in the call log (per library), other calls
+//                          per instance; Get and Set also per key: fail.Set.IDTags=1-2.
 //   error.<Export>=<text>  written to the error channel when that export fails
-//   quit.<Export>=N        call N sets the run's quit event: the name a Set of EventQuit gave,
-//                          or the one a non-live pass is given
-// Decoder: rate, channels, bits, tag (the format; 44100, 2, 16, 1), frames (total, 44100),
-//   blockframes (4410), mslength (overrides the length computed from frames), emptyblocks=N
-//   (the first N DecodeBlock calls have nothing yet, which is no failure), status (the blocks'
-//   text), tags=<file> and properties=<file> (tag blocks handed out by Open), anyfile=1 (Open
-//   needs no file), ramp=1 (byte n of the stream is n mod 256 instead of TvTestAudioByte(n)).
-//   blocks=<tokens, comma-separated> replaces the generated blocks: "<n>" n bytes, "<n>E" n
-//   bytes and the end, "E" an empty last block, "@<ms>" after a count sets the position, "e"
-//   nothing yet, "N" nothing for ever, "F" a failing call, "Q" the quit event and nothing.
-// Encoder: writes the raw audio to the output file it is given (output=0: opens none;
-//   write=0: writes nothing to it); writetags=1 asks for tag writing; extrainfo=<file> leaves
-//   that tag block in the record at the end.
-// DSP: the parameters a call carries (BeginConversion, PassNonLive, Get's text1) are settings
-//   too, comma-separated, "key" alone meaning "key=1", and they win over the file:
-//   mul=N and add=N make every audio byte b into b*N+add, live and non-live, so that the order
-//   of several effects shows in the result (mul=-1,add=-1 inverts); own=1 hands on a buffer of
-//   its own; rate=N rewrites the format's rate (non-live, and on a live last block); cut=N
-//   keeps N bytes of a non-live pass; quit=1 makes a non-live pass set the quit event.
-//
+//   quit.<Export>=N        call N sets the run's quit event (the name a Set of EventQuit gave,
+//                          or the one a non-live pass is given)
+// Decoder: rate, channels, bits, tag (44100, 2, 16, 1), frames (44100), blockframes (4410),
+//   mslength (instead of the length of frames), tags=<file> and properties=<file> (tag blocks
+//   Open hands out), anyfile=1 (Open needs no file), ramp=1 (byte n is n mod 256 instead of
+//   TvTestAudioByte(n)). blocks=<tokens> replaces the generated blocks, comma-separated: "<n>" n
+//   bytes, "<n>E" n bytes and the end, "E" an empty last block, "@<ms>" behind a count sets the
+//   position, "e" nothing yet, "N" nothing for ever, "F" a failing call, "Q" the quit event.
+// Encoder: writes the audio to the output file (output=0: makes no file; write=0: writes nothing
+//   to it); writetags=1 asks for tag writing; extrainfo=<file> leaves that tag block in the
+//   record at the end.
+// DSP: the parameters of a call (BeginConversion, PassNonLive, Get's text1) are settings too,
+//   comma-separated, "key" alone meaning "key=1", and win over the file. mul=N, add=N: every
+//   byte b becomes b*N+add, so that the order of effects shows (mul=-1,add=-1 inverts); own=1
+//   hands on a buffer of its own; rate=N rewrites the rate (non-live, and on a live last block);
+//   cut=N keeps N bytes of a non-live pass; quit=1 makes a non-live pass set the quit event.
 // Compile-time switches only leave an export out: TVTEST_OMIT_<Export>.
 namespace tvtest {
 
 struct TestInstance {
-  std::string name;
-  std::map<std::string, std::string> settings;    // this plug-in's, without the prefix
-  std::map<std::string, std::string> parameters;  // a DSP's, from its last call
-  std::string logPath;
+  std::string name, logPath;
+  std::map<std::string, std::string> settings, parameters;  // a DSP's last parameters win
   TvHostContext context{};
-  std::map<std::string, int> calls;  // per export (and per export and key), counted from 1
-  std::u16string texts[4];           // answers handed out through TvPluginValue
-  std::u16string quitEvent;          // the name given by a Set of EventQuit
-  TvPluginValue request{};           // the value record of a Communicate request
-  std::vector<uint8_t> buffer;       // audio, tags or an own block buffer
-  std::vector<uint8_t> tags;
-  std::vector<uint8_t> properties;
+  std::map<std::string, int> calls;  // per export (and export.key), counted from 1
+  std::u16string texts[4], quitEvent;
+  TvPluginValue request{};  // the record of a Communicate request
+  std::vector<uint8_t> buffer, tags, properties;
   uint64_t position = 0;  // bytes handed out so far
-  std::string blocks;     // the decoder's block tokens still to come
+  std::string blocks;     // the decoder's tokens still to come
   int fd = -1;            // the encoder's output
 
   std::string Setting(const std::string& key, const std::string& fallback = "") const;
   long Number(const std::string& key, long fallback = 0) const;
-  // Replaces the parameters with those of a DSP call.
   void TakeParameters(const char16_t* text);
-  // Counts a call; false when the configuration makes it fail, which also writes
-  // "error.<Export>" to the error channel. Sets the quit event when "quit.<Export>" is due.
+  // Counts a call; false when configured to fail. Raises the quit event when it is due.
   bool Allowed(const std::string& exportName);
-  // Appends "<name> <text>" as a line to the call log.
   void Record(const std::string& text) const;
   // Get or Set from the configured answers; logs the call.
-  int32_t Answer(const char* exportName, const char* verb, const char16_t* key,
-                 TvPluginValue* value);
-  // Sets the named quit event, as a host would.
+  int32_t Answer(const char* exportName, const char16_t* key, TvPluginValue* value);
   void RaiseQuit(const char16_t* eventName) const;
 };
 
-// A new instance named after the library that holds `self`, configured from the file; null
-// when "fail.<Export>" says so for this create.
+inline TestInstance* Of(TvInstance instance) { return static_cast<TestInstance*>(instance); }
+// A new instance named after the library that holds `self`; null when configured to fail.
 TestInstance* MakeInstance(void* self, const char* exportName, TvHostContext* context);
-void EndInstance(TestInstance* instance, const char* exportName);
+int32_t EndInstance(TvInstance instance, const char* exportName);
 
-// Byte n of the stream that the decoder generates: varies within and across 256-byte runs, so
-// that a lost, doubled or shifted block shows.
-inline uint8_t TvTestAudioByte(uint64_t position) {
-  return uint8_t(position * 7u + position / 256u);
-}
+// Byte n of the decoder's stream: varies within and across 256-byte runs, so that a lost,
+// doubled or shifted block shows.
+inline uint8_t TvTestAudioByte(uint64_t n) { return uint8_t(n * 7u + n / 256u); }
 
 std::string ToUtf8(const char16_t* text);  // "(null)" for null
 std::u16string ToUtf16(const std::string& text);
-std::string Quoted(const char16_t* text);                      // the text in double quotes, or null
+std::string Quoted(const char16_t* text);                      // in double quotes, or null
 std::string FormatText(const TvWaveFormatExtensible* format);  // tag/channels/rate/bits/align
 std::vector<uint8_t> ReadWholeFile(const std::string& path);
 bool WriteWholeFile(const std::string& path, const void* data, size_t size);
 
 }  // namespace tvtest
+
+// The exports all kinds share, with the kind's prefix (none, ENC_, DSP_).
+#define TVTEST_SHARED_EXPORTS(P)                                                                  \
+  TvInstance P##Create(TvHostContext* context) {                                                  \
+    return tvtest::MakeInstance(reinterpret_cast<void*>(&P##Create), #P "Create", context);       \
+  }                                                                                               \
+  int32_t P##Destroy(TvInstance instance) { return tvtest::EndInstance(instance, #P "Destroy"); } \
+  int32_t P##Set(TvInstance instance, const char16_t* key, TvPluginValue* value) {                \
+    return tvtest::Of(instance)->Answer(#P "Set", key, value);                                    \
+  }
+// ShowConfigBit and RemoveConfigBit of an encoder or DSP: logged, answering 1.
+#ifdef TVTEST_OMIT_RemoveConfigBit
+#define TVTEST_REMOVE_CONFIG_BIT(P)
+#else
+#define TVTEST_REMOVE_CONFIG_BIT(P)                                          \
+  int32_t P##RemoveConfigBit(TvInstance instance, uint32_t a) {              \
+    tvtest::Of(instance)->Record(#P "RemoveConfigBit " + std::to_string(a)); \
+    return 1;                                                                \
+  }
+#endif
+#define TVTEST_CONFIG_BIT_EXPORTS(P)                                                              \
+  int32_t P##ShowConfigBit(TvInstance instance, uint32_t a, uint32_t b, uint32_t c, uint32_t d) { \
+    tvtest::Of(instance)->Record(#P "ShowConfigBit " + std::to_string(a) + " " +                  \
+                                 std::to_string(b) + " " + std::to_string(c) + " " +              \
+                                 std::to_string(d));                                              \
+    return 1;                                                                                     \
+  }                                                                                               \
+  TVTEST_REMOVE_CONFIG_BIT(P)
