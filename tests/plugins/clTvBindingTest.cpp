@@ -115,6 +115,11 @@ TYPED_TEST(BindingTest, WithoutAnInstanceNothingIsCalled) {
   EXPECT_FALSE(this->binding.HasInstance());
   this->ExpectAllCallsGiveZero();
   EXPECT_TRUE(this->session.TakeCalls().empty());
+  // Unload goes back to empty: no library, no exports.
+  ASSERT_TRUE(this->binding.IsComplete());
+  this->binding.Unload();
+  EXPECT_FALSE(this->binding.IsComplete());
+  EXPECT_FALSE(this->binding.Make(nullptr));
 }
 
 TYPED_TEST(BindingTest, MakeEndsThePreviousInstanceAndTheDestructorTheLast) {
