@@ -2,8 +2,6 @@
 // comparison, log text and wave headers.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -395,31 +393,6 @@ TEST(XWaveFormatTest, WaveHeadersAreLaidOutByteByByte) {
   EXPECT_EQ(40u, U32(bytes, 16));
   EXPECT_EQ(0, std::memcmp(bytes.data() + 20, wide.Format(), 40));
   EXPECT_EQ(18u, U32(bytes, 64));
-}
-
-// What soxi says of a file, one option at a time, joined by spaces.
-std::string Soxi(const std::string& path) {
-  std::string answer;
-  for (const char* option : {"-c", "-r", "-b", "-s"}) {
-    FILE* pipe =
-        popen(("soxi " + std::string(option) + " '" + path + "' 2>/dev/null").c_str(), "r");
-    char line[128] = {};
-    if (pipe && std::fgets(line, sizeof line, pipe)) answer += std::to_string(atol(line)) + " ";
-    if (pipe) pclose(pipe);
-  }
-  return answer;
-}
-
-TEST(XWaveFormatTest, AWaveReaderReadsTheHeaderBack) {
-  if (std::system("command -v soxi >/dev/null 2>&1") != 0)
-    GTEST_SKIP() << "soxi (package sox) is not installed";
-  ScratchFolder folder;
-  WriteHeader(folder / "plain.wav", Pcm(2, 44100, 16), 10, std::vector<uint8_t>(40, 7));
-  EXPECT_EQ("2 44100 16 10 ", Soxi(folder / "plain.wav"));
-  XWaveFormat wide = Pcm(6, 48000, 24);
-  ASSERT_TRUE(wide.ToExtensible());
-  WriteHeader(folder / "wide.wav", wide, 5, std::vector<uint8_t>(18 * 5, 0x10));
-  EXPECT_EQ("6 48000 24 5 ", Soxi(folder / "wide.wav"));
 }
 
 }  // namespace
