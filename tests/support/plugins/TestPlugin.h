@@ -42,7 +42,8 @@
 //   byte b becomes b*N+add, so that the order of effects shows (mul=-1,add=-1 inverts); own=1
 //   hands on a buffer of its own; rate=N rewrites the rate (non-live, and on a live last block);
 //   cut=N keeps N bytes of a non-live pass; quit=1 makes a non-live pass set the quit event.
-// Compile-time switches only leave an export out: TVTEST_OMIT_<Export>.
+// Compile-time switches only leave an export out: TVTEST_OMIT_SetPosition (the library
+// NoSetPosition), TVTEST_OMIT_RemoveConfigBit (NoRemoveConfigBit). plugins.cmake builds them.
 namespace tvtest {
 
 struct TestInstance {
