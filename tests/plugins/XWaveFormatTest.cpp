@@ -141,8 +141,11 @@ TEST(XWaveFormatTest, TagsComeFromAKnownSubFormatAndSetTagWritesOnlyThose) {
   EXPECT_EQ(TV_FORMAT_EXTENSIBLE, XWaveFormat(&unknown.Format).EffectiveTag());
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 2, 44100, 16);
   XWaveFormat format(&wide.Format);
-  format.SetTag(TV_FORMAT_IEEE_FLOAT);
-  EXPECT_TRUE(format.HasSubFormat(TV_SUBFORMAT_GUID(TV_FORMAT_IEEE_FLOAT)));
+  for (uint16_t tag : {TV_FORMAT_IEEE_FLOAT, TV_FORMAT_ADPCM, TV_FORMAT_ALAW, TV_FORMAT_MULAW,
+                       TV_FORMAT_PCM, TV_FORMAT_IEEE_FLOAT}) {
+    format.SetTag(tag);
+    EXPECT_TRUE(format.HasSubFormat(TV_SUBFORMAT_GUID(tag))) << tag;
+  }
   EXPECT_EQ(TV_FORMAT_EXTENSIBLE, format.Format()->wFormatTag);
   format.SetTag(TV_FORMAT_MPEG);
   EXPECT_TRUE(format.HasSubFormat(TV_SUBFORMAT_GUID(TV_FORMAT_IEEE_FLOAT)));
