@@ -4,10 +4,12 @@
 #include "foundation/XString.h"
 #include "plugins/clTvCodecHandler.h"
 #include "plugins/clTvDecoder.h"
+#include "tests/support/plugins/TestPlugin.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 namespace {
@@ -20,6 +22,14 @@ class BenchSettings {
     pattern += "/tv-bench-XXXXXX";
     folder = pattern;
     if (mkdtemp(folder.data())) setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
+    // Each copy of the test decoder announces the extension of its number.
+    std::string config = folder + "/plugins.conf";
+    std::ofstream file(config);
+    for (int i = 1; i <= 20; ++i) {
+      std::string number = (i < 10 ? "0" : "") + std::to_string(i);
+      file << "bench" << number << ".get.Decodes=1|.b" << number << "|Bench Format\n";
+    }
+    setenv(TVTEST_CONFIG_VARIABLE, config.c_str(), 1);
     clTvCodecHandler::SetBaseFolder(XString::FromUtf8(TV_BENCH_PLUGIN_DIR));
   }
   ~BenchSettings() { DeleteFolderContents(XString::FromUtf8(folder.c_str()), true); }

@@ -1,54 +1,34 @@
 // clTvDSP: the binding of a DSP effect plug-in library and its instance.
 #pragma once
-#include "plugins/XDLL.h"
-#include "sdk/tv_plugin.h"
+#include "plugins/clTvPluginBinding.h"
 
-// Every forwarding member returns 0 without a call while no instance exists or the export is
-// not bound, so that a binding that failed to load is harmless to call.
-class clTvDSP : public XDLL {
+class clTvDSP : public clTvPluginBinding {
  public:
   clTvDSP();
-  // End, free the library, clear every pointer.
-  ~clTvDSP() override;
+  ~clTvDSP() override = default;
 
-  // Binds the eleven DSP_ exports; all are mandatory.
-  bool Load(const char16_t* path) override;
-  // End, free the library, clear every pointer, then Load(path).
-  bool Reload(const char16_t* path);
-  // End, free the library, clear every pointer: back to empty.
-  void Unload();
-  // Ends a previous instance, then creates one; whether an instance exists.
-  bool Make(TvHostContext* context);
-  // Destroys the instance, if any; the handle is 0 afterwards.
-  void End();
-
-  bool HasInstance() const { return instance != nullptr; }
-
-  int32_t Get(const char16_t* key, TvPluginValue* value);
-  int32_t Set(const char16_t* key, TvPluginValue* value);
-  int32_t ShowConfigBit(uint32_t a, uint32_t b, uint32_t c, uint32_t d);
-  int32_t RemoveConfigBit(uint32_t a);
-  int32_t BeginConversion(TvConversionInfo* info, const char16_t* parameters);
-  int32_t EndConversion(TvConversionInfo* info);
-  int32_t PassAudioBlock(TvAudioBlock* block);
+  int32_t ShowConfigBit(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
+    return Call(showConfigBit, a, b, c, d);
+  }
+  int32_t RemoveConfigBit(uint32_t a) { return Call(removeConfigBit, a); }
+  int32_t BeginConversion(TvConversionInfo* info, const char16_t* parameters) {
+    return Call(beginConversion, info, parameters);
+  }
+  int32_t EndConversion(TvConversionInfo* info) { return Call(endConversion, info); }
+  int32_t PassAudioBlock(TvAudioBlock* block) { return Call(passAudioBlock, block); }
   int32_t PassNonLive(const char16_t* rawFile, TvWaveFormatExtensible* format,
-                      const char16_t* parameters, const char16_t* quitEventName);
+                      const char16_t* parameters, const char16_t* quitEventName) {
+    return Call(passNonLive, rawFile, format, parameters, quitEventName);
+  }
   // info is the copy with the failed flag behind it.
-  int32_t AfterConversion(TvAfterConversionInfo* info);
-
-  // Get of a key with text at offset 24 (IsLive, SendOverReplayGainTags: the parameters).
-  int32_t GetWithText(const char16_t* key, const char16_t* text);
-  // Set of a key with text at offset 24 (EventQuit).
-  int32_t SetText(const char16_t* key, const char16_t* text);
-  // Set of a key with a number at offset 4 (BatchID).
-  int32_t SetNumber(const char16_t* key, int32_t number);
+  int32_t AfterConversion(TvAfterConversionInfo* info) {
+    return info != nullptr ? Call(afterConversion, &info->info) : 0;
+  }
 
  private:
-  TvInstance instance = nullptr;
-  TvDSPCreateFn create = nullptr;
-  TvDSPDestroyFn destroy = nullptr;
-  TvDSPGetFn get = nullptr;
-  TvDSPSetFn set = nullptr;
+  // The seven DSP_ exports beyond the shared four.
+  void BindOwnExports() override;
+
   TvDSPShowConfigBitFn showConfigBit = nullptr;
   TvDSPRemoveConfigBitFn removeConfigBit = nullptr;
   TvDSPBeginConversionFn beginConversion = nullptr;

@@ -7,7 +7,8 @@
 #include "plugins/clTvDSP.h"
 #include "plugins/clTvDecoder.h"
 #include "plugins/clTvEncoder.h"
-#include "tests/support/ScratchFolder.h"
+#include "tests/support/TestText.h"
+#include "tests/support/plugins/TestPluginSession.h"
 
 #include <gtest/gtest.h>
 
@@ -26,21 +27,44 @@
 
 namespace {
 
-std::string U8(const XString& text) { return text.ToUtf8String(); }
-XString X(const std::string& text) { return XString::FromUtf8(text.c_str()); }
-
 std::vector<std::string> Items(const XStringList& list) {
   std::vector<std::string> items;
   for (int32_t i = 0; i < list.Count(); ++i) items.push_back(U8(list[i]));
   return items;
 }
 
+// What the installed test plug-ins announce, by the kind a test installs.
+struct Announcing {
+  const char* kind;
+  const char* library;
+  std::vector<std::string> settings;
+};
+const Announcing kKinds[] = {
+    {"decoder_flac",
+     "decoder/TestDecoder.so",
+     {"get.Decodes=1|.flac|FLAC;1|.fla|FLAC", "get.StreamingDecodes=1|.flac|FLAC"}},
+    // Ends with a null text that is answered: what follows is never read.
+    {"decoder_mpeg",
+     "decoder/TestDecoder.so",
+     {"get.Decodes=1|.MP3|MPEG Layer-3;1|.mp2|MPEG Layer-2;1|.mpa|MPEG Layer-3;1|(null)|none;"
+      "1|.ogg|Vorbis",
+      "get.StreamingDecodes=1|.mp3|MPEG Layer-3"}},
+    {"decoder_unlisted", "decoder/TestDecoder.so", {"get.Decodes=1|.wav|Wave", "get.Unlisted=1"}},
+    // An extension marked to be left out of the lists, and an empty one.
+    {"decoder_ignored",
+     "decoder/TestDecoder.so",
+     {"get.Decodes=1|.cue.IGNORE|Cue Sheet;1|.ignore|aiff;1|.aif|Aiff;1||Raw"}},
+    // Announces .flac but lacks an export, so it never loads.
+    {"decoder_incomplete", "decoder/NoSetPosition.so", {"get.Decodes=1|.flac|FLAC"}},
+    {"encoder", "encoder/TestEncoder.so", {"get.Extension=1|.tst"}},
+    {"dsp", "DSPs/TestDSP.so", {}},
+};
+
 // A private settings store and a private program folder with empty plug-in folders.
 class clTvCodecHandlerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     configHome.emplace("XDG_CONFIG_HOME", (scratch / "config").c_str());
-    callRecord.emplace("TV_TEST_CALL_RECORD", (scratch / "calls.txt").c_str());
     base = scratch / "app/";
     for (const char* folder : {"decoder", "encoder", "DSPs"})
       std::filesystem::create_directories(base + folder);
@@ -48,27 +72,32 @@ class clTvCodecHandlerTest : public ::testing::Test {
   }
   void TearDown() override {
     clTvCodecHandler::SetBaseFolder(XString());
-    callRecord.reset();
     configHome.reset();
   }
 
-  // A copy (a file of its own, so the loader can't take it for another) of a test plug-in.
-  void Install(const std::string& folder, const std::string& name, const std::string& plugin) {
-    std::filesystem::copy_file(std::string(TV_HANDLER_PLUGIN_DIR "/") + plugin + ".so",
-                               base + folder + "/" + name);
+  // A copy (a file of its own, so the loader can't take it for another) of a test plug-in,
+  // configured to announce what its kind does under its new name.
+  void Install(const std::string& folder, const std::string& name, const std::string& kind) {
+    for (const Announcing& entry : kKinds) {
+      if (kind != entry.kind) continue;
+      std::filesystem::copy_file(U8(TestPluginSession::Library(entry.library)),
+                                 base + folder + "/" + name);
+      for (const std::string& setting : entry.settings)
+        config.push_back(name.substr(0, name.find('.')) + "." + setting);
+    }
+    session.Configure(config);
   }
-  // The plug-ins' calls since the last look, as "<library file> <call>".
+  // The plug-ins' creates since the last look, as "<name> <export>".
   std::vector<std::string> TakeCalls() {
-    std::vector<std::string> calls;
-    std::ifstream file(scratch / "calls.txt");
-    for (std::string line; std::getline(file, line);) calls.push_back(line);
-    std::filesystem::remove(scratch / "calls.txt");
-    return calls;
+    std::vector<std::string> creates;
+    for (const std::string& line : session.TakeCalls())
+      if (line.find(" error=") != std::string::npos)
+        creates.push_back(line.substr(0, line.find(" error=")));
+    return creates;
   }
   void SetCached(const char16_t* ext, const std::string& path) {
     ASSERT_TRUE(XRegistry::WriteString(X(path).CStr(), ext, HKEY_CURRENT_USER, TvDecoderCacheKey));
   }
-
   // A link named `name` in `folder` to a library file.
   void Link(const std::string& folder, const std::string& name, const std::string& target) {
     std::filesystem::create_symlink(target, base + folder + "/" + name);
@@ -84,12 +113,13 @@ class clTvCodecHandlerTest : public ::testing::Test {
   }
 
   ScratchFolder scratch;
+  TestPluginSession session;
+  std::vector<std::string> config;
   std::string base;
   TvHostContext context{};
 
  private:
   std::optional<ScopedEnv> configHome;
-  std::optional<ScopedEnv> callRecord;
 };
 
 // A shared library that is no plug-in: the compression library this program links.
@@ -103,42 +133,26 @@ std::string ForeignLibrary() {
 
 // ---- Finding a decoder ----
 
-TEST_F(clTvCodecHandlerTest, AScanFindsTheDecoderAndCachesItsPath) {
-  Install("decoder", "mpeg.so", "decoder_mpeg");
-  Install("decoder", "flac.so", "decoder_flac");
-  Install("decoder", "wave.so", "decoder_unlisted");
-  clTvDecoder decoder;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/song.fla", decoder, &context));
-  EXPECT_TRUE(decoder.HasInstance());
-  EXPECT_EQ(U8(decoder.Extension()), ".fla");
-  EXPECT_EQ(Cached(u".fla"), base + "decoder/flac.so");
-  // Libraries tried on the way were let go again: only the one that answered is held.
-  std::vector<std::string> calls = TakeCalls();
-  EXPECT_NE(std::find(calls.begin(), calls.end(), "flac.so Create"), calls.end());
-  EXPECT_LE(calls.size(), 3u);
-}
-
-TEST_F(clTvCodecHandlerTest, ACacheHitLoadsExactlyOneLibrary) {
+TEST_F(clTvCodecHandlerTest, AScanCachesThePathAndAHitLoadsOnlyThatLibrary) {
   for (const char* name : {"a.so", "b.so", "c.so"}) Install("decoder", name, "decoder_mpeg");
   Install("decoder", "flac.so", "decoder_flac");
+  Install("decoder", "wave.so", "decoder_unlisted");
   clTvDecoder first;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", first, &context));
-  TakeCalls();
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/song.fla", first, &context));
+  EXPECT_TRUE(first.HasInstance());
+  EXPECT_EQ(U8(first.Extension()), ".fla");
+  EXPECT_EQ(Cached(u".fla"), base + "decoder/flac.so");
+  std::vector<std::string> calls = TakeCalls();
+  EXPECT_NE(std::find(calls.begin(), calls.end(), "flac Create"), calls.end());
   clTvDecoder decoder;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"other.flac", decoder, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"other.fla", decoder, &context));
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
   EXPECT_EQ(U8(decoder.Path()), base + "decoder/flac.so");
-}
-
-TEST_F(clTvCodecHandlerTest, ACachedPathCountsOnlyByItsFileName) {
-  for (const char* name : {"a.so", "b.so"}) Install("decoder", name, "decoder_mpeg");
-  Install("decoder", "flac.so", "decoder_flac");
-  // Written by an installation elsewhere: the same library here is taken, and the entry
-  // then names this installation's copy.
+  // Written by an installation elsewhere: only the file name counts, and the entry then names
+  // this installation's copy.
   SetCached(u".flac", "/opt/elsewhere/decoder/flac.so");
-  clTvDecoder decoder;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
   EXPECT_EQ(Cached(u".flac"), base + "decoder/flac.so");
 }
 
@@ -151,62 +165,48 @@ TEST_F(clTvCodecHandlerTest, TheSameExtensionOnTheBindingLoadsNothing) {
   XRegistry::DeleteValue(u".flac", HKEY_CURRENT_USER, TvDecoderCacheKey);
   std::filesystem::remove(base + "decoder/flac.so");
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"SONG.FLAC", decoder, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
-  EXPECT_TRUE(decoder.HasInstance());
-  // Another extension on the same binding searches again, and finds nothing left; the
-  // instance is ended either way.
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
+  // Another extension searches again and finds nothing; the instance is ended either way.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.fla", decoder, &context));
   EXPECT_FALSE(decoder.HasInstance());
 }
 
-TEST_F(clTvCodecHandlerTest, AnEntryForAGoneLibraryIsMendedByTheScan) {
+TEST_F(clTvCodecHandlerTest, StaleEntriesAreMendedByTheScanAndAMissLeavesThemAsTheyWere) {
   Install("decoder", "flac2.so", "decoder_flac");
-  SetCached(u".flac", base + "decoder/flac.so");
-  clTvDecoder decoder;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
-  EXPECT_EQ(Cached(u".flac"), base + "decoder/flac2.so");
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac2.so Create"});
-}
-
-TEST_F(clTvCodecHandlerTest, AnEntryForALibraryThatNoLongerAnswersIsMendedByTheScan) {
-  Install("decoder", "flac.so", "decoder_flac");
   Install("decoder", "mpeg.so", "decoder_mpeg");
   Install("decoder", "broken.so", "decoder_incomplete");
-  SetCached(u".mp3", base + "decoder/flac.so");
+  SetCached(u".fla", base + "decoder/gone.so");
+  SetCached(u".mp3", base + "decoder/flac2.so");
   SetCached(u".flac", base + "decoder/broken.so");
+  SetCached(u".xyz", base + "decoder/mpeg.so");
   clTvDecoder decoder;
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.fla", decoder, &context));
+  EXPECT_EQ(Cached(u".fla"), base + "decoder/flac2.so");
+  TakeCalls();
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.mp3", decoder, &context));
   EXPECT_EQ(Cached(u".mp3"), base + "decoder/mpeg.so");
   std::vector<std::string> calls = TakeCalls();
   ASSERT_FALSE(calls.empty());
-  EXPECT_EQ(calls.front(), "flac.so Create");  // the cached one is asked first
-  EXPECT_EQ(calls.back(), "mpeg.so Create");
+  EXPECT_EQ(calls.front(), "flac2 Create");  // the cached one is asked first
+  EXPECT_EQ(calls.back(), "mpeg Create");
   // A library that lacks an export announces nothing, cached or not.
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
-  EXPECT_EQ(Cached(u".flac"), base + "decoder/flac.so");
+  EXPECT_EQ(Cached(u".flac"), base + "decoder/flac2.so");
   calls = TakeCalls();
-  EXPECT_EQ(std::count(calls.begin(), calls.end(), "broken.so Create"), 0);
-}
-
-TEST_F(clTvCodecHandlerTest, AMissAsksEveryLibraryAndLeavesTheCacheAsItWas) {
-  Install("decoder", "flac.so", "decoder_flac");
-  Install("decoder", "mpeg.so", "decoder_mpeg");
-  SetCached(u".xyz", base + "decoder/mpeg.so");
-  clTvDecoder decoder;
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "broken Create"), 0);
+  // A miss asks every library, the cached one too, and writes nothing.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.xyz", decoder, &context));
   EXPECT_FALSE(decoder.IsBound());
   EXPECT_TRUE(decoder.Extension().IsEmpty());
   EXPECT_EQ(Cached(u".xyz"), base + "decoder/mpeg.so");
-  std::vector<std::string> calls = TakeCalls();
+  calls = TakeCalls();
   std::sort(calls.begin(), calls.end());
-  EXPECT_EQ(calls,
-            (std::vector<std::string>{"flac.so Create", "mpeg.so Create", "mpeg.so Create"}));
-  // Without an entry a miss writes none.
+  EXPECT_EQ(calls, (std::vector<std::string>{"flac2 Create", "mpeg Create", "mpeg Create"}));
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.abc", decoder, &context));
   EXPECT_FALSE(HasCacheEntry(u".abc"));
 }
 
-TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCase) {
+TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCaseAndUpToANullText) {
   Install("decoder", "flac.so", "decoder_flac");
   Install("decoder", "mpeg.so", "decoder_mpeg");
   clTvDecoder decoder;
@@ -215,7 +215,7 @@ TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCase) {
   // The decoder announces ".MP3"; the source says ".mp3".
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/m/song.mp3", decoder, &context));
   EXPECT_EQ(U8(decoder.Path()), base + "decoder/mpeg.so");
-  // Cache entries are named as the source spells the extension.
+  // Cache entries are named as the source spells the extension...
   XStringList names;
   ASSERT_TRUE(XRegistry::EnumValues(HKEY_CURRENT_USER, TvDecoderCacheKey, names));
   std::vector<std::string> items = Items(names);
@@ -225,18 +225,13 @@ TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCase) {
   TakeCalls();
   clTvDecoder again;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"x.FLAC", again, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac.so Create"});
-}
-
-TEST_F(clTvCodecHandlerTest, AnEnumerationStopsAtANullText) {
-  Install("decoder", "mpeg.so", "decoder_mpeg");
-  clTvDecoder decoder;
-  // The library lists ".ogg" only behind an answered entry without text.
+  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
+  // ".ogg" stands only behind an answered entry without text.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.ogg", decoder, &context));
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"song.mpa", decoder, &context));
 }
 
-TEST_F(clTvCodecHandlerTest, AStreamIsMatchedByItsExtensionAndTheStreamingList) {
+TEST_F(clTvCodecHandlerTest, StreamsBareNamesAndOtherCacheKeys) {
   Install("decoder", "flac.so", "decoder_flac");
   clTvDecoder decoder;
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u".flac", decoder, &context, nullptr, true));
@@ -246,22 +241,12 @@ TEST_F(clTvCodecHandlerTest, AStreamIsMatchedByItsExtensionAndTheStreamingList) 
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"x.fla", decoder, &context));
   // Without the streaming flag a bare extension is a file name with an empty one.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"flac", decoder, &context));
-}
-
-TEST_F(clTvCodecHandlerTest, ANameWithoutExtensionLooksUpTheEmptyOne) {
-  Install("decoder", "mpeg.so", "decoder_mpeg");
-  clTvDecoder decoder;
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
   Install("decoder", "raw.so", "decoder_ignored");  // announces an empty extension
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
-  EXPECT_EQ(U8(decoder.Path()), base + "decoder/raw.so");
   EXPECT_EQ(Cached(u""), base + "decoder/raw.so");
-}
-
-TEST_F(clTvCodecHandlerTest, AnotherCacheKeyKeepsItsOwnEntries) {
-  Install("decoder", "flac.so", "decoder_flac");
-  clTvDecoder decoder;
   const char16_t* key = u"Software\\Morlane\\Tonvera\\FrontEndCache";
+  XRegistry::DeleteValue(u".flac", HKEY_CURRENT_USER, TvDecoderCacheKey);
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"a.flac", decoder, &context, nullptr, false, key));
   EXPECT_EQ(U8(XRegistry::ReadString(u".flac", HKEY_CURRENT_USER, key)), base + "decoder/flac.so");
   EXPECT_FALSE(HasCacheEntry(u".flac"));
@@ -269,43 +254,33 @@ TEST_F(clTvCodecHandlerTest, AnotherCacheKeyKeepsItsOwnEntries) {
 
 // ---- Encoders and DSP effects ----
 
-TEST_F(clTvCodecHandlerTest, EncodersAndDSPsLoadByNameInAnyCase) {
+TEST_F(clTvCodecHandlerTest, EncodersAndDSPsLoadByNameInAnyCaseAndAreTraced) {
   Install("encoder", "Lame MP3.so", "encoder");
   Install("DSPs", "ReplayGain.so", "dsp");
-  clTvEncoder encoder;
-  clTvDSP dsp;
-  ASSERT_TRUE(clTvCodecHandler::LoadEncoder(u"lame mp3", encoder, &context));
-  EXPECT_TRUE(encoder.HasInstance());
-  ASSERT_TRUE(clTvCodecHandler::LoadDSP(u"REPLAYGAIN", dsp, &context));
-  EXPECT_TRUE(dsp.HasInstance());
-  EXPECT_EQ(TakeCalls(),
-            (std::vector<std::string>{"Lame MP3.so ENC_Create", "ReplayGain.so DSP_Create"}));
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderExtension(u"LAME MP3")), ".tst");
-  // An encoder is looked for in encoder/ only, a DSP in DSPs/ only.
-  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"ReplayGain", encoder, &context));
-  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Lame MP3", dsp, &context));
-}
-
-TEST_F(clTvCodecHandlerTest, LoadingAnEncoderOrDSPIsTracedWithItsPath) {
-  Install("encoder", "Wave.so", "encoder");
   std::string logPath = scratch / "log.txt";
   int fd = open(logPath.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
-  ASSERT_GE(fd, 0);
   TvHostContext logged{0, 0, fd};
   clTvEncoder encoder;
   clTvDSP dsp;
-  EXPECT_TRUE(clTvCodecHandler::LoadEncoder(u"WAVE", encoder, &logged));
-  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Echo", dsp, &logged));
+  ASSERT_TRUE(clTvCodecHandler::LoadEncoder(u"lame mp3", encoder, &logged));
+  EXPECT_TRUE(encoder.HasInstance());
+  ASSERT_TRUE(clTvCodecHandler::LoadDSP(u"REPLAYGAIN", dsp, &logged));
+  EXPECT_TRUE(dsp.HasInstance());
+  EXPECT_EQ(TakeCalls(),
+            (std::vector<std::string>{"Lame MP3 ENC_Create", "ReplayGain DSP_Create"}));
+  EXPECT_EQ(U8(clTvCodecHandler::EncoderExtension(u"LAME MP3")), ".tst");
+  // An encoder is looked for in encoder/ only, a DSP in DSPs/ only.
+  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"ReplayGain", encoder, &context));
+  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Lame MP3", dsp, &logged));
   close(fd);
   std::ifstream file(logPath, std::ios::binary);
   std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   std::string text = U8(XString::FromWideBytes(bytes.data(), int(bytes.size())));
-  EXPECT_NE(text.find("->->"), std::string::npos);
-  EXPECT_NE(text.find("Loading Encoder '" + base + "encoder/Wave.so'"), std::string::npos) << text;
-  EXPECT_NE(text.find("Loading DSP '" + base + "DSPs/Echo.so'"), std::string::npos) << text;
-  EXPECT_NE(text.find("clTvCodecHandler::LoadEncoder"), std::string::npos);
-  EXPECT_NE(text.find("clTvCodecHandler::LoadDSP"), std::string::npos);
-  EXPECT_NE(text.find("<-<-"), std::string::npos);
+  for (const std::string& part : std::vector<std::string>{
+           "->->", "<-<-", "clTvCodecHandler::LoadEncoder", "clTvCodecHandler::LoadDSP",
+           "Loading DSP '" + base + "DSPs/Lame MP3.so'",
+           "Loading Encoder '" + base + "encoder/Lame MP3.so'"})
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
 }
 
 // ---- Listing the decoders' types ----
@@ -342,7 +317,6 @@ TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFil
   clTvCodecHandler::ListDecoderTypes(false, nullptr, nullptr, &filters);
   expected.erase(expected.begin());
   EXPECT_EQ(Items(filters), expected);
-  // Listing creates instances with a silent context and caches nothing.
   EXPECT_FALSE(HasCacheEntry(u".flac"));
 }
 
@@ -356,28 +330,15 @@ TEST_F(clTvCodecHandlerTest, FilesThatAreNoLibraryAreNotLoadedAndNothingIsCached
   Write("decoder/text.so", "not a library at all");
   std::filesystem::create_directories(base + "decoder/folder.so");
   ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
-  std::string foreign = ForeignLibrary();
-  ASSERT_FALSE(foreign.empty());
-  Link("decoder", "foreign.so", foreign);
-
+  Link("decoder", "foreign.so", ForeignLibrary());
   clTvDecoder decoder;
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
   EXPECT_FALSE(decoder.IsBound());
-  EXPECT_FALSE(decoder.HasInstance());
   EXPECT_FALSE(HasCacheEntry(u".flac"));
   // A cache entry that names such a file is passed over the same way, and stays as it was.
-  XRegistry::WriteString(u"/elsewhere/decoder/pipe.so", u".flac", HKEY_CURRENT_USER,
-                         TvDecoderCacheKey);
+  SetCached(u".flac", "/elsewhere/decoder/pipe.so");
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
   EXPECT_EQ(Cached(u".flac"), "/elsewhere/decoder/pipe.so");
-}
-
-TEST_F(clTvCodecHandlerTest, TryDecoderLibraryLeavesTheBindingEmptyForNoLibrary) {
-  Write("decoder/truncated.so", std::string("\x7f"
-                                            "ELF",
-                                            4));
-  std::filesystem::create_directories(base + "decoder/folder.so");
-  clTvDecoder decoder;
   for (const char* name : {"truncated.so", "folder.so", "missing.so"}) {
     EXPECT_FALSE(clTvCodecHandler::TryDecoderLibrary(X(base + "decoder/" + name), u".flac", decoder,
                                                      &context))
@@ -385,28 +346,21 @@ TEST_F(clTvCodecHandlerTest, TryDecoderLibraryLeavesTheBindingEmptyForNoLibrary)
     EXPECT_FALSE(decoder.IsBound()) << name;
     EXPECT_TRUE(decoder.Extension().IsEmpty()) << name;
   }
-}
-
-TEST_F(clTvCodecHandlerTest, EncoderAndDSPThatAreNoLibraryDoNotLoad) {
   Write("encoder/broken.so", "garbage");
   std::filesystem::create_directories(base + "DSPs/Folder.so");
   Link("encoder", "foreign.so", ForeignLibrary());
   clTvEncoder encoder;
   clTvDSP dsp;
-  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"broken", encoder, &context));
-  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"foreign", encoder, &context));
-  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"absent", encoder, &context));
+  for (const char16_t* name : {u"broken", u"foreign", u"absent"})
+    EXPECT_FALSE(clTvCodecHandler::LoadEncoder(name, encoder, &context)) << U8(name);
   EXPECT_FALSE(encoder.HasInstance());
   EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"folder", dsp, &context));
-  EXPECT_FALSE(dsp.HasInstance());
   EXPECT_TRUE(clTvCodecHandler::EncoderExtension(u"broken").IsEmpty());
 }
 
 TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheRest) {
-  Write("decoder/a.so");
-  Write("decoder/B.SO");
-  Write("decoder/notes.txt");
-  Write("decoder/a.so.bak");
+  for (const char* name : {"a.so", "B.SO", "notes.txt", "a.so.bak"})
+    Write(std::string("decoder/") + name);
   std::filesystem::create_directories(base + "decoder/folder.so");
   ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
   XStringList files;
@@ -415,29 +369,37 @@ TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheR
   std::vector<std::string> items = Items(files);
   std::sort(items.begin(), items.end());
   EXPECT_EQ(items, (std::vector<std::string>{base + "decoder/B.SO", base + "decoder/a.so"}));
-}
-
-TEST_F(clTvCodecHandlerTest, ListingsOfAMissingFolderAreEmpty) {
   std::filesystem::remove_all(base + "decoder");
   std::filesystem::remove_all(base + "encoder");
-  XStringList files, encoders, extensions, names, filters;
+  XStringList encoders, extensions, names, filters;
   clTvCodecHandler::ListDecoderFiles(files);
   clTvCodecHandler::ListEncoders(encoders, XString());
   clTvCodecHandler::ListDecoderTypes(true, &extensions, &names, &filters);
-  EXPECT_EQ(files.Count(), 0);
-  EXPECT_EQ(encoders.Count(), 0);
-  EXPECT_EQ(extensions.Count(), 0);
-  EXPECT_EQ(names.Count(), 0);
+  EXPECT_EQ(files.Count() + encoders.Count() + extensions.Count() + names.Count(), 0);
   // The "All Audio Files" entry stands even with nothing behind it.
   EXPECT_EQ(Items(filters), std::vector<std::string>{"All Audio Files\r"});
 }
 
 // ---- Paths and names ----
 
-TEST_F(clTvCodecHandlerTest, PluginFoldersLieBelowTheBaseFolder) {
+TEST_F(clTvCodecHandlerTest, PluginPathsLieBelowTheBaseFolderAndIgnoreTheNamesCase) {
   EXPECT_EQ(U8(clTvCodecHandler::DecoderFolder()), base + "decoder/");
   EXPECT_EQ(U8(clTvCodecHandler::EncoderFolder()), base + "encoder/");
   EXPECT_EQ(U8(clTvCodecHandler::DSPFolder()), base + "DSPs/");
+  for (const char* name : {"encoder/Lame MP3.so", "DSPs/ReplayGain.SO", "encoder/FLAC.so",
+                           "encoder/flac.so", "encoder/Flac.so"})
+    Write(name);
+  // An exact name wins; otherwise the least name that differs in case only, or the path the
+  // name would have.
+  struct Case {
+    const char16_t* name;
+    std::string encoder;
+  } cases[] = {{u"lame mp3", "Lame MP3.so"}, {u"LAME MP3", "Lame MP3.so"}, {u"flac", "flac.so"},
+               {u"Flac", "Flac.so"},         {u"fLAC", "FLAC.so"},         {u"Opus", "Opus.so"}};
+  for (const Case& c : cases)
+    EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(c.name)), base + "encoder/" + c.encoder);
+  EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"replaygain")), base + "DSPs/ReplayGain.SO");
+  EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"Lame MP3")), base + "DSPs/Lame MP3.so");
   // Without a base folder of its own, the program's folder counts.
   clTvCodecHandler::SetBaseFolder(XString());
   std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
@@ -446,32 +408,10 @@ TEST_F(clTvCodecHandlerTest, PluginFoldersLieBelowTheBaseFolder) {
   EXPECT_EQ(U8(clTvCodecHandler::BaseFolder()), base);
 }
 
-TEST_F(clTvCodecHandlerTest, EncoderAndDSPPathsIgnoreTheCaseOfTheName) {
-  Write("encoder/Lame MP3.so");
-  Write("DSPs/ReplayGain.SO");
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"lame mp3")), base + "encoder/Lame MP3.so");
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"LAME MP3")), base + "encoder/Lame MP3.so");
-  EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"replaygain")), base + "DSPs/ReplayGain.SO");
-  // A name that matches nothing gives the path it would have.
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"Opus")), base + "encoder/Opus.so");
-  EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"Lame MP3")), base + "DSPs/Lame MP3.so");
-}
-
-TEST_F(clTvCodecHandlerTest, AnExactNameWinsOverOneThatDiffersInCase) {
-  Write("encoder/FLAC.so");
-  Write("encoder/flac.so");
-  Write("encoder/Flac.so");
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"flac")), base + "encoder/flac.so");
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"Flac")), base + "encoder/Flac.so");
-  // With no exact match the choice is the same every time: the least name.
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(u"fLAC")), base + "encoder/FLAC.so");
-}
-
 TEST_F(clTvCodecHandlerTest, ListEncodersPutsBracketedNamesLastButMultiEncoderFirst) {
   for (const char* name : {"wave.so", "Lame MP3.so", "[zeta].so", "[Multi Encoder].so",
-                           "[Alpha].so", "flac.SO", "opus.so", "_hidden.so"})
+                           "[Alpha].so", "flac.SO", "opus.so", "_hidden.so", "readme.txt"})
     Write(std::string("encoder/") + name);
-  Write("encoder/readme.txt");
   std::filesystem::create_directories(base + "encoder/[folder].so");
   XStringList list;
   clTvCodecHandler::ListEncoders(list, u"OPUS:absent:wave");
@@ -479,53 +419,37 @@ TEST_F(clTvCodecHandlerTest, ListEncodersPutsBracketedNamesLastButMultiEncoderFi
                                                    "[Alpha]", "[zeta]"}));
   clTvCodecHandler::ListEncoders(list, XString());
   EXPECT_EQ(list.Count(), 8);
-  EXPECT_EQ(U8(list[0]), "[Multi Encoder]");
-  EXPECT_EQ(U8(list[7]), "[zeta]");
+  EXPECT_EQ(U8(list[0]) + U8(list[7]), "[Multi Encoder][zeta]");
 }
 
 // ---- Name tables ----
 
-TEST_F(clTvCodecHandlerTest, LosslessFormatNamesIgnoreCaseButNotSpelling) {
-  for (const char16_t* name :
-       {u"Aiff", u"apple lossless", u"FLAC", u"flac", u"Monkeys Audio", u"OPTIM FROG",
-        u"The True Audio (TTA)", u"wave", u"Wave64", u"WAVPACK"})
-    EXPECT_TRUE(clTvCodecHandler::IsLosslessFormatName(name)) << U8(name);
-  for (const char16_t* name : {u"", u"MP3", u"Wav", u"Wave 64", u"FLAC ", u"The True Audio",
-                               u"Monkey's Audio", u"Ogg Vorbis", u"Apple Lossles"})
-    EXPECT_FALSE(clTvCodecHandler::IsLosslessFormatName(name)) << U8(name);
+// Names split at "|" into a list.
+static std::vector<std::string> Names(const std::string& text) {
+  std::vector<std::string> names(1);
+  for (char c : text) {
+    if (c == '|') names.emplace_back();
+    if (c != '|') names.back().push_back(c);
+  }
+  return names;
 }
 
-TEST_F(clTvCodecHandlerTest, MultiLineTagsAreTheTableAndAnyLyricsKey) {
-  for (const char16_t* key : {u"album",
-                              u"ALBUM SORT",
-                              u"Subtitle",
-                              u"set subtitle",
-                              u"Encoded By",
-                              u"label",
-                              u"encoder settings",
-                              u"tempo",
-                              u"source",
-                              u"initial key",
-                              u"contact",
-                              u"copyright",
-                              u"Title",
-                              u"comment",
-                              u"title sort",
-                              u"length",
-                              u"year",
-                              u"original release year",
-                              u"release date",
-                              u"recording dates",
-                              u"description",
-                              u"cuesheet",
-                              u"EACLOG",
-                              u"lyrics",
-                              u"Unsynced Lyrics",
-                              u"LYRICSWRITER"})
-    EXPECT_TRUE(clTvCodecHandler::IsMultiLineTag(key)) << U8(key);
-  for (const char16_t* key : {u"", u"artist", u"genre", u"titles", u"albu", u"album  sort",
-                              u"lyric", u"composer", u"Album Artist"})
-    EXPECT_FALSE(clTvCodecHandler::IsMultiLineTag(key)) << U8(key);
+TEST_F(clTvCodecHandlerTest, NameTablesIgnoreCaseButNotSpelling) {
+  for (const std::string& name : Names("Aiff|apple lossless|FLAC|flac|Monkeys Audio|OPTIM FROG|"
+                                       "The True Audio (TTA)|wave|Wave64|WAVPACK"))
+    EXPECT_TRUE(clTvCodecHandler::IsLosslessFormatName(X(name))) << name;
+  for (const std::string& name : Names("|MP3|Wav|Wave 64|FLAC |The True Audio|Monkey's Audio|"
+                                       "Ogg Vorbis|Apple Lossles"))
+    EXPECT_FALSE(clTvCodecHandler::IsLosslessFormatName(X(name))) << name;
+  for (const std::string& key :
+       Names("album|ALBUM SORT|Subtitle|set subtitle|Encoded By|label|encoder settings|tempo|"
+             "source|initial key|contact|copyright|Title|comment|title sort|length|year|"
+             "original release year|release date|recording dates|description|cuesheet|EACLOG|"
+             "lyrics|Unsynced Lyrics|LYRICSWRITER"))
+    EXPECT_TRUE(clTvCodecHandler::IsMultiLineTag(X(key))) << key;
+  for (const std::string& key :
+       Names("|artist|genre|titles|albu|album  sort|lyric|composer|Album Artist"))
+    EXPECT_FALSE(clTvCodecHandler::IsMultiLineTag(X(key))) << key;
 }
 
 TEST_F(clTvCodecHandlerTest, TheEscapeHelperKeepsBreaksExactlyForMultiLineTags) {
@@ -536,8 +460,8 @@ TEST_F(clTvCodecHandlerTest, TheEscapeHelperKeepsBreaksExactlyForMultiLineTags) 
     // into a value separator, and what remains of each line end becomes one CR.
     EXPECT_EQ(U8(encoded), multi ? "one{CR}{LF}two{CR}three{LF}four" : "one; \rtwo; three\rfour")
         << U8(key);
-    XString decoded = EscapeTagValue(key, encoded, false, true);
-    EXPECT_EQ(U8(decoded), multi ? "one\r\ntwo\rthree\nfour" : "one\r\rtwo\rthree\rfour")
+    EXPECT_EQ(U8(EscapeTagValue(key, encoded, false, true)),
+              multi ? "one\r\ntwo\rthree\nfour" : "one\r\rtwo\rthree\rfour")
         << U8(key);
   }
 }

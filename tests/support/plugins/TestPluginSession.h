@@ -1,4 +1,4 @@
-// Test side of the test plug-ins: a scratch folder, the configuration file, and the call log.
+// Test side of the test plug-ins: a scratch folder, the configuration file and the call log.
 #pragma once
 #include <fcntl.h>
 #include <unistd.h>
@@ -10,11 +10,10 @@
 
 #include "foundation/XDebugLog.h"
 #include "foundation/XString.h"
-#include "tests/plugins/testplugins/tvtest_audio.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/plugins/TestPlugin.h"
 
 // Writes the configuration into a fresh folder and points the plug-ins at it while it lives.
-// Each create reads the file anew, so settings may change between calls.
 class TestPluginSession {
  public:
   TestPluginSession() : env(TVTEST_CONFIG_VARIABLE, (folder / "plugins.conf").c_str()) {
@@ -37,16 +36,17 @@ class TestPluginSession {
   std::string LogPath() const { return folder / "calls.log"; }
   const ScratchFolder& Folder() const { return folder; }
 
-  // Every recorded call, one line each, oldest first.
-  std::vector<std::string> Calls() const {
+  // Every recorded call, one line each, oldest first; the log starts anew.
+  std::vector<std::string> TakeCalls() const {
     std::vector<std::string> lines;
     std::ifstream file(LogPath());
     for (std::string line; std::getline(file, line);) lines.push_back(line);
+    unlink(LogPath().c_str());
     return lines;
   }
 
   // A library of the test plug-in folders as the bindings take it: "decoder/TestDecoder.so".
-  static XString Library(const char* relative) {
+  static XString Library(const std::string& relative) {
     return XString::FromUtf8(std::string(TV_TEST_PLUGIN_DIR) + "/" + relative);
   }
 
