@@ -105,8 +105,8 @@ TEST(XTagListTest, MergesCopiesAndMoves) {
 
 TEST(XTagListTest, RemovalsByKindAndSize) {
   XTagList list;
-  for (const char16_t* key : {u"Artist", u"_RIFF_ISFT", u"_CDTOC", u"_albumart_1_Media", u"_crc",
-                              u"_encoder", u"_cdtocx", u"_"})
+  for (const char16_t* key : {u"_encoder", u"Artist", u"_RIFF_ISFT", u"_CDTOC",
+                              u"_albumart_1_Media", u"_crc", u"_cdtocx", u"_"})
     list.Add(key, u"v");
   const std::pair<uint32_t, const char*> cases[] = {
       {0, "Artist=v"},
@@ -115,8 +115,9 @@ TEST(XTagListTest, RemovalsByKindAndSize) {
       {XTagKeepPictures, "Artist=v|_albumart_1_Media=v"},
       {XTagKeepCrc | XTagKeepRiff, "Artist=v|_RIFF_ISFT=v|_crc=v"},
   };
+  XTagList copy;
   for (const auto& [flags, expected] : cases) {
-    XTagList copy = list;
+    copy = list;
     copy.RemoveHidden(flags);
     EXPECT_EQ(Describe(copy), expected) << flags;
   }
