@@ -175,26 +175,9 @@ typedef struct TvPluginValue {
 
 #pragma pack(pop)
 
-/* Sizes: the first of each pair with 4-byte pointers, the second with 8-byte ones. */
-#if UINTPTR_MAX == 0xFFFFFFFFu
-#define TV_PLUGIN_SIZE(size32, size64) (size32)
-#else
-#define TV_PLUGIN_SIZE(size32, size64) (size64)
-#endif
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvGuid) == 16, "GUID is 16 bytes");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvWaveFormatEx) == 18, "plain format image is 18 bytes");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvWaveFormatExtensible) == 40, "format image is 40 bytes");
-TV_PLUGIN_STATIC_ASSERT(offsetof(TvWaveFormatExtensible, dwChannelMask) == 20,
-                        "channel mask at 20");
-TV_PLUGIN_STATIC_ASSERT(offsetof(TvWaveFormatExtensible, SubFormat) == 24, "sub-format at 24");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvHostContext) == TV_PLUGIN_SIZE(12, 24), "TvHostContext size");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvOpenInfo) == TV_PLUGIN_SIZE(108, 120), "TvOpenInfo size");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvAudioBlock) == TV_PLUGIN_SIZE(104, 112), "TvAudioBlock size");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvConversionInfo) == TV_PLUGIN_SIZE(32, 56),
-                        "TvConversionInfo size");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvAfterConversionInfo) == TV_PLUGIN_SIZE(36, 60),
-                        "TvAfterConversionInfo size");
-TV_PLUGIN_STATIC_ASSERT(sizeof(TvPluginValue) == TV_PLUGIN_SIZE(40, 56), "TvPluginValue size");
+/* Sizes and offsets of the records, for both pointer widths, are pinned by
+   tests/sdk/support/tv_plugin_layout.def. A callee given only TvConversionInfo.format finds
+   the totals at these distances behind it. */
 TV_PLUGIN_STATIC_ASSERT(offsetof(TvOpenInfo, msLength) - offsetof(TvOpenInfo, format) ==
                             TV_FORMAT_TO_MS_LENGTH,
                         "total milliseconds 44 bytes behind the format");

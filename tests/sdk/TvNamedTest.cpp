@@ -4,165 +4,103 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <vector>
 
-#include "support/NamedPeer.h"
+#include "tests/sdk/support/NamedPeer.h"
 
 using namespace named_peer;
 
-TEST(TvNamedTest, SecondCreateOpensTheSameEvent) {
-  std::string name = UniqueName("evt");
-  int existed = -1;
-  tv_event* first = tv_event_create(name.c_str(), &existed);
-  ASSERT_NE(first, nullptr);
-  EXPECT_EQ(existed, 0);
-  EXPECT_EQ(tv_event_is_set(first), 0);
-  tv_event* second = tv_event_create(name.c_str(), &existed);
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(existed, 1);
-  tv_event_set(second);
-  EXPECT_EQ(tv_event_is_set(first), 1);
-  tv_event_reset(first);
-  EXPECT_EQ(tv_event_is_set(second), 0);
-  tv_event_close(first);
-  tv_event_close(second);
+using Event = std::unique_ptr<tv_event, decltype(&tv_event_close)>;
+
+static Event OpenEvent(const std::string& name, int* existed = nullptr) {
+  return Event(tv_event_create(name.c_str(), existed), &tv_event_close);
 }
 
-TEST(TvNamedTest, OtherProcessOpensWhatThisOneCreated) {
+TEST(TvNamedTest, EventIsSharedByNameAcrossProcessesAndStaysSetUntilReset) {
   std::string name = UniqueName("evt");
-  tv_event* event = tv_event_create(name.c_str(), nullptr);
+  int existed = -1;
+  Event first = OpenEvent(name, &existed);
+  EXPECT_EQ(existed, 0);
+  Event second = OpenEvent(name, &existed);
+  EXPECT_EQ(existed, 1);
+  errno = 0;
+  EXPECT_EQ(tv_event_wait(first.get(), 0), 0);
+  EXPECT_EQ(tv_event_wait(first.get(), 30), 0);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  EXPECT_EQ(RunPeer(CPeer(), {"event-wait", name, "30"}), 3);
   std::string output;
   EXPECT_EQ(RunPeer(CPeer(), {"event-set", name}, &output), 0);
   EXPECT_EQ(output, "existed=1\n");
-  EXPECT_EQ(tv_event_wait(event, 0), 1);
-  tv_event_close(event);
-}
-
-TEST(TvNamedTest, SetHereWakesAWaiterInAnotherProcess) {
-  std::string name = UniqueName("evt");
-  tv_event* event = tv_event_create(name.c_str(), nullptr);
-  Peer waiter(CPeer(), {"event-wait", name, "60000"});
-  ASSERT_TRUE(waiter.WaitFor("ready"));
-  tv_event_set(event);
-  EXPECT_EQ(waiter.Wait(), 0);
-  tv_event_close(event);
+  EXPECT_EQ(tv_event_wait(second.get(), TV_INFINITE), 1);
+  EXPECT_EQ(tv_event_wait(first.get(), 10), 1);
+  tv_event_reset(second.get());
+  EXPECT_EQ(tv_event_wait(first.get(), 1), 0);
 }
 
 TEST(TvNamedTest, WaiterKilledInsideAWaitDoesNotStopTheNextOne) {
   std::string name = UniqueName("evt");
-  tv_event* event = tv_event_create(name.c_str(), nullptr);
+  Event event = OpenEvent(name);
   {
     Peer killed(CPeer(), {"event-wait", name, "60000"});
     ASSERT_TRUE(killed.WaitFor("ready"));
     usleep(100000);  // lets it get inside the wait, where a kill leaves the most behind
-    killed.Kill();
   }
   Peer waiter(CPeer(), {"event-wait", name, "60000"});
   ASSERT_TRUE(waiter.WaitFor("ready"));
-  tv_event_set(event);
+  tv_event_set(event.get());
   EXPECT_EQ(waiter.Wait(), 0);
-  tv_event_close(event);
+  event.reset();
   EXPECT_FALSE(ShmExists("evt", name));
-}
-
-TEST(TvNamedTest, WaitEndsWithTimeOutWhenNobodySets) {
-  std::string name = UniqueName("evt");
-  tv_event* event = tv_event_create(name.c_str(), nullptr);
-  errno = 0;
-  EXPECT_EQ(tv_event_wait(event, 0), 0);
-  EXPECT_EQ(tv_event_wait(event, 30), 0);
-  EXPECT_EQ(errno, ETIMEDOUT);
-  EXPECT_EQ(RunPeer(CPeer(), {"event-wait", name, "30"}), 3);
-  tv_event_close(event);
-}
-
-TEST(TvNamedTest, EventStaysSetForEveryWaiterUntilReset) {
-  tv_event* event = tv_event_create(UniqueName("evt").c_str(), nullptr);
-  tv_event_set(event);
-  EXPECT_EQ(tv_event_wait(event, 10), 1);
-  EXPECT_EQ(tv_event_wait(event, TV_INFINITE), 1);
-  tv_event_reset(event);
-  EXPECT_EQ(tv_event_wait(event, 1), 0);
-  tv_event_close(event);
 }
 
 TEST(TvNamedTest, WaitEitherTellsWhichEventIsSet) {
-  std::string firstName = UniqueName("evt"), secondName = UniqueName("evt");
-  tv_event* first = tv_event_create(firstName.c_str(), nullptr);
-  tv_event* second = tv_event_create(secondName.c_str(), nullptr);
-  EXPECT_EQ(tv_event_wait_either(first, second, 20), 0);
+  std::string secondName = UniqueName("evt");
+  Event first = OpenEvent(UniqueName("evt")), second = OpenEvent(secondName);
+  EXPECT_EQ(tv_event_wait_either(first.get(), second.get(), 20), 0);
   ASSERT_EQ(RunPeer(CPeer(), {"event-set", secondName}), 0);
-  EXPECT_EQ(tv_event_wait_either(first, second, 20000), 2);
-  tv_event_set(first);
-  EXPECT_EQ(tv_event_wait_either(first, second, 0), 1);
-  EXPECT_EQ(tv_event_wait_either(first, nullptr, 0), -1);
-  tv_event_close(first);
-  tv_event_close(second);
+  EXPECT_EQ(tv_event_wait_either(first.get(), second.get(), 20000), 2);
+  tv_event_set(first.get());
+  EXPECT_EQ(tv_event_wait_either(first.get(), second.get(), 0), 1);
+  EXPECT_EQ(tv_event_wait_either(first.get(), nullptr, 0), -1);
 }
 
-TEST(TvNamedTest, UnnamedEventsArePrivateButDuplicatesShareTheState) {
-  tv_event* a = tv_event_create(nullptr, nullptr);
-  tv_event* b = tv_event_create("", nullptr);
-  tv_event* copy = tv_event_duplicate(a);
-  ASSERT_TRUE(a && b && copy);
-  tv_event_set(a);
-  EXPECT_EQ(tv_event_is_set(copy), 1);
-  EXPECT_EQ(tv_event_is_set(b), 0);
-  tv_event_close(a);
-  EXPECT_EQ(tv_event_is_set(copy), 1);
-  tv_event_close(copy);
-  tv_event_close(b);
-}
-
-TEST(TvNamedTest, DuplicateOfNamedEventKeepsItAliveAfterTheOriginalCloses) {
-  std::string name = UniqueName("evt");
-  tv_event* event = tv_event_create(name.c_str(), nullptr);
-  tv_event* copy = tv_event_duplicate(event);
-  tv_event_close(event);
-  EXPECT_TRUE(ShmExists("evt", name));
-  tv_event_close(copy);
-  EXPECT_FALSE(ShmExists("evt", name));
+TEST(TvNamedTest, DuplicatesShareTheStateAndKeepTheEventAlive) {
+  for (std::string name : {std::string(), UniqueName("evt")}) {
+    Event event = OpenEvent(name), other = OpenEvent("");
+    Event copy(tv_event_duplicate(event.get()), &tv_event_close);
+    tv_event_set(event.get());
+    EXPECT_EQ(tv_event_is_set(other.get()), 0);  // unnamed events are private
+    event.reset();
+    EXPECT_EQ(tv_event_is_set(copy.get()), 1);
+    EXPECT_EQ(ShmExists("evt", name), !name.empty());
+    copy.reset();
+    EXPECT_FALSE(ShmExists("evt", name));
+  }
 }
 
 TEST(TvNamedTest, BadHandlesAndNamesFailWithoutCrashing) {
-  EXPECT_EQ(tv_event_set(nullptr), -1);
-  EXPECT_EQ(tv_event_is_set(nullptr), -1);
-  EXPECT_EQ(tv_event_wait(nullptr, 10), -1);
-  EXPECT_EQ(tv_event_duplicate(nullptr), nullptr);
+  uint64_t value = 0;
+  EXPECT_EQ(tv_event_set(nullptr) + tv_event_is_set(nullptr) + tv_event_wait(nullptr, 10), -3);
   EXPECT_EQ(tv_mutex_lock(nullptr, 0), -1);
-  EXPECT_EQ(tv_mutex_unlock(nullptr), 0);
+  EXPECT_EQ(tv_mutex_unlock(nullptr) + tv_counter_read(nullptr, &value), 0);
+  EXPECT_EQ(tv_event_duplicate(nullptr), nullptr);
   EXPECT_EQ(tv_counter_create("", nullptr), nullptr);
   EXPECT_EQ(tv_counter_create(nullptr, nullptr), nullptr);
-  uint64_t value = 0;
-  EXPECT_EQ(tv_counter_read(nullptr, &value), 0);
   EXPECT_EQ(tv_block_data(nullptr), nullptr);
-  tv_event_close(nullptr);
-  tv_mutex_close(nullptr);
-  tv_counter_close(nullptr);
 }
 
-TEST(TvNamedTest, MutexIsRecursiveAndExcludesOtherProcesses) {
+TEST(TvNamedTest, MutexIsRecursiveAndGoesFromAKilledHolderToTheNextLocker) {
   std::string name = UniqueName("mtx");
   tv_mutex* mutex = tv_mutex_create(name.c_str(), nullptr);
   ASSERT_EQ(tv_mutex_lock(mutex, 0), 1);
   ASSERT_EQ(tv_mutex_lock(mutex, TV_INFINITE), 1);
+  EXPECT_EQ(tv_mutex_unlock(mutex), 1);
   EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", name, "20"}), 3);
   tv_mutex_unlock(mutex);
-  EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", name, "20"}), 3);
-  tv_mutex_unlock(mutex);
-  EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", name, "20000"}), 0);
   EXPECT_EQ(tv_mutex_unlock(mutex), 0);
-  tv_mutex_close(mutex);
-}
-
-TEST(TvNamedTest, MutexOfAKilledHolderGoesToTheNextLocker) {
-  std::string name = UniqueName("mtx");
-  tv_mutex* mutex = tv_mutex_create(name.c_str(), nullptr);
   Peer holder(CPeer(), {"mutex-hold", name});
   ASSERT_TRUE(holder.WaitFor("ready"));
   errno = 0;
@@ -175,7 +113,7 @@ TEST(TvNamedTest, MutexOfAKilledHolderGoesToTheNextLocker) {
   tv_mutex_close(mutex);
 }
 
-TEST(TvNamedTest, CounterWrittenInOneProcessIsReadInAnother) {
+TEST(TvNamedTest, CounterIsALittleEndianBlockUnderAMutexSharedAcrossProcesses) {
   std::string name = UniqueName("cnt");
   int existed = -1;
   tv_counter* counter = tv_counter_create(name.c_str(), &existed);
@@ -187,25 +125,13 @@ TEST(TvNamedTest, CounterWrittenInOneProcessIsReadInAnother) {
   ASSERT_EQ(RunPeer(CPeer(), {"counter-write", name, "18446744073709551615"}), 0);
   ASSERT_EQ(tv_counter_read(counter, &value), 1);
   EXPECT_EQ(value, 18446744073709551615ull);
-  ASSERT_EQ(tv_counter_write(counter, 4294967296ull), 1);
+  ASSERT_EQ(tv_counter_write(counter, 0x0102030405060708ull), 1);
   std::string output;
   EXPECT_EQ(RunPeer(CPeer(), {"counter-read", name}, &output), 0);
-  EXPECT_EQ(output, "existed=1\nvalue=4294967296\n");
-  EXPECT_TRUE(ShmExists("mtx", "SMutex_" + name));
-  EXPECT_TRUE(ShmExists("blk", "NSharedData_" + name));
+  EXPECT_EQ(output, "existed=1\nvalue=72623859790382856\n");
+  EXPECT_TRUE(ShmExists("mtx", "SMutex_" + name) && ShmExists("blk", "NSharedData_" + name));
   tv_counter_close(counter);
-}
-
-TEST(TvNamedTest, CounterIsLittleEndianInItsBlock) {
-  std::string name = UniqueName("cnt");
-  tv_counter* counter = tv_counter_create(name.c_str(), nullptr);
-  tv_block* block = tv_block_create(("NSharedData_" + name).c_str(), 8, nullptr);
-  tv_counter_write(counter, 0x0102030405060708ull);
-  const unsigned char* bytes = static_cast<const unsigned char*>(tv_block_data(block));
-  EXPECT_EQ(bytes[0], 0x08);
-  EXPECT_EQ(bytes[7], 0x01);
-  tv_block_close(block);
-  tv_counter_close(counter);
+  EXPECT_FALSE(ShmExists("mtx", "SMutex_" + name) || ShmExists("blk", "NSharedData_" + name));
 }
 
 TEST(TvNamedTest, BlockKeepsItsSizeAndContentWhenOpenedWithAnotherSize) {
@@ -214,64 +140,36 @@ TEST(TvNamedTest, BlockKeepsItsSizeAndContentWhenOpenedWithAnotherSize) {
   ASSERT_NE(first, nullptr);
   EXPECT_GE(tv_block_size(first), 8u);
   std::memcpy(tv_block_data(first), "12345678", 8);
-  int existed = 0;
-  tv_block* second = tv_block_create(name.c_str(), 100000, &existed);
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(existed, 1);
-  EXPECT_EQ(tv_block_size(second), tv_block_size(first));
-  EXPECT_EQ(std::memcmp(tv_block_data(second), "12345678", 8), 0);
-  tv_block* third = tv_block_create(name.c_str(), 0, &existed);
-  ASSERT_NE(third, nullptr);
-  EXPECT_EQ(existed, 1);
+  for (uint32_t size : {100000u, 0u}) {
+    int existed = 0;
+    tv_block* again = tv_block_create(name.c_str(), size, &existed);
+    ASSERT_NE(again, nullptr) << size;
+    EXPECT_EQ(existed, 1);
+    EXPECT_EQ(tv_block_size(again), tv_block_size(first));
+    EXPECT_EQ(std::memcmp(tv_block_data(again), "12345678", 8), 0);
+    tv_block_close(again);
+  }
   tv_block_close(first);
-  tv_block_close(second);
-  tv_block_close(third);
   EXPECT_EQ(tv_block_create(name.c_str(), 0, nullptr), nullptr);
   EXPECT_EQ(errno, EINVAL);
   EXPECT_FALSE(ShmExists("blk", name));
 }
 
-TEST(TvNamedTest, NothingIsLeftInSharedMemoryAfterTheLastClose) {
-  std::string event = UniqueName("evt"), counter = UniqueName("cnt");
-  tv_event* e = tv_event_create(event.c_str(), nullptr);
-  tv_counter* c = tv_counter_create(counter.c_str(), nullptr);
-  Peer holder(CPeer(), {"event-hold", event});
-  ASSERT_TRUE(holder.WaitFor("ready"));
-  EXPECT_TRUE(ShmExists("evt", event));
-  tv_event_close(e);
-  EXPECT_TRUE(ShmExists("evt", event));
-  tv_counter_close(c);
-  EXPECT_FALSE(ShmExists("mtx", "SMutex_" + counter));
-  EXPECT_FALSE(ShmExists("blk", "NSharedData_" + counter));
+TEST(TvNamedTest, ObjectsOfKilledUsersAreReplacedOrSweptAtTheNextOpen) {
+  std::string held = UniqueName("evt"), stale = UniqueName("evt");
+  Event event = OpenEvent(held);
+  Peer holder(CPeer(), {"event-hold", held}), staleHolder(CPeer(), {"event-hold", stale});
+  ASSERT_TRUE(holder.WaitFor("ready") && staleHolder.WaitFor("ready"));
+  event.reset();
+  EXPECT_TRUE(ShmExists("evt", held));
   holder.Kill();
-  // The killed holder could not close: the next open finds it gone and starts afresh.
-  EXPECT_TRUE(ShmExists("evt", event));
+  staleHolder.Kill();
+  // Killed holders could not close: the name's next open starts afresh, and a new process's
+  // first open sweeps away the rest.
   int existed = -1;
-  e = tv_event_create(event.c_str(), &existed);
+  OpenEvent(held, &existed);
   EXPECT_EQ(existed, 0);
-  tv_event_close(e);
-  EXPECT_FALSE(ShmExists("evt", event));
-}
-
-TEST(TvNamedTest, ProcessesRacingToOpenAndCloseLeaveNothingBehind) {
-  std::string name = UniqueName("evt");
-  std::vector<std::unique_ptr<Peer>> peers;
-  for (int i = 0; i < 8; ++i)
-    peers.push_back(std::make_unique<Peer>(CPeer(), std::vector<std::string>{"event-set", name}));
-  int created = 0;
-  for (auto& peer : peers) {
-    created += peer->ReadLine() == "existed=0";
-    EXPECT_EQ(peer->Wait(), 0);
-  }
-  EXPECT_GE(created, 1);
-  EXPECT_FALSE(ShmExists("evt", name));
-}
-
-TEST(TvNamedTest, ObjectsOfKilledUsersAreSweptByTheNextProcessThatOpens) {
-  std::string stale = UniqueName("evt");
-  Peer holder(CPeer(), {"event-hold", stale});
-  ASSERT_TRUE(holder.WaitFor("ready"));
-  holder.Kill();
+  EXPECT_FALSE(ShmExists("evt", held));
   ASSERT_TRUE(ShmExists("evt", stale));
   EXPECT_EQ(RunPeer(CPeer(), {"event-set", UniqueName("evt")}), 0);
   EXPECT_FALSE(ShmExists("evt", stale));
@@ -280,18 +178,13 @@ TEST(TvNamedTest, ObjectsOfKilledUsersAreSweptByTheNextProcessThatOpens) {
 TEST(TvNamedTest, HalfMadeObjectsAreReplaced) {
   for (off_t size : {off_t(0), off_t(8192)}) {
     std::string name = UniqueName("evt");
-    std::string shmName = ShmPath("evt", name).substr(std::strlen("/dev/shm"));
-    int fd = shm_open(shmName.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
+    int fd = shm_open(ShmPath("evt", name).substr(8).c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
     ASSERT_GE(fd, 0);
     ASSERT_EQ(ftruncate(fd, size), 0);
     close(fd);
     int existed = -1;
-    tv_event* event = tv_event_create(name.c_str(), &existed);
-    ASSERT_NE(event, nullptr) << size;
+    EXPECT_NE(OpenEvent(name, &existed), nullptr) << size;
     EXPECT_EQ(existed, 0) << size;
-    tv_event_set(event);
-    EXPECT_EQ(tv_event_wait(event, 0), 1);
-    tv_event_close(event);
     EXPECT_FALSE(ShmExists("evt", name));
   }
 }
@@ -300,23 +193,16 @@ TEST(TvNamedTest, SlashesAndLongNamesMakeValidDistinctNames) {
   std::string base = UniqueName("long");
   size_t room = 255 - (std::string("tv-") + std::to_string(getuid()) + "-evt-").size();
   std::string fits = base + std::string(room - base.size(), 'a');
-  std::string over = fits + "b", over2 = fits + "c";
-  std::string slashed = base + "/x/y";
-  std::vector<tv_event*> events;
-  for (const std::string* name : {&fits, &over, &over2, &slashed}) {
+  std::vector<Event> events;
+  for (const std::string& name : {fits, fits + "b", fits + "c", base + "/x/y"}) {
     int existed = -1;
-    events.push_back(tv_event_create(name->c_str(), &existed));
-    ASSERT_NE(events.back(), nullptr) << *name;
-    EXPECT_EQ(existed, 0) << *name;
+    events.push_back(OpenEvent(name, &existed));
+    ASSERT_NE(events.back(), nullptr) << name;
+    EXPECT_EQ(existed, 0) << name;
   }
-  EXPECT_TRUE(ShmExists("evt", fits));
-  EXPECT_TRUE(ShmExists("evt", base + "\\x\\y"));
+  EXPECT_TRUE(ShmExists("evt", fits) && ShmExists("evt", base + "\\x\\y"));
   int existed = 0;
-  tv_event* again = tv_event_create(over.c_str(), &existed);
+  tv_event_set(OpenEvent(fits + "b", &existed).get());
   EXPECT_EQ(existed, 1);
-  tv_event_set(again);
-  EXPECT_EQ(tv_event_is_set(events[1]), 1);
-  EXPECT_EQ(tv_event_is_set(events[2]), 0);
-  tv_event_close(again);
-  for (tv_event* event : events) tv_event_close(event);
+  EXPECT_EQ(tv_event_is_set(events[1].get()) * 2 + tv_event_is_set(events[2].get()), 2);
 }

@@ -1,72 +1,52 @@
-// Helpers of the tag tests: readable text of strings and lists, and hand-built blocks.
+// Helpers of the tag tests: lists as one line of text, and blocks built by hand.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "foundation/XString.h"
 #include "tags/XTagList.h"
+#include "tests/support/TestText.h"
 
-inline std::string U8(const XString& s) { return s.ToUtf8String(); }
-
-// "key=value[n bytes]" per item, joined by "|", for comparing whole lists in one line.
-inline std::string Describe(const XTagList& list) {
+// "key=value[n bytes]" per item, joined by "|"; with bytes, a hash of the binary as well, for
+// comparing two lists in full.
+inline std::string Describe(const XTagList& list, bool bytes = false) {
   std::string out;
   for (int32_t i = 0; i < list.Count(); ++i) {
     const XTagItem& item = list.At(i);
-    if (i) out += "|";
-    out += U8(item.key) + "=" + U8(item.value);
+    out += (i ? "|" : "") + U8(item.key) + "=" + U8(item.value);
+    std::string_view binary(reinterpret_cast<const char*>(item.binary.data), item.binary.size);
     if (item.binary.size) out += "[" + std::to_string(item.binary.size) + "]";
+    if (bytes && item.binary.size) out += std::to_string(std::hash<std::string_view>()(binary));
   }
   return out;
 }
 
-inline bool SameItems(const XTagList& a, const XTagList& b) {
-  if (a.Count() != b.Count()) return false;
-  for (int32_t i = 0; i < a.Count(); ++i) {
-    const XTagItem& x = a.At(i);
-    const XTagItem& y = b.At(i);
-    if (x.key != y.key || x.value != y.value || x.binary.size != y.binary.size) return false;
-    if (x.binary.size && std::vector<uint8_t>(x.binary.data, x.binary.data + x.binary.size) !=
-                             std::vector<uint8_t>(y.binary.data, y.binary.data + y.binary.size))
-      return false;
-  }
-  return true;
-}
-
 // Builds blocks byte by byte, independently of the writer under test.
 struct BlockBytes {
+  explicit BlockBytes(bool wide = true) : wide(wide) {}
   std::vector<uint8_t> bytes;
+  bool wide;  // UTF-16LE text with two-byte terminators, or UTF-8 with one
 
   BlockBytes& Int(int32_t v) {
     for (int i = 0; i < 4; ++i) bytes.push_back(uint8_t(uint32_t(v) >> (8 * i)));
     return *this;
   }
-  // UTF-16LE units of ASCII text, with the terminator unless told otherwise.
-  BlockBytes& Wide(const std::string& ascii, bool terminated = true) {
-    for (char c : ascii) {
+  // ASCII text in the block's form, with its terminator unless told otherwise.
+  BlockBytes& Text(const std::string& ascii, bool terminated = true) {
+    for (char c : ascii + (terminated ? std::string(1, '\0') : "")) {
       bytes.push_back(uint8_t(c));
-      bytes.push_back(0);
+      if (wide) bytes.push_back(0);
     }
-    if (terminated) Raw({0, 0});
-    return *this;
-  }
-  BlockBytes& Narrow(const std::string& text, bool terminated = true) {
-    bytes.insert(bytes.end(), text.begin(), text.end());
-    if (terminated) bytes.push_back(0);
     return *this;
   }
   BlockBytes& Raw(std::initializer_list<uint8_t> raw) {
     bytes.insert(bytes.end(), raw.begin(), raw.end());
     return *this;
   }
-  // A whole well-formed UTF-16 record of ASCII key and value.
-  BlockBytes& WideRecord(const std::string& key, const std::string& value) {
-    return Int(int32_t(4 + 2 * (key.size() + 1) + 2 * (value.size() + 1))).Wide(key).Wide(value);
+  // A whole well-formed record of ASCII key and value.
+  BlockBytes& Record(const std::string& key, const std::string& value) {
+    return Int(int32_t(4 + (wide ? 2 : 1) * (key.size() + value.size() + 2))).Text(key).Text(value);
   }
-  BlockBytes& NarrowRecord(const std::string& key, const std::string& value) {
-    return Int(int32_t(4 + key.size() + 1 + value.size() + 1)).Narrow(key).Narrow(value);
-  }
-  int64_t Size() const { return int64_t(bytes.size()); }
-  const uint8_t* Data() const { return bytes.data(); }
 };
