@@ -13,7 +13,7 @@ class TvDecoderSourceTest : public TvRunPhaseTest {
     for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i * 7);
     content = bytes;
     WriteBytes(PathOf("raw.bin"), bytes);
-    ASSERT_TRUE(run->tempDspFile.OpenRead(XString(PathOf("raw.bin").c_str(), true)));
+    ASSERT_TRUE(run->tempDspFile.OpenRead(X(PathOf("raw.bin"))));
     run->tempDspLength = count;
     run->tempDspFormat.SetPCM(2, 1000, 16);
     if (extensible) run->tempDspFormat.ToExtensible();

@@ -14,7 +14,7 @@ class TvHostLinesTest : public TvRunPhaseTest {
 
 TEST_F(TvHostLinesTest, LinesAreUtf16LeWithoutMarkEndedByCrLf) {
   run->SendMsLen(4294967296000ull);
-  const std::string expected = Utf16Bytes("MSGTO: tVH: msLen: 4294967296000\r\n", false);
+  const std::string expected = Utf16Le("MSGTO: tVH: msLen: 4294967296000\r\n");
   EXPECT_EQ(ReadBytes(PathOf("out.txt")), expected);
 }
 

@@ -74,7 +74,7 @@ TEST(TvPriorityTest, AnUnknownWordLeavesEverythingNormal) {
 using TvPriorityRunTest = TvRunPhaseTest;
 
 TEST_F(TvPriorityRunTest, PriorityIsLoggedAppliedAndToldToTheEncoder) {
-  ASSERT_TRUE(ParseText(u"-infile=a -outfile=b -convert_to=c -priority=Low"));
+  ASSERT_TRUE(ParseText("-infile=a -outfile=b -convert_to=c -priority=Low"));
   XString told;
   int calls = 0;
   int niceBefore = 0, niceAfter = 0;
@@ -90,13 +90,13 @@ TEST_F(TvPriorityRunTest, PriorityIsLoggedAppliedAndToldToTheEncoder) {
   });
   main.join();
   EXPECT_EQ(calls, 1);
-  EXPECT_EQ(Utf8(told), "Low");
+  EXPECT_EQ(U8(told), "Low");
   EXPECT_EQ(niceAfter, std::min(19, niceBefore + 5));
   EXPECT_EQ(LogText(), "Setting Priority: Low  [TvTransmill::SetConversionPriority]\r\n");
 }
 
 TEST_F(TvPriorityRunTest, WithoutPriorityNothingHappens) {
-  ASSERT_TRUE(ParseText(u"-infile=a -outfile=b -convert_to=c"));
+  ASSERT_TRUE(ParseText("-infile=a -outfile=b -convert_to=c"));
   int calls = 0;
   run->SetConversionPriority([&](const char16_t*, TvPluginValue*) { return ++calls; });
   EXPECT_EQ(calls, 0);
@@ -124,7 +124,7 @@ TEST_F(TvPriorityRunTest, ProcessorPinsTheParsingThreadOnly) {
   uint32_t pinned = 0, afterZero = 0, afterRefusal = 0;
   std::thread main([&] {
     const std::string text = "-infile=a -outfile=b -convert_to=c " + option;
-    ASSERT_TRUE(ParseText(XString(text.c_str(), true).CStr()));
+    ASSERT_TRUE(ParseText(text));
     pinned = CurrentMask();
     run->ApplyProcessor(XString(u"33"));  // mask 0: refused, and nobody notices
     afterRefusal = CurrentMask();

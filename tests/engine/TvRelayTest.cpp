@@ -29,7 +29,7 @@ TEST_F(TvRelayTest, ErrorFromAnotherThreadFailsTheRunAndReachesStandardError) {
   plugin.join();
   EXPECT_TRUE(FailedSoon());
   run.reset();  // stops the relay
-  EXPECT_EQ(Utf8(ReadUtf16(PathOf("err.txt"))), "Error: boom  [Plugin::Work]\r\n");
+  EXPECT_EQ(FromUtf16Le(ReadBytes(PathOf("err.txt"))), "Error: boom  [Plugin::Work]\r\n");
 }
 
 TEST_F(TvRelayTest, ProcessWideLogCallsGoThroughThePipes) {
@@ -65,7 +65,7 @@ TEST_F(TvRelayTest, InformationAloneNeverFailsAndStartsOnANewLine) {
 TEST_F(TvRelayTest, HostModePassesInformationBytesUnchanged) {
   run->hostMode = 1;
   run->silent = 1;
-  const std::string bytes = Utf16Bytes("plug-in says hi", false) + "\x01";
+  const std::string bytes = Utf16Le("plug-in says hi") + "\x01";
   WriteRaw(run->logHandles.infoHandle, bytes);
   EXPECT_TRUE(run->RelayStep());
   EXPECT_EQ(ReadBytes(PathOf("out.txt")), bytes);
@@ -87,13 +87,13 @@ TEST_F(TvRelayTest, TextWrittenJustBeforeTheEndStillArrives) {
   ASSERT_TRUE(run->StartOutputRelay());
   // More than a pipe holds, so the writer has to wait for the relay more than once.
   std::string big;
-  for (int i = 0; i < 20000; i++) big += Utf16Bytes("0123456789", false);
+  for (int i = 0; i < 20000; i++) big += Utf16Le("0123456789");
   std::thread plugin([&] { WriteRaw(run->logHandles.infoHandle, big); });
   plugin.join();
   LogError(u"last words", run->logHandles);
   run.reset();
   EXPECT_EQ(ReadBytes(PathOf("out.txt")), big);
-  EXPECT_EQ(Utf8(ReadUtf16(PathOf("err.txt"))), "last words\r\n");
+  EXPECT_EQ(FromUtf16Le(ReadBytes(PathOf("err.txt"))), "last words\r\n");
 }
 
 TEST_F(TvRelayTest, TheEndOfTheRunHandsTheLogBackToStandardError) {

@@ -31,7 +31,7 @@ TEST_F(TvReportingTest, BarNeverGoesBackUntilReset) {
 }
 
 TEST_F(TvReportingTest, HeaderEndsWithTheScaleAndOneBlank) {
-  ASSERT_TRUE(ParseText(u"-infile=a.wav -outfile=b.mp3 -convert_to=lame -dspeffect1=Vol=2"));
+  ASSERT_TRUE(ParseText("-infile=a.wav -outfile=b.mp3 -convert_to=lame -dspeffect1=Vol=2"));
   run->PrintHeader();
   const std::string scale = " 0%-----------25%-----------50%-----------75%-----------100%";
   EXPECT_EQ(scale.size(), 60u);
@@ -42,7 +42,7 @@ TEST_F(TvReportingTest, HeaderEndsWithTheScaleAndOneBlank) {
 }
 
 TEST_F(TvReportingTest, SourceOnStandardInputIsNamedSo) {
-  ASSERT_TRUE(ParseText(u"-infile=\"-\" -outfile=b.mp3 -convert_to=lame"));
+  ASSERT_TRUE(ParseText("-infile=\"-\" -outfile=b.mp3 -convert_to=lame"));
   run->PrintHeader();
   EXPECT_NE(Out().find("Audio Source: Standard Input\r\n"), std::string::npos);
   EXPECT_EQ(Out().find("DSP Effects"), std::string::npos);
@@ -50,8 +50,8 @@ TEST_F(TvReportingTest, SourceOnStandardInputIsNamedSo) {
 
 TEST_F(TvReportingTest, EncodingDetailsGoToTheLogOnly) {
   ASSERT_TRUE(
-      ParseText(u"-infile=a -outfile=b -convert_to=lame -dspeffect1=Vol=2 "
-                u"-dspeffect2=\"Norm=-a 1\""));
+      ParseText("-infile=a -outfile=b -convert_to=lame -dspeffect1=Vol=2 "
+                "-dspeffect2=\"Norm=-a 1\""));
   run->dspEffects[0]->isLive = true;
   run->LogEncodingDetails(XString(u"-V 2"));
   EXPECT_EQ(LogText(),

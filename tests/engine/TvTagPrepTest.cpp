@@ -12,7 +12,7 @@ class TvTagPrepTest : public TvRunPhaseTest {
   void SetUp() override {
     TvRunPhaseTest::SetUp();
     config.emplace("XDG_CONFIG_HOME", folder.c_str());
-    run->versionFolder = XString((folder + "/").c_str(), true);
+    run->versionFolder = X((folder + "/"));
     run->encoderName = u"Wave";
     run->inputFile = u"/music/song.flac";
   }
@@ -48,7 +48,7 @@ class TvTagPrepTest : public TvRunPhaseTest {
   }
 
   static std::string Value(const XTagList& list, const char16_t* key) {
-    return Utf8(list.GetValue(XString(key)));
+    return U8(list.GetValue(XString(key)));
   }
 
   std::optional<ScopedEnv> config;
@@ -67,8 +67,8 @@ TEST_F(TvTagPrepTest, OptionsWinOverSourceAndMalformedOnesArePassedOver) {
   EXPECT_EQ(Value(tags, u"Album"), "first");
   EXPECT_EQ(tags.Count(), 5);  // Artist, Comment, Genre twice, Album once
   EXPECT_EQ(tags.Find(XString(u"noequals")), nullptr);
-  EXPECT_EQ(Utf8(tags.At(2).value), "g1");
-  EXPECT_EQ(Utf8(tags.At(3).value), "g2");
+  EXPECT_EQ(U8(tags.At(2).value), "g1");
+  EXPECT_EQ(U8(tags.At(3).value), "g2");
 }
 
 TEST_F(TvTagPrepTest, ConversionTagsAreRefreshedOnlyWhenPresent) {
@@ -88,7 +88,7 @@ TEST_F(TvTagPrepTest, ConversionTagsAreRefreshedOnlyWhenPresent) {
   EXPECT_EQ(Value(tags, u"Encoder"), "Abc encoder 1.3");
   EXPECT_EQ(Value(tags, u"Encoder Settings"), "-q 5");
   EXPECT_EQ(tags.Find(XString(u"Encoding Tool")), nullptr);
-  EXPECT_EQ(Utf8(tags.At(tags.Count() - 1).key), "Encoder Settings");  // re-added at the end
+  EXPECT_EQ(U8(tags.At(tags.Count() - 1).key), "Encoder Settings");  // re-added at the end
 
   // Without the tags, no version file is read and nothing arises.
   run->tagList.Clear();

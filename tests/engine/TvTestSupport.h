@@ -1,18 +1,17 @@
-// Shared test support for the engine: a temporary folder per test, file helpers, phase access.
+// Engine test support: the phases of a run built without running, and scripted child runs.
 #pragma once
 #include "engine/TvTransmill.h"
+#include "tests/support/ChildRun.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TestText.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 // Reaches the private phases of a run that was built without running.
 struct TvTransmillTestAccess {
@@ -28,15 +27,8 @@ struct TvTransmillTestAccess {
   }
   static bool Parse(TvTransmill& t) { return t.ParseCommandLine(); }
   static XString Strip(TvTransmill& t) { return t.StripTransmillCmds(); }
-
-  // Phases of the conversion run.
   static void ApplyOutputNameRules(TvTransmill& t) { t.ApplyOutputNameRules(); }
   static void OverwriteOutput(TvTransmill& t, int32_t& tagWord) { t.OverwriteOutput(tagWord); }
-  static void CheckOutputSize(TvTransmill& t) { t.CheckOutputSize(); }
-  static bool ReadStdinOptions(TvTransmill& t, uint32_t& rate, uint32_t& channels, uint32_t& bits,
-                               uint32_t& length) {
-    return t.ReadStdinOptions(rate, channels, bits, length);
-  }
   static void ReadStdinTags(TvTransmill& t, TvOpenInfo* info) { t.ReadStdinTags(info); }
   static bool ReadStdinBlock(TvTransmill& t, TvAudioBlock* block) {
     return t.ReadStdinBlock(block);
@@ -45,97 +37,108 @@ struct TvTransmillTestAccess {
   static void PrepareTags(TvTransmill& t, const void* block, uint32_t size) {
     t.PrepareTags(block, size);
   }
-  static bool IDTagWriter(TvTransmill& t, const XString& path, void* tags, uint32_t size) {
-    return t.IDTagWriter(path, tags, size);
-  }
-  static void CollectOutputNames(TvTransmill& t, XStringList& names) {
-    t.CollectOutputNames(names);
-  }
 };
 
-inline std::string Utf8(const XString& text) { return text.ToUtf8String(); }
+inline std::string ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
 
-inline std::string Utf8(const std::u16string& text) { return Utf8(XString(text.c_str())); }
-
-// A unique folder below the system's temporary folder, removed with everything in it.
+// A folder of the test's own, removed with everything in it.
 class TvTempFolderTest : public ::testing::Test {
  protected:
-  void SetUp() override { folder = scratch.Folder(); }
+  std::string PathOf(const std::string& name) const { return scratch / name; }
+  static void WriteBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+  }
+
   ScratchFolder scratch;
-
-  std::string PathOf(const std::string& name) const { return folder + "/" + name; }
-
-  void WriteBytes(const std::string& path, const std::string& bytes) const {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    ASSERT_TRUE(out.good()) << path;
-  }
-
-  static std::string ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
-
-  // UTF-16LE bytes of a UTF-8 text, with a byte-order mark when asked.
-  static std::string Utf16Bytes(const std::string& utf8, bool bom) {
-    XString text(utf8.c_str(), true);
-    std::string bytes = bom ? std::string("\xFF\xFE", 2) : std::string();
-    for (int i = 0; i < text.Length(); i++) {
-      const char16_t unit = text.CStr()[i];
-      bytes.push_back(static_cast<char>(unit & 0xFF));
-      bytes.push_back(static_cast<char>(unit >> 8));
-    }
-    return bytes;
-  }
-
-  // A file's bytes read as UTF-16LE text.
-  static std::u16string ReadUtf16(const std::string& path) {
-    const std::string bytes = ReadBytes(path);
-    std::u16string text;
-    for (size_t i = 0; i + 1 < bytes.size(); i += 2)
-      text.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
-                                           (static_cast<unsigned char>(bytes[i + 1]) << 8)));
-    return text;
-  }
-
-  std::string folder;
+  const std::string folder = scratch.Folder();
 };
 
 // A run built without running, whose console, error and log channels go to files of the test.
 class TvRunPhaseTest : public TvTempFolderTest {
  protected:
   void SetUp() override {
-    TvTempFolderTest::SetUp();
     run = TvTransmillTestAccess::Make();
-    run->stdOut.OpenCreate(XString(PathOf("out.txt").c_str(), true));
-    run->stdErr.OpenCreate(XString(PathOf("err.txt").c_str(), true));
+    run->stdOut.OpenCreate(X(PathOf("out.txt")));
+    run->stdErr.OpenCreate(X(PathOf("err.txt")));
     run->CreateCapturePipes();
-    logFile.OpenCreate(XString(PathOf("log.txt").c_str(), true));
+    logFile.OpenCreate(X(PathOf("log.txt")));
     run->logHandles.logHandle = logFile.Handle();
   }
-  void TearDown() override {
-    run.reset();
-    logFile.Close();
-    TvTempFolderTest::TearDown();
-  }
+  void TearDown() override { run.reset(); }
 
   // Tokenises option text as a command file would and parses it.
-  bool ParseText(const char16_t* text) {
-    run->Parse(text, 1);
+  bool ParseText(const std::string& text) {
+    run->Parse(X(text), 1);
     return TvTransmillTestAccess::Parse(*run);
   }
-
-  // Both read what the output relay has passed on, after one drain of the pipes.
+  // What the output relay has passed on, after one drain of the pipes.
   std::string Out() const {
     run->RelayStep();
-    return Utf8(ReadUtf16(PathOf("out.txt")));
+    return FromUtf16Le(ReadBytes(PathOf("out.txt")));
   }
   std::string Err() const {
     run->RelayStep();
-    return Utf8(ReadUtf16(PathOf("err.txt")));
+    return FromUtf16Le(ReadBytes(PathOf("err.txt")));
   }
-  std::string LogText() const { return Utf8(ReadUtf16(PathOf("log.txt"))); }
+  std::string LogText() const { return FromUtf16Le(ReadBytes(PathOf("log.txt"))); }
 
   std::unique_ptr<TvTransmill> run;
   XFile logFile;
+};
+
+// Runs of in.tvt through the scripted decoder and encoder, whose calls land in calls.txt.
+class TvScriptRunTest : public TvTempFolderTest {
+ protected:
+  void SetUp() override {
+    child.InstallScriptCodecs();
+    WriteBytes(PathOf("in.tvt"), "source");
+  }
+
+  ChildResult Run(const std::vector<std::string>& args, std::vector<std::string> env = {}) {
+    std::filesystem::remove(PathOf("calls.txt"));
+    env.push_back("TVTEST_CALLS=" + PathOf("calls.txt"));
+    return child.Run(args, input, env);
+  }
+  // A console run of in.tvt to the output, with the scripted plug-ins set by env.
+  ChildResult Convert(const std::string& output, const std::vector<std::string>& env,
+                      const std::vector<std::string>& moreArgs = {}) {
+    std::vector<std::string> args = {"-infile=" + PathOf("in.tvt"), "-outfile=" + output,
+                                     "-convert_to=testenc"};
+    args.insert(args.end(), moreArgs.begin(), moreArgs.end());
+    return Run(args, env);
+  }
+  // The same through a UTF-8 command file: a host's run.
+  ChildResult HostConvert(const std::string& output, const std::vector<std::string>& env,
+                          const std::string& moreOptions = "") {
+    WriteBytes(PathOf("c.tvcmd8"), "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + output +
+                                       "\" -convert_to=testenc " + moreOptions);
+    return Run({"-tvcmd8=" + PathOf("c.tvcmd8")}, env);
+  }
+
+  // Calls that start with prefix, in order.
+  std::vector<std::string> CallsOf(const std::string& prefix = "") const {
+    std::istringstream in(ReadBytes(PathOf("calls.txt")));
+    std::vector<std::string> found;
+    for (std::string line; std::getline(in, line);)
+      if (line.rfind(prefix, 0) == 0) found.push_back(line);
+    return found;
+  }
+  bool Called(const std::string& prefix) const { return !CallsOf(prefix).empty(); }
+  bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
+  // The bytes the scripted decoder gives: each byte is its position in the stream.
+  static std::string StreamBytes(size_t from, size_t count) {
+    std::string bytes(count, '\0');
+    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(from + i);
+    return bytes;
+  }
+  // A name no other test uses at the same time.
+  std::string UniqueName(const std::string& what) const {
+    return "tvtest-" + what + "-" + std::filesystem::path(folder).filename().string();
+  }
+
+  ChildRun child{folder};
+  ChildInput input;
 };

@@ -23,7 +23,7 @@ class TvWatchdogTest : public TvRunPhaseTest {
     const std::string text = "-infile=a -outfile=b -convert_to=c -evtquit=" + quit +
                              " -evtafterconvseterror=" + afterError + " -evtwatchdog=" + watchdog +
                              " -shrbytesencoded=" + counter;
-    return ParseText(XString(text.c_str(), true).CStr());
+    return ParseText(text);
   }
   std::string quit = Unique("quit"), afterError = Unique("err"), watchdog = Unique("wd"),
               counter = Unique("bytes");
@@ -98,7 +98,7 @@ TEST_F(TvWatchdogTest, CounterIsEightLittleEndianBytes) {
 }
 
 TEST_F(TvWatchdogTest, WithoutOptionsNothingIsOpenAndNothingHappens) {
-  ASSERT_TRUE(ParseText(u"-infile=a -outfile=b -convert_to=c -evtquit="));
+  ASSERT_TRUE(ParseText("-infile=a -outfile=b -convert_to=c -evtquit="));
   EXPECT_FALSE(run->quitEvent.IsOpen());
   EXPECT_FALSE(run->watchdogEvent.IsOpen());
   EXPECT_FALSE(run->bytesEncodedShare.IsOpen());
