@@ -27,48 +27,33 @@ ProbeResult RunProbe(const char* word) {
   return r;
 }
 
-TEST(TvPriorityTest, WordsMapToThreadPriorityAndClass) {
-  EXPECT_EQ(TvPriorityOf(u"LOW").threadPriority, -1);
-  EXPECT_EQ(TvPriorityOf(u"low").priorityClass, 32u);
-  EXPECT_EQ(TvPriorityOf(u"Idle").threadPriority, -15);
-  EXPECT_EQ(TvPriorityOf(u"idle").priorityClass, 64u);
-  EXPECT_EQ(TvPriorityOf(u"high").threadPriority, 1);
-  EXPECT_EQ(TvPriorityOf(u"high").priorityClass, 32u);
-  EXPECT_EQ(TvPriorityOf(u"highest").threadPriority, 0);
-  EXPECT_EQ(TvPriorityOf(u"").priorityClass, 32u);
-  EXPECT_EQ(TvPriorityOf(nullptr).threadPriority, 0);
+TEST(TvPriorityTest, WordsMapToThreadPriorityAndClassAndNumbersToMasks) {
+  const struct {
+    const char16_t* word;
+    int thread;
+    uint32_t priorityClass;
+  } words[] = {{u"LOW", -1, 32},    {u"Idle", -15, 64}, {u"high", 1, 32},
+               {u"highest", 0, 32}, {u"", 0, 32},       {nullptr, 0, 32}};
+  for (const auto& w : words) {
+    EXPECT_EQ(TvPriorityOf(w.word).threadPriority, w.thread) << w.thread;
+    EXPECT_EQ(TvPriorityOf(w.word).priorityClass, w.priorityClass) << w.thread;
+  }
+  const std::pair<int, uint32_t> masks[] = {{-3, 1},           {0, 1}, {1, 1}, {2, 2},
+                                            {32, 0x80000000u}, {33, 0}};
+  for (const auto& [number, mask] : masks) EXPECT_EQ(TvProcessorMask(number), mask) << number;
 }
 
-TEST(TvPriorityTest, ProcessorNumbersMakeOneBitMasks) {
-  EXPECT_EQ(TvProcessorMask(-3), 1u);
-  EXPECT_EQ(TvProcessorMask(0), 1u);
-  EXPECT_EQ(TvProcessorMask(1), 1u);
-  EXPECT_EQ(TvProcessorMask(2), 2u);
-  EXPECT_EQ(TvProcessorMask(32), 0x80000000u);
-  EXPECT_EQ(TvProcessorMask(33), 0u);
-}
-
-TEST(TvPriorityTest, LowMakesTheMainThreadNicerThanTheOthers) {
-  const ProbeResult r = RunProbe("low");
-  ASSERT_NE(r.idle, -1);
-  EXPECT_EQ(r.main, std::min(19, r.start + 5));
-  EXPECT_EQ(r.other, r.start);
-  EXPECT_EQ(r.idle, 0);
-}
-
-TEST(TvPriorityTest, IdleMakesTheProcessNicestAndTheMainThreadIdle) {
-  const ProbeResult r = RunProbe("IDLE");
-  ASSERT_NE(r.idle, -1);
-  EXPECT_EQ(r.other, 19);
-  EXPECT_EQ(r.idle, 1);
-}
-
-TEST(TvPriorityTest, AnUnknownWordLeavesEverythingNormal) {
-  const ProbeResult r = RunProbe("turbo");
-  ASSERT_NE(r.idle, -1);
-  EXPECT_EQ(r.main, r.start);
-  EXPECT_EQ(r.other, r.start);
-  EXPECT_EQ(r.idle, 0);
+// Low makes the main thread nicer than the others; idle makes the process nicest and the main
+// thread idle; an unknown word leaves everything normal.
+TEST(TvPriorityTest, WordsSetNiceValuesSeenFromAnotherProcess) {
+  for (const char* word : {"low", "IDLE", "turbo"}) {
+    const ProbeResult r = RunProbe(word);
+    ASSERT_NE(r.idle, -1) << word;
+    const bool low = word[0] == 'l', idle = word[0] == 'I';
+    if (!idle) EXPECT_EQ(r.main, low ? std::min(19, r.start + 5) : r.start) << word;
+    EXPECT_EQ(r.other, idle ? 19 : r.start) << word;
+    EXPECT_EQ(r.idle, idle ? 1 : 0) << word;
+  }
 }
 
 using TvPriorityRunTest = TvRunPhaseTest;

@@ -2,13 +2,8 @@
 #include "sdk/tv_named.h"
 #include "tests/engine/TvTestSupport.h"
 
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <atomic>
 #include <string>
-
-extern char** environ;
 
 namespace {
 
@@ -28,18 +23,6 @@ class TvWatchdogTest : public TvRunPhaseTest {
   std::string quit = Unique("quit"), afterError = Unique("err"), watchdog = Unique("wd"),
               counter = Unique("bytes");
 };
-
-// Runs the probe that resets the event and waits for it; its exit code.
-int Probe(const std::string& eventName, const char* milliseconds) {
-  const std::string program = TV_TEST_BIN_DIR "/tv_watchdog_probe";
-  char* argv[] = {const_cast<char*>(program.c_str()), const_cast<char*>(eventName.c_str()),
-                  const_cast<char*>(milliseconds), nullptr};
-  pid_t pid = 0;
-  if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv, environ) != 0) return -1;
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 TEST_F(TvWatchdogTest, EventsMadeByTheHostAreSeenByTheRun) {
   tv_event* hostQuit = tv_event_create(quit.c_str(), nullptr);
@@ -106,17 +89,6 @@ TEST_F(TvWatchdogTest, WithoutOptionsNothingIsOpenAndNothingHappens) {
   run->SignOfLife();
   run->PublishBytesEncoded(1);
   run->StartSignOfLife();
-  EXPECT_FALSE(run->signOfLifeThread.IsRunning());
-}
-
-TEST_F(TvWatchdogTest, SignOfLifeIsSeenFromAnotherProcess) {
-  ASSERT_TRUE(ParseWithNames());
-  EXPECT_EQ(Probe(watchdog, "300"), 1);  // nobody sets it yet
-  run->StartSignOfLife();
-  ASSERT_TRUE(run->signOfLifeThread.IsRunning());
-  EXPECT_EQ(Probe(watchdog, "10000"), 0);
-  EXPECT_EQ(Probe(watchdog, "10000"), 0);  // and again after the host reset it
-  run->StopSignOfLife();
   EXPECT_FALSE(run->signOfLifeThread.IsRunning());
 }
 
