@@ -40,7 +40,7 @@ TEST_F(TvCommandFileTest, DashAloneAsArgumentIsStandardInput) {
   const char* argv[] = {"transmill", "-infile=-", "-outfile", "o.wav", "-convert_to", "enc"};
   TvTransmillTestAccess::Split(*run, 6, argv);
   ASSERT_TRUE(TvTransmillTestAccess::Parse(*run));
-  EXPECT_EQ(run->inputIsStdin, 1u);
+  EXPECT_EQ(Opts().inputIsStdin, 1u);
 }
 
 TEST_F(TvCommandFileTest, Utf16WithAndWithoutByteOrderMark) {
@@ -49,7 +49,7 @@ TEST_F(TvCommandFileTest, Utf16WithAndWithoutByteOrderMark) {
     EXPECT_EQ(run->Count(), 2);
     EXPECT_EQ(Value(u"infile"), "a ü.flac");
     EXPECT_EQ(Value(u"outfile"), "b.mp3");
-    EXPECT_EQ(run->hostMode, 1);
+    EXPECT_EQ(Opts().hostMode, 1);
   }
 }
 
@@ -111,7 +111,7 @@ TEST_F(TvCommandFileTest, WideFileIsLookedAtBeforeNarrow) {
 TEST_F(TvCommandFileTest, WithoutACommandFileNothingChanges) {
   run->Parse(u"-infile=a", 1);
   EXPECT_TRUE(TvTransmillTestAccess::ReadIfNamed(*run));
-  EXPECT_EQ(run->hostMode, 0);
+  EXPECT_EQ(Opts().hostMode, 0);
   EXPECT_EQ(Value(u"infile"), "a");
 }
 
@@ -136,11 +136,11 @@ TEST_F(TvCommandFileTest, UnusableFilesFailWithTheirLogLines) {
     logFile.Close();
     logFile.OpenCreate(X(PathOf("log.txt")));
     run = TvTransmillTestAccess::Make();
-    run->logHandles.logHandle = logFile.Handle();
+    Io().logHandles.logHandle = logFile.Handle();
     run->Parse(X(row.options), 1);
     EXPECT_FALSE(TvTransmillTestAccess::ReadIfNamed(*run)) << row.options;
     EXPECT_EQ(LogText(), row.log) << row.options;
-    EXPECT_EQ(run->hostMode, 0);
+    EXPECT_EQ(Opts().hostMode, 0);
   }
 }
 

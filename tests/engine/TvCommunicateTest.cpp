@@ -145,7 +145,7 @@ TEST_F(TvCommunicatePhaseTest, DecoderAsksFirstThenEncoderButNotForStandardInput
   };
   run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
   EXPECT_EQ(std::string(order.begin(), order.end()), "de");
-  run->inputIsStdin = 1;
+  Opts().inputIsStdin = 1;
   order.clear();
   run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
   EXPECT_EQ(std::string(order.begin(), order.end()), "e");

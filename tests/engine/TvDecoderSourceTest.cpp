@@ -13,10 +13,10 @@ class TvDecoderSourceTest : public TvRunPhaseTest {
     for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i * 7);
     content = bytes;
     WriteBytes(PathOf("raw.bin"), bytes);
-    ASSERT_TRUE(run->tempDspFile.OpenRead(X(PathOf("raw.bin"))));
-    run->tempDspLength = count;
-    run->tempDspFormat.SetPCM(2, 1000, 16);
-    if (extensible) run->tempDspFormat.ToExtensible();
+    ASSERT_TRUE(Dsps().tempFile.OpenRead(X(PathOf("raw.bin"))));
+    Dsps().tempLength = count;
+    Dsps().tempFormat.SetPCM(2, 1000, 16);
+    if (extensible) Dsps().tempFormat.ToExtensible();
   }
   TvAudioBlock Read(bool expectOk = true) {
     TvAudioBlock block;
@@ -53,11 +53,11 @@ TEST_F(TvDecoderSourceTest, LongerFileComesInHalfSecondsWithPositions) {
   EXPECT_EQ(block.msDuration, 500u);
   EXPECT_EQ(block.format.Format.wFormatTag, TV_FORMAT_EXTENSIBLE);
   EXPECT_EQ(block.format.Format.cbSize, 22u);
-  run->bytesEncoded += block.byteCount;
+  Dst().bytesEncoded += block.byteCount;
   block = Read();
   EXPECT_EQ(block.byteCount, 2000u);
   EXPECT_EQ(block.msPosition, 500u);
-  run->bytesEncoded += block.byteCount;
+  Dst().bytesEncoded += block.byteCount;
   block = Read();
   EXPECT_EQ(block.byteCount, 1000u);
   EXPECT_EQ(block.endOfStream, 1u);
@@ -66,7 +66,7 @@ TEST_F(TvDecoderSourceTest, LongerFileComesInHalfSecondsWithPositions) {
 
 TEST_F(TvDecoderSourceTest, FileThatEndsEarlyIsAReadError) {
   ReadBackFile(100);
-  run->tempDspLength = 4000;  // more than the file holds
+  Dsps().tempLength = 4000;  // more than the file holds
   Read();
   const TvAudioBlock block = Read(false);
   EXPECT_EQ(block.byteCount, 0u);

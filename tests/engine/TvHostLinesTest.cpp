@@ -21,7 +21,7 @@ TEST_F(TvHostLinesTest, BarRoundsDownStopsAtSixtyAndGoesBackOnlyAfterAReset) {
 }
 
 TEST_F(TvHostLinesTest, ActionsNameTheOutputWithoutFolderAndExtension) {
-  run->hostMode = 1;
+  Opts().hostMode = 1;
   run->SendAction(XString(u"Rendering For DSPs..."));
   run->SendEncodingAction(XString(u"/music/a.b/Song.v2.flac"));
   run->SendTagWritingAction(XString(u"/music/x/Track 01.mp3"));
@@ -34,7 +34,7 @@ TEST_F(TvHostLinesTest, ActionsNameTheOutputWithoutFolderAndExtension) {
 }
 
 TEST_F(TvHostLinesTest, PercentDoneOnlyRisesNeverSaysZeroAndStopsAtOneHundred) {
-  run->hostMode = 1;
+  Opts().hostMode = 1;
   run->ResetProgress();
   for (uint32_t p : {0u, 1u, 1u, 0u, 50u, 49u, 250u, 100u}) run->ShowProgress(p);
   EXPECT_EQ(Out(),
@@ -43,7 +43,7 @@ TEST_F(TvHostLinesTest, PercentDoneOnlyRisesNeverSaysZeroAndStopsAtOneHundred) {
 }
 
 TEST_F(TvHostLinesTest, ActionTextsAreSentOnceAndKeepMemoriesOfTheirOwn) {
-  run->hostMode = 1;
+  Opts().hostMode = 1;
   run->SendActionInput(u"Reading");
   run->SendActionInput(u"Reading");
   run->SendActionOutput(u"Reading");
@@ -58,7 +58,7 @@ TEST_F(TvHostLinesTest, ActionTextsAreSentOnceAndKeepMemoriesOfTheirOwn) {
 }
 
 TEST_F(TvHostLinesTest, NothingIsSentOutsideHostMode) {
-  run->silent = 1;
+  Opts().silent = 1;
   run->SendMsLen(5);
   run->SendAction(XString(u"x"));
   run->SendActionInput(u"x");

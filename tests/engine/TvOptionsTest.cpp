@@ -8,9 +8,9 @@ const std::string kComplete = "-infile=in.flac -outfile=out.mp3 -convert_to=enc 
 class TvOptionsTest : public TvRunPhaseTest {
  protected:
   bool ParseWith(const std::string& more) { return ParseText(kComplete + more); }
-  std::vector<std::string> Dsps() const {
+  std::vector<std::string> Chain() const {
     std::vector<std::string> entries;
-    for (const auto& entry : run->dspEffects)
+    for (const auto& entry : Dsps().effects)
       entries.push_back(U8(entry->name) + "=" + U8(entry->options));
     return entries;
   }
@@ -52,52 +52,52 @@ TEST_F(TvOptionsTest, ValuesAreKeptForLaterPhases) {
       ParseText("-InFile=a -OUTFILE=b -Convert_To=c -outfile=second -silent -evtquit=Q "
                 "-evtafterconvseterror=E -evtwatchdog=W -processor=3 -shrbytesencoded=S "
                 "-tmpfolder=\"/a b\" -batchid=42 -NoIdTag"));
-  EXPECT_EQ(U8(run->inputFile), "a");
-  EXPECT_EQ(U8(run->outputFile), "b");
-  EXPECT_EQ(U8(run->tagLoadFile), "b");
-  EXPECT_EQ(U8(run->encoderName), "c");
-  EXPECT_EQ(run->writeTags, 0u);
-  EXPECT_EQ(run->silent, 1);
-  EXPECT_EQ(run->inputIsStdin, 0u);
-  EXPECT_EQ(U8(run->quitEventName), "Q");
-  EXPECT_EQ(U8(run->afterConvErrorEventName), "E");
-  EXPECT_EQ(U8(run->watchdogEventName), "W");
-  EXPECT_EQ(run->processorNumber, 3u);
-  EXPECT_EQ(U8(run->bytesEncodedShareName), "S");
-  EXPECT_EQ(U8(run->tmpFolder), "/a b/");
-  EXPECT_EQ(run->batchId, 42u);
-  EXPECT_EQ(run->batchAuto, 0);
+  EXPECT_EQ(U8(Opts().inputFile), "a");
+  EXPECT_EQ(U8(Opts().outputFile), "b");
+  EXPECT_EQ(U8(Opts().tagLoadFile), "b");
+  EXPECT_EQ(U8(Opts().encoderName), "c");
+  EXPECT_EQ(Opts().writeTags, 0u);
+  EXPECT_EQ(Opts().silent, 1);
+  EXPECT_EQ(Opts().inputIsStdin, 0u);
+  EXPECT_EQ(U8(Opts().quitEventName), "Q");
+  EXPECT_EQ(U8(Opts().afterConvErrorEventName), "E");
+  EXPECT_EQ(U8(Opts().watchdogEventName), "W");
+  EXPECT_EQ(Opts().processorNumber, 3u);
+  EXPECT_EQ(U8(Opts().bytesEncodedShareName), "S");
+  EXPECT_EQ(U8(Opts().tmpFolder), "/a b/");
+  EXPECT_EQ(Opts().batchId, 42u);
+  EXPECT_EQ(Opts().batchAuto, 0);
   EXPECT_EQ(Out() + Err(), "");
 
   run = TvTransmillTestAccess::Make();
   ASSERT_TRUE(ParseWith("-tmpfolder=/x/ -fntousefortagloaddec=t.flac -batchid=abc"));
-  EXPECT_EQ(U8(run->tmpFolder), "/x/");
-  EXPECT_EQ(U8(run->tagLoadFile), "t.flac");
-  EXPECT_EQ(run->writeTags, 1u);
-  EXPECT_EQ(run->silent, 0);
-  EXPECT_EQ(run->batchId, 0u);
+  EXPECT_EQ(U8(Opts().tmpFolder), "/x/");
+  EXPECT_EQ(U8(Opts().tagLoadFile), "t.flac");
+  EXPECT_EQ(Opts().writeTags, 1u);
+  EXPECT_EQ(Opts().silent, 0);
+  EXPECT_EQ(Opts().batchId, 0u);
 
   run = TvTransmillTestAccess::Make();
-  run->hostMode = 1;  // always silent
+  Opts().hostMode = 1;  // always silent
   ASSERT_TRUE(ParseWith("-evtquit -tmpfolder -batchid -processor -fntousefortagloaddec"));
-  EXPECT_EQ(run->silent, 1);
-  EXPECT_EQ(U8(run->quitEventName), "");
-  EXPECT_EQ(U8(run->tmpFolder), "");
-  EXPECT_EQ(U8(run->tagLoadFile), "");
-  EXPECT_EQ(run->batchId, 0u);
-  EXPECT_EQ(run->processorNumber, 0u);
+  EXPECT_EQ(Opts().silent, 1);
+  EXPECT_EQ(U8(Opts().quitEventName), "");
+  EXPECT_EQ(U8(Opts().tmpFolder), "");
+  EXPECT_EQ(U8(Opts().tagLoadFile), "");
+  EXPECT_EQ(Opts().batchId, 0u);
+  EXPECT_EQ(Opts().processorNumber, 0u);
 }
 
 TEST_F(TvOptionsTest, AutomaticBatchComposesTheEffectsWithQuotesEscaped) {
   ASSERT_TRUE(ParseWith("-batchid=AuTo -dspeffect1=\"a=x{qt}y\" -dspeffect2=\"b=\""));
-  EXPECT_EQ(run->batchAuto, 1);
-  EXPECT_EQ(U8(run->batchCommand), " -dspeffect1=\"a=x{qt}y\" -dspeffect2=\"b=\"");
+  EXPECT_EQ(Opts().batchAuto, 1);
+  EXPECT_EQ(U8(Opts().batchCommand), " -dspeffect1=\"a=x{qt}y\" -dspeffect2=\"b=\"");
 }
 
 TEST_F(TvOptionsTest, ErrorFileThatCannotBeMadeLosesTheText) {
   EXPECT_FALSE(ParseText("-infile=a -errorfile=\"" + PathOf("no/such/e.txt") + "\""));
-  EXPECT_EQ(run->errorFileGiven, 1);
-  EXPECT_FALSE(run->stdErr.IsOpen());
+  EXPECT_EQ(Opts().errorFileGiven, 1);
+  EXPECT_FALSE(Io().stdErr.IsOpen());
 }
 
 TEST_F(TvOptionsTest, DspListTakesNumbersUpToTheFirstGapAndReplayGainLast) {
@@ -115,11 +115,11 @@ TEST_F(TvOptionsTest, DspListTakesNumbersUpToTheFirstGapAndReplayGainLast) {
   for (const auto& row : rows) {
     run = TvTransmillTestAccess::Make();
     ASSERT_TRUE(ParseWith(row.options));
-    EXPECT_EQ(Dsps(), row.chain) << row.options;
+    EXPECT_EQ(Chain(), row.chain) << row.options;
   }
-  EXPECT_EQ(run->dspEffects[0]->binding, nullptr);
-  EXPECT_TRUE(run->dspEffects[0]->enabled);
-  EXPECT_FALSE(run->dspEffects[0]->isLive);
+  EXPECT_EQ(Dsps().effects[0]->binding, nullptr);
+  EXPECT_TRUE(Dsps().effects[0]->enabled);
+  EXPECT_FALSE(Dsps().effects[0]->isLive);
 }
 
 TEST_F(TvOptionsTest, PresetFileComesBeforeTheOptionsAndAnUnreadableOneIsIgnored) {
@@ -128,13 +128,13 @@ TEST_F(TvOptionsTest, PresetFileComesBeforeTheOptionsAndAnUnreadableOneIsIgnored
                      "-dspeffect4=\"second=line\"",
                      true));
   ASSERT_TRUE(ParseWith("-dspeffect1=c=3 -dsppreset=\"" + PathOf("p.txt") + "\""));
-  EXPECT_EQ(Dsps(), (std::vector<std::string>{"p=1", "q=2", "c=3", "ReplayGain="}));
+  EXPECT_EQ(Chain(), (std::vector<std::string>{"p=1", "q=2", "c=3", "ReplayGain="}));
   EXPECT_EQ(Strip(), "");  // the chain has four members, so four numbers are the engine's
   WriteBytes(PathOf("empty.txt"), "");
   for (const std::string name : {"missing.txt", "empty.txt"}) {
     run = TvTransmillTestAccess::Make();
     ASSERT_TRUE(ParseWith("-dspeffect1=c= -dsppreset=\"" + PathOf(name) + "\""));
-    EXPECT_EQ(Dsps(), (std::vector<std::string>{"c="})) << name;
+    EXPECT_EQ(Chain(), (std::vector<std::string>{"c="})) << name;
   }
 }
 

@@ -52,7 +52,7 @@ TEST_F(TvPreCacheRunTest, RegistrySwitchOrStandardInputSkipsTheRead) {
   EXPECT_FALSE(run->PreCacheRead());
   ASSERT_TRUE(XRegistry::WriteDWORD(0, u"tVHNoPreCache"));
   EXPECT_TRUE(run->PreCacheRead());
-  run->inputIsStdin = 1;
+  Opts().inputIsStdin = 1;
   EXPECT_FALSE(run->PreCacheRead());
 }
 

@@ -15,10 +15,10 @@ class TvStdinSourceTest : public TvRunPhaseTest {
   void AttachPipe(uint16_t channels, uint32_t rate, uint16_t bits) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    run->stdinPipe.Attach(ends[0], XInvalidHandle);
+    Src().stdinPipe.Attach(ends[0], XInvalidHandle);
     pipeRead = ends[0];
     writeEnd = ends[1];
-    run->stdinFormat.SetPCM(channels, rate, bits);
+    Src().stdinFormat.SetPCM(channels, rate, bits);
   }
   void Write(size_t count) {
     std::string bytes(count, '\0');
@@ -78,7 +78,7 @@ TEST_F(TvStdinSourceTest, WaitingBytesComeAsOneBlockWithFormatAndTimes) {
   EXPECT_EQ(block.format.Format.nBlockAlign, 4u);
   EXPECT_EQ(block.format.Format.nChannels, 2u);
   EXPECT_EQ(block.endOfStream, 0u);
-  run->bytesEncoded = 4000;
+  Dst().bytesEncoded = 4000;
   Write(8);
   EXPECT_EQ(Read().msPosition, 1000u);
 }

@@ -13,8 +13,13 @@
 #include <string>
 #include <vector>
 
-// Reaches the private phases of a run that was built without running.
+// Reaches the records and the private phases of a run that was built without running.
 struct TvTransmillTestAccess {
+  static TvRunOptions& Options(TvTransmill& t) { return t.opts; }
+  static TvRunDspChain& Dsps(TvTransmill& t) { return t.dsps; }
+  static TvRunChannels& Channels(TvTransmill& t) { return t.io; }
+  static TvRunSource& Source(TvTransmill& t) { return t.src; }
+  static TvRunOutput& Output(TvTransmill& t) { return t.dst; }
   static std::unique_ptr<TvTransmill> Make() {
     return std::unique_ptr<TvTransmill>(new TvTransmill(TvTransmill::NoRun{}));
   }
@@ -61,12 +66,18 @@ class TvRunPhaseTest : public TvTempFolderTest {
  protected:
   void SetUp() override {
     run = TvTransmillTestAccess::Make();
-    run->stdOut.OpenCreate(X(PathOf("out.txt")));
-    run->stdErr.OpenCreate(X(PathOf("err.txt")));
+    Io().stdOut.OpenCreate(X(PathOf("out.txt")));
+    Io().stdErr.OpenCreate(X(PathOf("err.txt")));
     run->CreateCapturePipes();
     logFile.OpenCreate(X(PathOf("log.txt")));
-    run->logHandles.logHandle = logFile.Handle();
+    Io().logHandles.logHandle = logFile.Handle();
   }
+
+  TvRunOptions& Opts() const { return TvTransmillTestAccess::Options(*run); }
+  TvRunDspChain& Dsps() const { return TvTransmillTestAccess::Dsps(*run); }
+  TvRunChannels& Io() const { return TvTransmillTestAccess::Channels(*run); }
+  TvRunSource& Src() const { return TvTransmillTestAccess::Source(*run); }
+  TvRunOutput& Dst() const { return TvTransmillTestAccess::Output(*run); }
   void TearDown() override { run.reset(); }
 
   // Tokenises option text as a command file would and parses it.

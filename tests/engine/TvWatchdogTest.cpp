@@ -82,14 +82,14 @@ TEST_F(TvWatchdogTest, CounterIsEightLittleEndianBytes) {
 
 TEST_F(TvWatchdogTest, WithoutOptionsNothingIsOpenAndNothingHappens) {
   ASSERT_TRUE(ParseText("-infile=a -outfile=b -convert_to=c -evtquit="));
-  EXPECT_FALSE(run->quitEvent.IsOpen());
-  EXPECT_FALSE(run->watchdogEvent.IsOpen());
-  EXPECT_FALSE(run->bytesEncodedShare.IsOpen());
+  EXPECT_FALSE(Io().quitEvent.IsOpen());
+  EXPECT_FALSE(Io().watchdogEvent.IsOpen());
+  EXPECT_FALSE(Io().bytesEncodedShare.IsOpen());
   EXPECT_FALSE(run->QuitRequested());
   run->SignOfLife();
   run->PublishBytesEncoded(1);
   run->StartSignOfLife();
-  EXPECT_FALSE(run->signOfLifeThread.IsRunning());
+  EXPECT_FALSE(Io().signOfLifeThread.IsRunning());
 }
 
 }  // namespace
