@@ -24,30 +24,6 @@ class TvWatchdogTest : public TvRunPhaseTest {
               counter = Unique("bytes");
 };
 
-TEST_F(TvWatchdogTest, EventsMadeByTheHostAreSeenByTheRun) {
-  tv_event* hostQuit = tv_event_create(quit.c_str(), nullptr);
-  tv_event* hostError = tv_event_create(afterError.c_str(), nullptr);
-  tv_event* hostWatchdog = tv_event_create(watchdog.c_str(), nullptr);
-  ASSERT_TRUE(hostQuit && hostError && hostWatchdog);
-  ASSERT_TRUE(ParseWithNames());
-  EXPECT_FALSE(run->QuitRequested());
-  EXPECT_FALSE(run->AfterConvErrorRequested());
-  tv_event_set(hostQuit);
-  EXPECT_TRUE(run->QuitRequested());
-  EXPECT_FALSE(run->AfterConvErrorRequested());
-  tv_event_set(hostError);
-  EXPECT_TRUE(run->AfterConvErrorRequested());
-  EXPECT_EQ(tv_event_is_set(hostWatchdog), 0);
-  run->SignOfLife();
-  EXPECT_EQ(tv_event_is_set(hostWatchdog), 1);
-  // The run never resets what it was given.
-  run.reset();
-  EXPECT_EQ(tv_event_is_set(hostQuit), 1);
-  tv_event_close(hostQuit);
-  tv_event_close(hostError);
-  tv_event_close(hostWatchdog);
-}
-
 TEST_F(TvWatchdogTest, EventsTheHostDidNotMakeAreCreatedByTheRun) {
   ASSERT_TRUE(ParseWithNames());
   int existed = 0;
