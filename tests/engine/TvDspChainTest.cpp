@@ -5,10 +5,10 @@
 
 namespace {
 
-class TvDspChainTest : public TvScriptRunTest {
+class TvDspChainTest : public ScriptRunTest {
  protected:
   void SetUp() override {
-    TvScriptRunTest::SetUp();
+    ScriptRunTest::SetUp();
     for (const char* name : {"A", "B", "C", "CPU Throttle"}) child.InstallScriptEffect(name);
   }
   // The chain as options: each entry "Name=parameters".

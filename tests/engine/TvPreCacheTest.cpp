@@ -8,7 +8,7 @@
 
 namespace {
 
-class TvPreCacheTest : public TvTempFolderTest {
+class TvPreCacheTest : public ScratchFolderTest {
  protected:
   uint32_t ReadsFor(size_t size) {
     const std::string path = PathOf("source.bin");

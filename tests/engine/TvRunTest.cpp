@@ -8,7 +8,7 @@
 
 namespace {
 
-using TvRunTest = TvScriptRunTest;
+using TvRunTest = ScriptRunTest;
 using Lines = std::vector<std::string>;
 
 const std::string kUsage =
@@ -416,7 +416,7 @@ TEST_F(TvRunTest, HostWatchesAWaitingRunAndStopsIt) {
 }
 
 // Tags go into the finished output through a decoder of its type, which the test decoder is.
-class TvTagRunTest : public TvScriptRunTest {
+class TvTagRunTest : public ScriptRunTest {
  protected:
   ChildResult Tagged(const std::string& output, Lines env, const Lines& args = {}) {
     env.insert(env.end(), {"TVTEST_WRITE_TAGS=1", "TVTEST_BLOCKS=400,600E",

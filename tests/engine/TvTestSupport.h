@@ -1,17 +1,12 @@
-// Engine test support: the phases of a run built without running, and scripted child runs.
+// Engine test support: the records and phases of a run built without running.
 #pragma once
 #include "engine/TvTransmill.h"
 #include "tests/support/ChildRun.h"
-#include "tests/support/ScratchFolder.h"
-#include "tests/support/TestText.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
-#include <vector>
 
 // Reaches the records and the private phases of a run that was built without running.
 struct TvTransmillTestAccess {
@@ -44,25 +39,8 @@ struct TvTransmillTestAccess {
   }
 };
 
-inline std::string ReadBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// A folder of the test's own, removed with everything in it.
-class TvTempFolderTest : public ::testing::Test {
- protected:
-  std::string PathOf(const std::string& name) const { return scratch / name; }
-  static void WriteBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-  }
-
-  ScratchFolder scratch;
-  const std::string folder = scratch.Folder();
-};
-
 // A run built without running, whose console, error and log channels go to files of the test.
-class TvRunPhaseTest : public TvTempFolderTest {
+class TvRunPhaseTest : public ScratchFolderTest {
  protected:
   void SetUp() override {
     run = TvTransmillTestAccess::Make();
@@ -98,58 +76,4 @@ class TvRunPhaseTest : public TvTempFolderTest {
 
   std::unique_ptr<TvTransmill> run;
   XFile logFile;
-};
-
-// Runs of in.tvt through the scripted decoder and encoder, whose calls land in calls.txt.
-class TvScriptRunTest : public TvTempFolderTest {
- protected:
-  void SetUp() override {
-    child.InstallScriptCodecs();
-    WriteBytes(PathOf("in.tvt"), "source");
-  }
-
-  ChildResult Run(const std::vector<std::string>& args, std::vector<std::string> env = {}) {
-    std::filesystem::remove(PathOf("calls.txt"));
-    env.push_back("TVTEST_CALLS=" + PathOf("calls.txt"));
-    return child.Run(args, input, env);
-  }
-  // A console run of in.tvt to the output, with the scripted plug-ins set by env.
-  ChildResult Convert(const std::string& output, const std::vector<std::string>& env,
-                      const std::vector<std::string>& moreArgs = {}) {
-    std::vector<std::string> args = {"-infile=" + PathOf("in.tvt"), "-outfile=" + output,
-                                     "-convert_to=testenc"};
-    args.insert(args.end(), moreArgs.begin(), moreArgs.end());
-    return Run(args, env);
-  }
-  // The same through a UTF-8 command file: a host's run.
-  ChildResult HostConvert(const std::string& output, const std::vector<std::string>& env,
-                          const std::string& moreOptions = "") {
-    WriteBytes(PathOf("c.tvcmd8"), "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + output +
-                                       "\" -convert_to=testenc " + moreOptions);
-    return Run({"-tvcmd8=" + PathOf("c.tvcmd8")}, env);
-  }
-
-  // Calls that start with prefix, in order.
-  std::vector<std::string> CallsOf(const std::string& prefix = "") const {
-    std::istringstream in(ReadBytes(PathOf("calls.txt")));
-    std::vector<std::string> found;
-    for (std::string line; std::getline(in, line);)
-      if (line.rfind(prefix, 0) == 0) found.push_back(line);
-    return found;
-  }
-  bool Called(const std::string& prefix) const { return !CallsOf(prefix).empty(); }
-  bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
-  // The bytes the scripted decoder gives: each byte is its position in the stream.
-  static std::string StreamBytes(size_t from, size_t count) {
-    std::string bytes(count, '\0');
-    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(from + i);
-    return bytes;
-  }
-  // A name no other test uses at the same time.
-  std::string UniqueName(const std::string& what) const {
-    return "tvtest-" + what + "-" + std::filesystem::path(folder).filename().string();
-  }
-
-  ChildRun child{folder};
-  ChildInput input;
 };
