@@ -131,9 +131,13 @@ TEST_F(TvDspChainTest, FailingEffectFailsTheRunButTheFinishStillRuns) {
   EXPECT_EQ(CallsOf("DSP_AfterConversion A"),
             std::vector<std::string>{"DSP_AfterConversion A failed 1"});
 
-  const ChildResult live =
-      Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1", "B=live,beginfail"}));
-  EXPECT_EQ(live.exitCode, 1);
+  // Live effects that fail to begin, on the rendered file or in the pump.
+  for (const std::vector<std::string>& chain :
+       {Chain({"A=add=1", "B=live,beginfail"}), Chain({"A=add=1", "B=live,fail"}),
+        Chain({"B=live,fail"})}) {
+    const ChildResult live = Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, chain);
+    EXPECT_EQ(live.exitCode, 1) << chain.back();
+  }
 }
 
 TEST_F(TvDspChainTest, EffectsLoadTwiceFromTheLastAndASecondLoadThatFailsDropsTheEntry) {
