@@ -26,7 +26,7 @@ class TvTransmill : public XArgList {
  private:
   friend struct TvTransmillTestAccess;
   struct NoRun {};
-  explicit TvTransmill(NoRun);  // fields only; the phases are called one by one
+  explicit TvTransmill(NoRun);  // records only; the phases are called one by one
 
   void InitFields();
   void Run(int argc, const char* const* argv);
