@@ -9,8 +9,8 @@
 void TvTransmill::SplitProcessCommandLine(int argc, const char* const* argv) {
   XStringList items;
   for (int i = 0; i < argc; i++) items.Add(XString(argv[i], true), 0);
-  Log(u"Splitting Command Line:", logHandles, nullptr, true, nullptr);
-  Log(items.ToCommandText().CStr(), logHandles, nullptr, true, nullptr);
+  Log(u"Splitting Command Line:", io.logHandles, nullptr, true, nullptr);
+  Log(items.ToCommandText().CStr(), io.logHandles, nullptr, true, nullptr);
   ParseArgv(argc, argv, 1);
 }
 
@@ -29,26 +29,27 @@ static bool CommandFileFailure(const TvHostContext& context, const char16_t* tex
 
 bool TvTransmill::ReadTvCommandFile(const XString& path, bool narrow) {
   XFile file;
-  if (!file.OpenRead(path)) return CommandFileFailure(logHandles, u"Error opening TvCmd File.");
+  if (!file.OpenRead(path)) return CommandFileFailure(io.logHandles, u"Error opening TvCmd File.");
   bool sizeFailed = false;
   const uint64_t size = static_cast<uint64_t>(file.Size(&sizeFailed));
-  if (sizeFailed || size == 0) return CommandFileFailure(logHandles, u"Error TvCmd File is Empty.");
+  if (sizeFailed || size == 0)
+    return CommandFileFailure(io.logHandles, u"Error TvCmd File is Empty.");
   const uint32_t length = static_cast<uint32_t>(size);
   const uint64_t room = uint64_t(length) + (narrow ? 1 : 4);
   if (room > 0xFFFFFFFFu)
-    return CommandFileFailure(logHandles, u"Error allocating TvCmd File Buffer.");
+    return CommandFileFailure(io.logHandles, u"Error allocating TvCmd File Buffer.");
 
   // Units rather than bytes, so the UTF-16 text is aligned; the zero fill ends the text.
   std::vector<char16_t> units;
   try {
     units.assign((room + 1) / 2, 0);
   } catch (const std::bad_alloc&) {
-    return CommandFileFailure(logHandles, u"Error allocating TvCmd File Buffer.");
+    return CommandFileFailure(io.logHandles, u"Error allocating TvCmd File Buffer.");
   }
   bool readFailed = false;
   const uint32_t got = file.Read(units.data(), length, 0, &readFailed);
   if (readFailed || got != length || size >= 0x100000000ull)
-    return CommandFileFailure(logHandles, u"Error reading TvCmd File.");
+    return CommandFileFailure(io.logHandles, u"Error reading TvCmd File.");
 
   XString text;
   if (narrow)
@@ -56,6 +57,6 @@ bool TvTransmill::ReadTvCommandFile(const XString& path, bool narrow) {
   else
     text = XString(units.data());
   Parse(text, 1);
-  hostMode = 1;
+  opts.hostMode = 1;
   return true;
 }

@@ -52,8 +52,10 @@ uint32_t TvRunDialogue(const TvDialoguePeer& asker, const TvDialoguePeer& decode
 
 void TvTransmill::Communicate(const char16_t* phase, const TvDialoguePeer& decoderPeer,
                               const TvDialoguePeer& encoderPeer) {
-  const bool decoderReachable = !inputIsStdin;
+  const bool decoderReachable = !opts.inputIsStdin;
   if (decoderReachable)
-    TvRunDialogue(decoderPeer, decoderPeer, encoderPeer, decoderReachable, phase, failed);
-  TvRunDialogue(encoderPeer, decoderPeer, encoderPeer, decoderReachable, phase, failed);
+    TvRunDialogue(decoderPeer, decoderPeer, encoderPeer, decoderReachable, phase,
+                  dst.conversion.failed);
+  TvRunDialogue(encoderPeer, decoderPeer, encoderPeer, decoderReachable, phase,
+                dst.conversion.failed);
 }

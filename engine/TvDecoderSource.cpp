@@ -13,9 +13,9 @@ constexpr uint64_t kReadBackMs = 500;
 }  // namespace
 
 bool TvTransmill::OpenDecoder(clTvDecoder& dec, TvOpenInfo* info) {
-  if (inputIsStdin) return OpenStandardInput(info);
+  if (opts.inputIsStdin) return OpenStandardInput(info);
   SendDecoderSetOptions(dec);
-  if (quitEventName.Length() != 0) dec.SetText(TV_KEY_EVENT_QUIT, quitEventName.CStr());
+  if (opts.quitEventName.Length() != 0) dec.SetText(TV_KEY_EVENT_QUIT, opts.quitEventName.CStr());
   return dec.Open(info) != 0;
 }
 
@@ -29,46 +29,47 @@ void TvTransmill::SendDecoderSetOptions(clTvDecoder& dec) {
 }
 
 bool TvTransmill::CloseDecoder(clTvDecoder& dec) {
-  if (inputIsStdin) return CloseStandardInput();
-  return dec.Close(&conversionRecord) != 0;
+  if (opts.inputIsStdin) return CloseStandardInput();
+  return dec.Close(&dst.conversion.info) != 0;
 }
 
 void TvTransmill::SettleDecodeQuality(clTvDecoder& dec, clTvEncoder& enc, const XString& settings) {
-  if (inputIsStdin) return;
+  if (opts.inputIsStdin) return;
   if (enc.GetWithText(TV_KEY_NEED_HQ_AUDIO, settings.CStr()) != 0)
     dec.SetText(TV_KEY_DECODE_AS, TV_DECODE_AS_HIGHEST);
 }
 
 bool TvTransmill::DecodeAudioBlock(clTvDecoder& dec, TvAudioBlock* block) {
-  if (tempDspFile.IsOpen()) return ReadBackBlock(block);
-  if (!inputIsStdin) return dec.DecodeBlock(block) != 0;
+  if (dsps.tempFile.IsOpen()) return ReadBackBlock(block);
+  if (!opts.inputIsStdin) return dec.DecodeBlock(block) != 0;
   return ReadStdinBlock(block);
 }
 
 // Half a second at a time from the file that non-live rendering left.
 bool TvTransmill::ReadBackBlock(TvAudioBlock* block) {
-  if (blockBytes.data == nullptr)
-    blockBytes.Resize(static_cast<uint32_t>(tempDspFormat.MsToBytes(kReadBackMs)));
-  if (blockBytes.data == nullptr) {
+  if (src.blockBytes.data == nullptr)
+    src.blockBytes.Resize(static_cast<uint32_t>(dsps.tempFormat.MsToBytes(kReadBackMs)));
+  if (src.blockBytes.data == nullptr) {
     ReportError(XString(u"Error allocating buffer"), kDecodeFunction);
     tvExitFlag = 1;
     return false;
   }
-  const uint32_t n = static_cast<uint32_t>(std::min<uint64_t>(blockBytes.size, tempDspLength));
-  if (n != 0 && tempDspFile.Read(blockBytes.data, n) == 0) {
+  const uint32_t n =
+      static_cast<uint32_t>(std::min<uint64_t>(src.blockBytes.size, dsps.tempLength));
+  if (n != 0 && dsps.tempFile.Read(src.blockBytes.data, n) == 0) {
     ReportError(XString(u"Error reading back from temporary DSP file."), kDecodeFunction);
     tvExitFlag = 1;
     return false;
   }
-  tempDspLength -= n;
+  dsps.tempLength -= n;
   const uint32_t formatBytes =
-      tempDspFormat.IsExtensible() ? TV_FORMAT_IMAGE_SIZE : TV_FORMAT_PLAIN_SIZE;
-  std::memcpy(&block->format, tempDspFormat.Format(), formatBytes);
-  block->bitRate = tempDspFormat.Format()->nAvgBytesPerSec * 8;
-  block->msDuration = tempDspFormat.BytesToMs(n);
+      dsps.tempFormat.IsExtensible() ? TV_FORMAT_IMAGE_SIZE : TV_FORMAT_PLAIN_SIZE;
+  std::memcpy(&block->format, dsps.tempFormat.Format(), formatBytes);
+  block->bitRate = dsps.tempFormat.Format()->nAvgBytesPerSec * 8;
+  block->msDuration = dsps.tempFormat.BytesToMs(n);
   block->byteCount = n;
-  block->data = blockBytes.data;
-  block->msPosition = tempDspFormat.BytesToMs(bytesEncoded);
-  block->endOfStream = tempDspLength == 0 ? 1 : 0;
+  block->data = src.blockBytes.data;
+  block->msPosition = dsps.tempFormat.BytesToMs(dst.bytesEncoded);
+  block->endOfStream = dsps.tempLength == 0 ? 1 : 0;
   return true;
 }

@@ -12,42 +12,43 @@ const char* const kLoadFunction = "TvTransmill::LoadDSPEffects";
 // binding that lives on. Only a failing probe is an error; a failing second load drops the
 // entry. From the last entry to the first, since entries may be removed.
 bool TvTransmill::LoadDSPEffects() {
-  for (size_t i = dspEffects.size(); i-- > 0;) {
-    clTvDSPEntry& entry = *dspEffects[i];
+  for (size_t i = dsps.effects.size(); i-- > 0;) {
+    clTvDSPEntry& entry = *dsps.effects[i];
     clTvDSP probe;
-    if (!clTvCodecHandler::LoadDSP(entry.name, probe, &logHandles)) {
+    if (!clTvCodecHandler::LoadDSP(entry.name, probe, &io.logHandles)) {
       ReportError(u"Error: Unable to load DSP Effect '" + entry.name + u"'.", kLoadFunction);
       return false;
     }
     entry.isLive = probe.GetWithText(TV_KEY_IS_LIVE, entry.options.CStr()) != 0;
     if (probe.GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, entry.options.CStr()) != 0)
-      keepReplayGainTags = 1;
+      opts.keepReplayGainTags = 1;
     auto binding = std::make_unique<clTvDSP>();
-    if (!clTvCodecHandler::LoadDSP(entry.name, *binding, &logHandles)) {
-      dspEffects.erase(dspEffects.begin() + static_cast<std::ptrdiff_t>(i));
+    if (!clTvCodecHandler::LoadDSP(entry.name, *binding, &io.logHandles)) {
+      dsps.effects.erase(dsps.effects.begin() + static_cast<std::ptrdiff_t>(i));
       continue;
     }
-    if (batchId != 0) binding->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(batchId));
-    entry.binding = binding.release();
+    if (opts.batchId != 0) binding->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(opts.batchId));
+    entry.binding = std::move(binding);
   }
   return true;
 }
 
 void TvTransmill::SetEventQuitOnDSPs() {
-  if (quitEventName.Length() == 0) return;
-  for (const auto& entry : dspEffects) {
+  if (opts.quitEventName.Length() == 0) return;
+  for (const auto& entry : dsps.effects) {
     if (!entry->enabled || entry->binding == nullptr) continue;
-    entry->binding->SetText(TV_KEY_EVENT_QUIT, quitEventName.CStr());
+    entry->binding->SetText(TV_KEY_EVENT_QUIT, opts.quitEventName.CStr());
   }
 }
 
 // Every enabled live effect is begun, even after one has failed.
 bool TvTransmill::BeginLiveDSPs() {
   bool begun = true;
-  for (const auto& entry : dspEffects) {
+  for (const auto& entry : dsps.effects) {
     if (!entry->enabled || !entry->isLive || entry->binding == nullptr) continue;
-    currentDsp = entry.get();
-    if (!entry->binding->BeginConversion(&conversionRecord, entry->options.CStr())) begun = false;
+    dsps.current = entry.get();
+    if (!entry->binding->BeginConversion(&dst.conversion.info, entry->options.CStr()))
+      begun = false;
   }
   return begun;
 }
@@ -55,10 +56,10 @@ bool TvTransmill::BeginLiveDSPs() {
 // Every live effect is ended, enabled or not.
 bool TvTransmill::EndLiveDSPs() {
   bool ended = true;
-  for (const auto& entry : dspEffects) {
+  for (const auto& entry : dsps.effects) {
     if (!entry->isLive || entry->binding == nullptr) continue;
-    currentDsp = entry.get();
-    if (!entry->binding->EndConversion(&conversionRecord)) ended = false;
+    dsps.current = entry.get();
+    if (!entry->binding->EndConversion(&dst.conversion.info)) ended = false;
   }
   return ended;
 }
@@ -66,14 +67,14 @@ bool TvTransmill::EndLiveDSPs() {
 // Each effect hears of every output, with the failed flag behind the record.
 bool TvTransmill::AfterConversionDSPs(const XStringList& names) {
   bool done = true;
-  for (const auto& entry : dspEffects) {
+  for (const auto& entry : dsps.effects) {
     if (entry->binding == nullptr) continue;
-    currentDsp = entry.get();
+    dsps.current = entry.get();
     for (int32_t index = 0; index < names.Count(); index++) {
       TvAfterConversionInfo copy = {};
-      copy.info = conversionRecord;
+      copy.info = dst.conversion.info;
       copy.info.outputFile = names[index].CStr();
-      copy.failed = failed;
+      copy.failed = dst.conversion.failed;
       if (!entry->binding->AfterConversion(&copy)) done = false;
     }
   }
@@ -81,8 +82,5 @@ bool TvTransmill::AfterConversionDSPs(const XStringList& names) {
 }
 
 void TvTransmill::UnloadDSPEffects() {
-  for (const auto& entry : dspEffects) {
-    delete entry->binding;
-    entry->binding = nullptr;
-  }
+  for (const auto& entry : dsps.effects) entry->binding.reset();
 }

@@ -36,76 +36,76 @@ XString TvClosingLine(uint64_t elapsedMs, double factor) {
 }
 
 void TvTransmill::Finish() {
-  Log(u"============= CONVERSION END =============", logHandles);
-  pumpElapsedMs = static_cast<uint32_t>(XTickCount() - pumpStartTicks);
-  Communicate(TV_PHASE_END_ENCODING, TvPeerOf(*decoder), TvPeerOf(*encoder));
-  if (!silent) {
+  Log(u"============= CONVERSION END =============", io.logHandles);
+  dst.pumpElapsedMs = static_cast<uint32_t>(XTickCount() - dst.pumpStartTicks);
+  Communicate(TV_PHASE_END_ENCODING, TvPeerOf(*src.decoder), TvPeerOf(*dst.encoder));
+  if (!opts.silent) {
     Print(XString(), true);
     Print(XString(), true);
   }
-  realtimeFactor = static_cast<double>(openInfo.msLength) /
-                   static_cast<double>(pumpElapsedMs != 0 ? pumpElapsedMs : 1);
-  if (!CloseDecoder(*decoder)) RaiseFailed();
+  dst.realtimeFactor = static_cast<double>(src.openInfo.msLength) /
+                       static_cast<double>(dst.pumpElapsedMs != 0 ? dst.pumpElapsedMs : 1);
+  if (!CloseDecoder(*src.decoder)) RaiseFailed();
   // The only moment at which the after-conversion error event counts.
   if (QuitRequested() || AfterConvErrorRequested()) RaiseFailed();
   if (!EndLiveDSPs()) RaiseFailed();
   int32_t tagWord = 0;
-  if (!encoder->EndConversion(&conversionRecord, &tagWord)) RaiseFailed();
-  if (!writeTags) tagWord = 0;
-  LogFileSizeCheck(tempOutputName.Length() != 0 ? u"(before overwrite final)" : u"",
+  if (!dst.encoder->EndConversion(&dst.conversion.info, &tagWord)) RaiseFailed();
+  if (!opts.writeTags) tagWord = 0;
+  LogFileSizeCheck(dst.tempOutputName.Length() != 0 ? u"(before overwrite final)" : u"",
                    NameWrittenTo());
-  if (tempOutputName.Length() != 0) OverwriteOutput(tagWord);
-  tempDspFile.Close();
-  tempDspFileName.Drop();
+  if (dst.tempOutputName.Length() != 0) OverwriteOutput(tagWord);
+  dsps.tempFile.Close();
+  dsps.tempName.Drop();
   CheckOutputSize();
   WriteTagsIfAsked(tagWord);
   XStringList names;
   CollectOutputNames(names);
-  Communicate(TV_PHASE_AFTER_CONVERSION, TvPeerOf(*decoder), TvPeerOf(*encoder));
+  Communicate(TV_PHASE_AFTER_CONVERSION, TvPeerOf(*src.decoder), TvPeerOf(*dst.encoder));
   if (!AfterConversionDSPs(names)) RaiseFailed();
 }
 
 // The old output is replaced only by a complete, successful, non-empty conversion.
 void TvTransmill::OverwriteOutput(int32_t& tagWord) {
-  if (OpenedSize(tempOutputName) <= 0 || failed || QuitRequested()) {
+  if (OpenedSize(dst.tempOutputName) <= 0 || dst.conversion.failed || QuitRequested()) {
     tagWord = 0;
   } else {
-    DeleteFile(outputFile);
-    const XEvent* cancel = quitEventName.Length() != 0 ? &quitEvent : nullptr;
-    if (MoveWithRetry(tempOutputName, outputFile, true, kOverwriteTimeoutMs, cancel)) {
-      conversionRecord.outputFile = outputFile.CStr();
+    DeleteFile(opts.outputFile);
+    const XEvent* cancel = opts.quitEventName.Length() != 0 ? &io.quitEvent : nullptr;
+    if (MoveWithRetry(dst.tempOutputName, opts.outputFile, true, kOverwriteTimeoutMs, cancel)) {
+      dst.conversion.info.outputFile = opts.outputFile.CStr();
     } else {
       const uint32_t error = XGetLastError();
       XString text(u"Error overwriting file ");
       if (error != 0) text += XString().Format(u"(Win:%u)", error);
       text += u" '";
-      text += outputFile;
+      text += opts.outputFile;
       text += u"'";
       ReportError(text, kRunFunction);
       RaiseFailed();
       tagWord = 0;
     }
   }
-  DeleteFile(tempOutputName);
+  DeleteFile(dst.tempOutputName);
 }
 
 void TvTransmill::CheckOutputSize() {
-  if (TvIsIgnoreExtension(outputFile)) return;
-  const int64_t size = OpenedSize(outputFile);
+  if (TvIsIgnoreExtension(opts.outputFile)) return;
+  const int64_t size = OpenedSize(opts.outputFile);
   if (size > 0) return;
   const char16_t* format = u"Encoder created a blank file: %s";
   if (size < 0)
-    format = Exists(outputFile) ? u"Encoder wrote inaccessible file: %s"
-                                : u"Encoder output file does not exist: %s";
-  ReportError(XString().Format(format, outputFile.CStr()), kRunFunction);
+    format = Exists(opts.outputFile) ? u"Encoder wrote inaccessible file: %s"
+                                     : u"Encoder output file does not exist: %s";
+  ReportError(XString().Format(format, opts.outputFile.CStr()), kRunFunction);
 }
 
 // Only with a debug log, and not for a name that holds ".iGnore" (case included).
 void TvTransmill::LogFileSizeCheck(const char16_t* label, const XString& name) {
-  if (logHandles.logHandle == 0 || name.Find(u".iGnore") != 0) return;
+  if (io.logHandles.logHandle == 0 || name.Find(u".iGnore") != 0) return;
   const int64_t size = OpenedSize(name);
   const XString sizeText = XFormatNumber(size < 0 ? 0 : size, XUserNumberFormat());
   XString text;
   text.Format(u"File Size Check %s: %s bytes   Filename: %s", label, sizeText.CStr(), name.CStr());
-  Log(text, logHandles);
+  Log(text, io.logHandles);
 }

@@ -14,7 +14,7 @@ bool TakeIfNew(XString& last, const char16_t* text) {
 }  // namespace
 
 void TvTransmill::SendHostLine(const XString& rest) {
-  if (!hostMode) return;
+  if (!opts.hostMode) return;
   XString line(u"MSGTO: tVH: ");
   line += rest.CStr();
   Print(line, true);
@@ -47,20 +47,20 @@ void TvTransmill::SendTagWritingAction(const XString& output) {
 }
 
 void TvTransmill::SendActionInput(const char16_t* text) {
-  if (!hostMode || !TakeIfNew(lastActionInput, text)) return;
+  if (!opts.hostMode || !TakeIfNew(io.lastActionInput, text)) return;
   SendHostLine(XString::Concat(XString(u"ActionInput: "), text));
 }
 
 void TvTransmill::SendActionOutput(const char16_t* text) {
-  if (!hostMode || !TakeIfNew(lastActionOutput, text)) return;
+  if (!opts.hostMode || !TakeIfNew(io.lastActionOutput, text)) return;
   SendHostLine(XString::Concat(XString(u"ActionOutput: "), text));
 }
 
 // Only a rise is sent, so a host never sees the percentage go back, nor 0 %.
 void TvTransmill::SendPercentDone(uint32_t percent) {
   if (percent > 100) percent = 100;
-  if (!hostMode || percent <= lastPercentSent) return;
-  lastPercentSent = percent;
+  if (!opts.hostMode || percent <= io.lastPercentSent) return;
+  io.lastPercentSent = percent;
   XString rest(u"PCDone: ");
   rest += XString(static_cast<int32_t>(percent)).CStr();
   rest += u" %";

@@ -38,39 +38,39 @@ uint32_t HexField(const XString& hex, int from, int digits) {
 }  // namespace
 
 void TvTransmill::MakeTempDSPName(XTempFile& name, const char* prefix) {
-  if (tmpFolder.Length() == 0) {
+  if (opts.tmpFolder.Length() == 0) {
     name.Create(prefix);
     return;
   }
   const XString guid = NewGuidText();
   XString file;
-  file.Format(u"%s%hs%d%d%d.tmp", tmpFolder.CStr(), prefix,
+  file.Format(u"%s%hs%d%d%d.tmp", opts.tmpFolder.CStr(), prefix,
               static_cast<int32_t>(HexField(guid, 0, 8)), static_cast<int>(HexField(guid, 8, 4)),
               static_cast<int>(HexField(guid, 12, 4)));
   name.Assign(file);
 }
 
 bool TvTransmill::HandleNonLiveDSPs() {
-  const bool anyNonLive = std::any_of(dspEffects.begin(), dspEffects.end(),
+  const bool anyNonLive = std::any_of(dsps.effects.begin(), dsps.effects.end(),
                                       [](const auto& entry) { return !entry->isLive; });
   if (!anyNonLive) return true;
-  tempDspFormat.Set(&conversionRecord.format->Format);
+  dsps.tempFormat.Set(&dst.conversion.info.format->Format);
   bool done = RenderSourceForDSPs();
   if (done && !QuitRequested()) done = RunChainOverFile();
   if (done) {
-    tempDspFile.OpenRead(tempDspFileName.Path());
-    tempDspLength = static_cast<uint64_t>(std::max<int64_t>(tempDspFile.Size(), 0));
+    dsps.tempFile.OpenRead(dsps.tempName.Path());
+    dsps.tempLength = static_cast<uint64_t>(std::max<int64_t>(dsps.tempFile.Size(), 0));
   }
-  if (hostMode) SendAction(XString());
+  if (opts.hostMode) SendAction(XString());
   return done;
 }
 
 // Stage one: the decoder's whole output, as it comes, into the temporary file.
 bool TvTransmill::RenderSourceForDSPs() {
-  MakeTempDSPName(tempDspFileName, "DSP");
-  if (hostMode) SendAction(XString(u"Rendering For DSPs..."));
+  MakeTempDSPName(dsps.tempName, "DSP");
+  if (opts.hostMode) SendAction(XString(u"Rendering For DSPs..."));
   XFile file;
-  file.OpenCreate(tempDspFileName.Path());
+  file.OpenCreate(dsps.tempName.Path());
   TvBackOff backOff;
   TvAudioBlock block;
   uint64_t total = 0;
@@ -78,7 +78,7 @@ bool TvTransmill::RenderSourceForDSPs() {
   while (!QuitRequested()) {
     SignOfLife();
     std::memset(&block, 0, sizeof(block));
-    if (!DecodeAudioBlock(*decoder, &block)) {
+    if (!DecodeAudioBlock(*src.decoder, &block)) {
       done = false;
       break;
     }
@@ -107,14 +107,14 @@ bool TvTransmill::RenderSourceForDSPs() {
 // Stage two: each effect in chain order over the file; live ones are rendered through it so
 // that the order holds, and then left out of the pump.
 bool TvTransmill::RunChainOverFile() {
-  for (const auto& entry : dspEffects) {
+  for (const auto& entry : dsps.effects) {
     if (QuitRequested()) break;
-    currentDsp = entry.get();
-    if (hostMode) SendAction(u"Running DSP Effect " + entry->name);
+    dsps.current = entry.get();
+    if (opts.hostMode) SendAction(u"Running DSP Effect " + entry->name);
     bool passed;
     if (!entry->isLive || StaysLive(*entry)) {
-      passed = entry->binding->PassNonLive(tempDspFileName.Path().CStr(), conversionRecord.format,
-                                           entry->options.CStr(), quitEventName.CStr()) != 0;
+      passed = entry->binding->PassNonLive(dsps.tempName.Path().CStr(), dst.conversion.info.format,
+                                           entry->options.CStr(), opts.quitEventName.CStr()) != 0;
     } else {
       passed = RenderLiveDSP(*entry);
     }
@@ -127,9 +127,9 @@ bool TvTransmill::RunChainOverFile() {
 bool TvTransmill::RenderLiveDSP(clTvDSPEntry& entry) {
   entry.enabled = false;
   TvWaveFormatExtensible format;
-  std::memcpy(&format, conversionRecord.format, sizeof(format));
-  const uint64_t totalMs = openInfo.msLength;
-  if (!entry.binding->BeginConversion(&conversionRecord, entry.options.CStr())) return false;
+  std::memcpy(&format, dst.conversion.info.format, sizeof(format));
+  const uint64_t totalMs = src.openInfo.msLength;
+  if (!entry.binding->BeginConversion(&dst.conversion.info, entry.options.CStr())) return false;
   XTempFile rendered;
   MakeTempDSPName(rendered, "DSP");
   XFile out, in;
@@ -137,7 +137,7 @@ bool TvTransmill::RenderLiveDSP(clTvDSPEntry& entry) {
   XWaveFormat chunkFormat(&format.Format);
   XBuffer buffer;
   buffer.Resize(static_cast<uint32_t>(chunkFormat.MsToBytes(kChunkMs)));
-  in.OpenRead(tempDspFileName.Path());
+  in.OpenRead(dsps.tempName.Path());
   const uint64_t size = static_cast<uint64_t>(std::max<int64_t>(in.IsOpen() ? in.Size() : 0, 0));
   for (uint64_t done = 0; done < size;) {
     const uint32_t n = static_cast<uint32_t>(std::min<uint64_t>(buffer.size, size - done));
@@ -164,7 +164,7 @@ bool TvTransmill::RenderLiveDSP(clTvDSPEntry& entry) {
     }
     // A live effect's change of format survives through the record.
     if (block.endOfStream != 0)
-      std::memcpy(conversionRecord.format, &block.format, sizeof(block.format));
+      std::memcpy(dst.conversion.info.format, &block.format, sizeof(block.format));
   }
   return ReplaceRenderedFile(in, out, rendered);
 }
@@ -172,8 +172,8 @@ bool TvTransmill::RenderLiveDSP(clTvDSPEntry& entry) {
 bool TvTransmill::ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered) {
   in.Close();
   out.Close();
-  DeleteFile(tempDspFileName.Path());
-  if (MoveWithRetry(rendered.Path(), tempDspFileName.Path(), true, kMoveTimeoutMs, &quitEvent)) {
+  DeleteFile(dsps.tempName.Path());
+  if (MoveWithRetry(rendered.Path(), dsps.tempName.Path(), true, kMoveTimeoutMs, &io.quitEvent)) {
     rendered.Detach();
     return true;
   }
@@ -186,8 +186,8 @@ bool TvTransmill::ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered
 
 // An effect may change the length or the format: the engine only needs the file and the format.
 void TvTransmill::DescribeRenderedFile() {
-  tempDspFormat.Set(&conversionRecord.format->Format);
-  const uint64_t size = SizeOf(tempDspFileName.Path());
-  openInfo.byteLength = size;
-  openInfo.msLength = size * 1000 / BytesPerSecond(conversionRecord.format->Format);
+  dsps.tempFormat.Set(&dst.conversion.info.format->Format);
+  const uint64_t size = SizeOf(dsps.tempName.Path());
+  src.openInfo.byteLength = size;
+  src.openInfo.msLength = size * 1000 / BytesPerSecond(dst.conversion.info.format->Format);
 }

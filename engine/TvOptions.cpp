@@ -60,21 +60,21 @@ void TakeDspEffects(const XArgList& source, XArgList& pairs) {
 bool TvTransmill::ParseCommandLine() {
   XString value;
   if (Get(u"errorfile", value, true) && value.Length() > 0) {
-    stdErr.Close();
-    stdErr.OpenCreate(value);
-    errorFileGiven = 1;
+    io.stdErr.Close();
+    io.stdErr.OpenCreate(value);
+    opts.errorFileGiven = 1;
   }
-  Get(u"convert_to", encoderName, true);
-  Get(u"infile", inputFile, true);
-  inputIsStdin = XString::SameText(inputFile.CStr(), u"-") ? 1 : 0;
-  Get(u"outfile", outputFile, true);
-  tagLoadFile = outputFile;
-  if (Has(u"fntousefortagloaddec", true)) Get(u"fntousefortagloaddec", tagLoadFile, true);
+  Get(u"convert_to", opts.encoderName, true);
+  Get(u"infile", opts.inputFile, true);
+  opts.inputIsStdin = XString::SameText(opts.inputFile.CStr(), u"-") ? 1 : 0;
+  Get(u"outfile", opts.outputFile, true);
+  opts.tagLoadFile = opts.outputFile;
+  if (Has(u"fntousefortagloaddec", true)) Get(u"fntousefortagloaddec", opts.tagLoadFile, true);
 
-  const bool noneGiven =
-      encoderName.Length() == 0 && inputFile.Length() == 0 && outputFile.Length() == 0;
+  const bool noneGiven = opts.encoderName.Length() == 0 && opts.inputFile.Length() == 0 &&
+                         opts.outputFile.Length() == 0;
   if (noneGiven || Has(u"help", true)) {
-    if (hostMode) {
+    if (opts.hostMode) {
       ReportError(u"Error missing infile & outfile & convert_to.", kParseFunction);
     } else {
       PrintBanner();
@@ -82,15 +82,15 @@ bool TvTransmill::ParseCommandLine() {
     }
     return false;
   }
-  if (encoderName.Length() == 0)
+  if (opts.encoderName.Length() == 0)
     return ReportError(u"Error no encoder specified.", kParseFunction), false;
-  if (inputFile.Length() == 0)
+  if (opts.inputFile.Length() == 0)
     return ReportError(u"Error no input file specified", kParseFunction), false;
-  if (outputFile.Length() == 0)
+  if (opts.outputFile.Length() == 0)
     return ReportError(u"Error no ouput file specified", kParseFunction), false;
 
-  if (Has(u"noidtag", true)) writeTags = 0;
-  if (Has(u"silent", true) || hostMode) silent = 1;
+  if (Has(u"noidtag", true)) opts.writeTags = 0;
+  if (Has(u"silent", true) || opts.hostMode) opts.silent = 1;
   ReadOwnValues();
   OpenNamedObjects();
   BuildDspList();
@@ -100,25 +100,26 @@ bool TvTransmill::ParseCommandLine() {
 // The options that only keep a value for later phases; an empty value counts as absent.
 void TvTransmill::ReadOwnValues() {
   XString value;
-  if (Get(u"evtquit", value, true) && value.Length() > 0) quitEventName = value;
+  if (Get(u"evtquit", value, true) && value.Length() > 0) opts.quitEventName = value;
   if (Get(u"evtafterconvseterror", value, true) && value.Length() > 0)
-    afterConvErrorEventName = value;
+    opts.afterConvErrorEventName = value;
   if (Get(u"batchid", value, true) && value.Length() > 0) {
     if (XString::EqualsNoCase(value.CStr(), u"auto"))
-      batchAuto = 1;
+      opts.batchAuto = 1;
     else
-      batchId = static_cast<uint32_t>(value.ToInt64());
+      opts.batchId = static_cast<uint32_t>(value.ToInt64());
   }
-  if (Get(u"evtwatchdog", value, true) && value.Length() > 0) watchdogEventName = value;
+  if (Get(u"evtwatchdog", value, true) && value.Length() > 0) opts.watchdogEventName = value;
   if (Get(u"processor", value, true) && value.Length() > 0) {
-    processorNumber = static_cast<uint32_t>(value.ToInt64());
+    opts.processorNumber = static_cast<uint32_t>(value.ToInt64());
     ApplyProcessor(value);
   }
-  if (Get(u"shrbytesencoded", value, true) && value.Length() > 0) bytesEncodedShareName = value;
-  if (Get(u"priority", value, true) && value.Length() > 0) priorityName = value;
+  if (Get(u"shrbytesencoded", value, true) && value.Length() > 0)
+    opts.bytesEncodedShareName = value;
+  if (Get(u"priority", value, true) && value.Length() > 0) opts.priorityName = value;
   if (Get(u"tmpfolder", value, true) && value.Length() > 0) {
-    tmpFolder = value;
-    tmpFolder.AppendUnique(u'/');
+    opts.tmpFolder = value;
+    opts.tmpFolder.AppendUnique(u'/');
   }
 }
 
@@ -136,7 +137,7 @@ void TvTransmill::BuildDspList() {
   XString preset;
   if (Get(u"dsppreset", preset, true) && preset.Length() > 0) ReadDspPreset(preset, pairs);
   TakeDspEffects(*this, pairs);
-  if (batchAuto) batchCommand = DspCommandText(pairs);
+  if (opts.batchAuto) opts.batchCommand = DspCommandText(pairs);
 
   // ReplayGain measures the finished audio, so it always runs behind every other effect.
   std::vector<int> order;
@@ -149,7 +150,7 @@ void TvTransmill::BuildDspList() {
   for (int i : order) {
     auto entry = std::make_unique<clTvDSPEntry>();
     pairs.GetAt(i, entry->name, entry->options);
-    dspEffects.push_back(std::move(entry));
+    dsps.effects.push_back(std::move(entry));
   }
 }
 
@@ -173,14 +174,14 @@ XString TvTransmill::DspCommandText(const XArgList& pairs) {
 bool TvTransmill::IsOwnOption(const XString& key) const {
   for (const char16_t* own : kOwnOptions)
     if (XString::EqualsNoCase(key.CStr(), own)) return true;
-  for (size_t n = 1; n <= dspEffects.size(); n++)
+  for (size_t n = 1; n <= dsps.effects.size(); n++)
     if (XString::EqualsNoCase(key.CStr(), DspOptionName(static_cast<int>(n)).CStr())) return true;
   return false;
 }
 
 XString TvTransmill::StripTransmillCmds() {
   const char* const function = "TvTransmill::StripTransmillCmds";
-  Log(u"->->", logHandles, function, true, nullptr);
+  Log(u"->->", io.logHandles, function, true, nullptr);
   XString line, key, value;
   for (int i = 0; GetAt(i, key, value); i++) {
     if (IsOwnOption(key)) continue;
@@ -191,6 +192,6 @@ XString TvTransmill::StripTransmillCmds() {
     line += value.CStr();
     line += u"\"";
   }
-  Log(u"<-<-", logHandles, function, true, nullptr);
+  Log(u"<-<-", io.logHandles, function, true, nullptr);
   return line;
 }

@@ -24,15 +24,15 @@ XString TvTempOutputName(const XString& outputFile) {
 
 // An existing output is not touched by the encoder: it writes beside it.
 void TvTransmill::ApplyOutputNameRules() {
-  tempOutputName.Clear();
-  if (TvIsIgnoreExtension(outputFile)) {
-    writeTags = 0;
+  dst.tempOutputName.Clear();
+  if (TvIsIgnoreExtension(opts.outputFile)) {
+    opts.writeTags = 0;
     return;
   }
-  if (outputFile.FindChar(u'/') != 0) CreateFolders(FolderOf(outputFile));
-  if (Exists(outputFile)) tempOutputName = TvTempOutputName(outputFile);
+  if (opts.outputFile.FindChar(u'/') != 0) CreateFolders(FolderOf(opts.outputFile));
+  if (Exists(opts.outputFile)) dst.tempOutputName = TvTempOutputName(opts.outputFile);
 }
 
 const XString& TvTransmill::NameWrittenTo() const {
-  return tempOutputName.Length() != 0 ? tempOutputName : outputFile;
+  return dst.tempOutputName.Length() != 0 ? dst.tempOutputName : opts.outputFile;
 }

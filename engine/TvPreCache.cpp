@@ -30,7 +30,7 @@ uint32_t TvPreCacheRead(const XString& path) {
 }
 
 bool TvTransmill::PreCacheRead() {
-  if (inputIsStdin || XRegistry::ReadDWORD(u"tVHNoPreCache") != 0) return false;
-  TvPreCacheRead(inputFile);
+  if (opts.inputIsStdin || XRegistry::ReadDWORD(u"tVHNoPreCache") != 0) return false;
+  TvPreCacheRead(opts.inputFile);
   return true;
 }

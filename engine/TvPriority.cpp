@@ -22,18 +22,18 @@ uint32_t TvProcessorMask(int64_t number) {
 
 // Only the main thread, where plug-ins work, is pinned; the helper threads run anywhere.
 void TvTransmill::ApplyProcessor(const XString& value) {
-  Log(XString::Concat(XString(u"Allying to Processor "), value.CStr()), logHandles);
+  Log(XString::Concat(XString(u"Allying to Processor "), value.CStr()), io.logHandles);
   TvPinCurrentThread(TvProcessorMask(value.ToInt64()));
 }
 
 void TvTransmill::SetConversionPriority(const TvKeyCall& encoderSet) {
-  if (priorityName.Length() == 0) return;
-  Log(XString::Concat(XString(u"Setting Priority: "), priorityName.CStr()), logHandles,
+  if (opts.priorityName.Length() == 0) return;
+  Log(XString::Concat(XString(u"Setting Priority: "), opts.priorityName.CStr()), io.logHandles,
       "TvTransmill::SetConversionPriority");
-  const TvPriorityChoice choice = TvPriorityOf(priorityName.CStr());
+  const TvPriorityChoice choice = TvPriorityOf(opts.priorityName.CStr());
   TvApplyPriority(choice.threadPriority, choice.priorityClass);
   // An encoder with processes or threads of its own can follow.
   TvPluginValue value{};
-  value.text1 = priorityName.CStr();
+  value.text1 = opts.priorityName.CStr();
   if (encoderSet) encoderSet(TV_KEY_PRIORITY, &value);
 }

@@ -36,20 +36,20 @@ uint32_t TvPercentDone(uint64_t positionMs, uint64_t lengthMs) {
 
 void TvTransmill::Pump() {
   ResetProgress();
-  pumpStartTicks = XTickCount();
-  Log(u"============= CONVERSION BEGIN =============", logHandles);
-  if (failed) return;
+  dst.pumpStartTicks = XTickCount();
+  Log(u"============= CONVERSION BEGIN =============", io.logHandles);
+  if (dst.conversion.failed) return;
   TvBackOff backOff;
   TvAudioBlock block;
   for (;;) {
     if (QuitRequested()) break;
     SignOfLife();
     std::memset(&block, 0, sizeof(block));
-    if (!DecodeAudioBlock(*decoder, &block)) {
+    if (!DecodeAudioBlock(*src.decoder, &block)) {
       RaiseFailed();
       break;
     }
-    if (hostMode) SendActionInput(block.statusText);
+    if (opts.hostMode) SendActionInput(block.statusText);
     const bool hasData = block.data != nullptr && block.byteCount != 0;
     const int32_t sleep = backOff.Next(hasData || block.endOfStream != 0);
     if (hasData || block.endOfStream != 0) {
@@ -57,7 +57,7 @@ void TvTransmill::Pump() {
       if (!PassBlockOn(block)) break;
     }
     if (sleep >= 0) std::this_thread::sleep_for(std::chrono::milliseconds(sleep));
-    if (block.endOfStream != 0 || failed) break;
+    if (block.endOfStream != 0 || dst.conversion.failed) break;
   }
 }
 
@@ -77,7 +77,7 @@ bool TvTransmill::PassBlockOn(TvAudioBlock& block) {
     RaiseFailed();
     return false;
   }
-  ShowProgress(TvPercentDone(block.msPosition, openInfo.msLength));
+  ShowProgress(TvPercentDone(block.msPosition, src.openInfo.msLength));
   const uint32_t sourceBytes = block.byteCount;
   block.statusText = nullptr;
   if (!PassAudioBlockToDSPs(&block)) {
@@ -85,21 +85,21 @@ bool TvTransmill::PassBlockOn(TvAudioBlock& block) {
     return false;
   }
   block.statusText = nullptr;
-  if (!encoder->EncodeBlock(&block)) {
+  if (!dst.encoder->EncodeBlock(&block)) {
     RaiseFailed();
     return false;
   }
-  if (hostMode) SendActionOutput(block.statusText);
-  bytesEncoded += sourceBytes;
-  PublishBytesEncoded(bytesEncoded);
+  if (opts.hostMode) SendActionOutput(block.statusText);
+  dst.bytesEncoded += sourceBytes;
+  PublishBytesEncoded(dst.bytesEncoded);
   return true;
 }
 
 bool TvTransmill::PassAudioBlockToDSPs(TvAudioBlock* block) {
   bool passed = true;
-  for (const auto& entry : dspEffects) {
+  for (const auto& entry : dsps.effects) {
     if (!entry->isLive || !entry->enabled || entry->binding == nullptr) continue;
-    currentDsp = entry.get();
+    dsps.current = entry.get();
     if (!entry->binding->PassAudioBlock(block)) passed = false;
   }
   return passed;

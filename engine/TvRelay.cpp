@@ -23,23 +23,23 @@ void PassOn(XFile& target, const XBuffer& bytes, uint32_t count) {
 
 bool TvTransmill::CreateCapturePipes() {
   // The write ends go to child engines; the read ends stay with this process alone.
-  const bool made = errorPipe.Create(true) && infoPipe.Create(true);
-  TvKeepFromChildren(errorPipe.readHandle);
-  TvKeepFromChildren(infoPipe.readHandle);
+  const bool made = io.errorPipe.Create(true) && io.infoPipe.Create(true);
+  TvKeepFromChildren(io.errorPipe.readHandle);
+  TvKeepFromChildren(io.infoPipe.readHandle);
   if (made) {
-    logHandles.errorHandle = errorPipe.writeHandle;
-    logHandles.infoHandle = infoPipe.writeHandle;
+    io.logHandles.errorHandle = io.errorPipe.writeHandle;
+    io.logHandles.infoHandle = io.infoPipe.writeHandle;
   } else {
-    logHandles.errorHandle = stdErr.IsOpen() ? stdErr.Handle() : -1;
-    logHandles.infoHandle = -1;
+    io.logHandles.errorHandle = io.stdErr.IsOpen() ? io.stdErr.Handle() : -1;
+    io.logHandles.infoHandle = -1;
   }
-  logHandles.logHandle = debugFile.IsOpen() ? debugFile.Handle() : 0;
-  XSetLogContext(logHandles);
+  io.logHandles.logHandle = io.debugFile.IsOpen() ? io.debugFile.Handle() : 0;
+  XSetLogContext(io.logHandles);
   return made;
 }
 
 bool TvTransmill::StartOutputRelay() {
-  return relayThread.Start(
+  return io.relayThread.Start(
       [this](XEvent& quit) {
         XSetCurrentThreadName(u"tvOutputRelay");
         while (!quit.IsSet()) {
@@ -53,38 +53,38 @@ bool TvTransmill::StartOutputRelay() {
 }
 
 bool TvTransmill::RelayStep() {
-  infoPipe.ReadAvailable(nullptr);
-  const uint32_t infoCount = infoPipe.receivedCount;
+  io.infoPipe.ReadAvailable(nullptr);
+  const uint32_t infoCount = io.infoPipe.receivedCount;
   if (infoCount > 0) {
-    if (hostMode) {
-      PassOn(stdOut, infoPipe.received, infoCount);
-    } else if (!silent) {
+    if (opts.hostMode) {
+      PassOn(io.stdOut, io.infoPipe.received, infoCount);
+    } else if (!opts.silent) {
       // On a console every information starts on a line of its own, behind the bar.
       Print(XString(), true);
-      Print(XString::FromWideBytes(infoPipe.received.data, static_cast<int>(infoCount & ~1u)),
+      Print(XString::FromWideBytes(io.infoPipe.received.data, static_cast<int>(infoCount & ~1u)),
             true);
     }
   }
-  errorPipe.ReadAvailable(nullptr);
-  const uint32_t errorCount = errorPipe.receivedCount;
+  io.errorPipe.ReadAvailable(nullptr);
+  const uint32_t errorCount = io.errorPipe.receivedCount;
   if (errorCount > 0) {
     RaiseFailed();
-    PassOn(stdErr, errorPipe.received, errorCount);
+    PassOn(io.stdErr, io.errorPipe.received, errorCount);
   }
   return infoCount > 0 || errorCount > 0;
 }
 
 void TvTransmill::StopOutputRelay() {
-  if (relayThread.IsRunning()) {
-    relayThread.Close();
-  } else if (errorPipe.readHandle >= 0 || infoPipe.readHandle >= 0) {
+  if (io.relayThread.IsRunning()) {
+    io.relayThread.Close();
+  } else if (io.errorPipe.readHandle >= 0 || io.infoPipe.readHandle >= 0) {
     while (RelayStep()) {
     }
   }
   // The context names our pipes and the debug log, which close with this run.
   const TvHostContext current = XLogContext();
-  const bool ourPipes =
-      current.errorHandle == logHandles.errorHandle && current.infoHandle == logHandles.infoHandle;
-  const bool ourLog = debugFile.IsOpen() && current.logHandle == debugFile.Handle();
+  const bool ourPipes = current.errorHandle == io.logHandles.errorHandle &&
+                        current.infoHandle == io.logHandles.infoHandle;
+  const bool ourLog = io.debugFile.IsOpen() && current.logHandle == io.debugFile.Handle();
   if (ourPipes || ourLog) XSetLogContext(kDefaultContext);
 }

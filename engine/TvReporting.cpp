@@ -10,20 +10,20 @@ constexpr uint32_t kBarMarks = 60;
 }
 
 void TvTransmill::Print(const XString& text, bool lineEnd) {
-  XWriteChannel(stdOut.Handle(), text.CStr(), static_cast<uint32_t>(text.Length()));
-  if (lineEnd) XWriteChannel(stdOut.Handle(), u"\r\n", 2);
+  XWriteChannel(io.stdOut.Handle(), text.CStr(), static_cast<uint32_t>(text.Length()));
+  if (lineEnd) XWriteChannel(io.stdOut.Handle(), u"\r\n", 2);
 }
 
 void TvTransmill::ReportError(const XString& text, const char* function) {
-  LogError(text.CStr(), logHandles, function);
+  LogError(text.CStr(), io.logHandles, function);
 }
 
 void TvTransmill::ReportInfo(const XString& text, const char* function) {
-  LogInfo(text.CStr(), logHandles, function);
+  LogInfo(text.CStr(), io.logHandles, function);
 }
 
 // The relay thread raises the flag while the main thread reads it; it only ever goes up.
-void TvTransmill::RaiseFailed() { std::atomic_ref<uint32_t>(failed).store(1); }
+void TvTransmill::RaiseFailed() { std::atomic_ref<uint32_t>(dst.conversion.failed).store(1); }
 
 void TvTransmill::PrintBanner() {
   const std::time_t now = std::time(nullptr);
@@ -44,19 +44,19 @@ void TvTransmill::PrintUsage() {
 
 void TvTransmill::PrintHeader() {
   XString line(u"Encoding: ");
-  line += encoderName.CStr();
+  line += opts.encoderName.CStr();
   Print(line, true);
   line = u"Audio Source: ";
-  line += inputIsStdin ? u"Standard Input" : inputFile.CStr();
+  line += opts.inputIsStdin ? u"Standard Input" : opts.inputFile.CStr();
   Print(line, true);
   line = u"Audio Destination: ";
-  line += outputFile.CStr();
+  line += opts.outputFile.CStr();
   Print(line, true);
-  if (!dspEffects.empty()) {
+  if (!dsps.effects.empty()) {
     line = u"DSP Effects: ";
-    for (size_t i = 0; i < dspEffects.size(); i++) {
+    for (size_t i = 0; i < dsps.effects.size(); i++) {
       if (i > 0) line += u", ";
-      line += dspEffects[i]->name.CStr();
+      line += dsps.effects[i]->name.CStr();
     }
     Print(line, true);
   }
@@ -66,14 +66,14 @@ void TvTransmill::PrintHeader() {
 }
 
 void TvTransmill::ResetProgress() {
-  barMarks = 0;
-  lastPercentSent = 0;
+  io.barMarks = 0;
+  io.lastPercentSent = 0;
 }
 
 void TvTransmill::ShowProgress(uint32_t percent) {
-  if (hostMode)
+  if (opts.hostMode)
     SendPercentDone(percent);
-  else if (!silent)
+  else if (!opts.silent)
     DrawBar(percent);
 }
 
@@ -82,28 +82,28 @@ void TvTransmill::DrawBar(uint32_t percent) {
   uint64_t target = uint64_t(percent) * kBarMarks / 100;
   if (target > kBarMarks) target = kBarMarks;
   const XString mark(u"*");
-  while (barMarks < target) {
+  while (io.barMarks < target) {
     Print(mark, false);
-    barMarks++;
+    io.barMarks++;
   }
 }
 
 void TvTransmill::LogEncodingDetails(const XString& encoderCommandLine) {
   XString line(u"Encoding To: ");
-  line += encoderName.CStr();
-  Log(line, logHandles);
+  line += opts.encoderName.CStr();
+  Log(line, io.logHandles);
   line = u"Encoder Cmd Line: ";
   line += encoderCommandLine.CStr();
-  Log(line, logHandles);
-  if (dspEffects.empty()) return;
-  Log(u"DSP Effects:", logHandles);
-  for (const auto& dsp : dspEffects) {
+  Log(line, io.logHandles);
+  if (dsps.effects.empty()) return;
+  Log(u"DSP Effects:", io.logHandles);
+  for (const auto& dsp : dsps.effects) {
     line = u"    ";
     line += dsp->name.CStr();
     if (!dsp->isLive) line += u" (non-live)";
     line += u": ";
     line += dsp->options.CStr();
-    Log(line, logHandles);
+    Log(line, io.logHandles);
   }
-  Log(u"", logHandles);
+  Log(u"", io.logHandles);
 }

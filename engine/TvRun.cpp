@@ -28,12 +28,12 @@ XString LookupExtension(const XString& path) {
 }  // namespace
 
 void TvTransmill::RunConversion() {
-  decoder = std::make_unique<clTvDecoder>();
-  if (!silent) PrintHeader();
+  src.decoder = std::make_unique<clTvDecoder>();
+  if (!opts.silent) PrintHeader();
   if (LoadDecoder()) {
-    encoder = std::make_unique<clTvEncoder>();
+    dst.encoder = std::make_unique<clTvEncoder>();
     if (LoadEncoderPlugin()) {
-      encoderSettings = StripTransmillCmds();
+      dst.encoderSettings = StripTransmillCmds();
       if (AsksForRawSource())
         RawPass();
       else
@@ -41,36 +41,39 @@ void TvTransmill::RunConversion() {
     }
     UnloadEncoder();
   }
-  tempDspFile.Close();
+  dsps.tempFile.Close();
   CloseRun();
 }
 
 bool TvTransmill::LoadDecoder() {
-  if (!inputIsStdin) {
-    if (!clTvCodecHandler::FindDecoder(inputFile, *decoder, &logHandles)) {
+  if (!opts.inputIsStdin) {
+    if (!clTvCodecHandler::FindDecoder(opts.inputFile, *src.decoder, &io.logHandles)) {
       XString text(u"Error: Unable to load decoder for file type '");
-      text += LookupExtension(inputFile);
+      text += LookupExtension(opts.inputFile);
       text += u"', codec not installed? visit 'Codec Shelf'.";
       ReportError(text, kRunFunction);
       tvExitFlag = 1;
       return false;
     }
   }
-  if (batchId != 0) decoder->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(batchId));
+  if (opts.batchId != 0)
+    src.decoder->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(opts.batchId));
   return true;
 }
 
 bool TvTransmill::LoadEncoderPlugin() {
-  if (!clTvCodecHandler::LoadEncoder(encoderName, *encoder, &logHandles)) {
+  if (!clTvCodecHandler::LoadEncoder(opts.encoderName, *dst.encoder, &io.logHandles)) {
     XString text(u"Error: Unable to load encoder '");
-    text += encoderName;
+    text += opts.encoderName;
     text += u"'.";
     ReportError(text, kRunFunction);
     tvExitFlag = 1;
     return false;
   }
-  if (quitEventName.Length() != 0) encoder->SetText(TV_KEY_EVENT_QUIT, quitEventName.CStr());
-  if (batchId != 0) encoder->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(batchId));
+  if (opts.quitEventName.Length() != 0)
+    dst.encoder->SetText(TV_KEY_EVENT_QUIT, opts.quitEventName.CStr());
+  if (opts.batchId != 0)
+    dst.encoder->SetNumber(TV_KEY_BATCH_ID, static_cast<int32_t>(opts.batchId));
   return true;
 }
 
@@ -85,7 +88,7 @@ void TvTransmill::ConvertThroughPump() {
   if (OpenSource()) {
     ApplyOutputNameRules();
     AskReplayGainTags();
-    PrepareTags(openInfo.idTags, openInfo.idTagsSize);
+    PrepareTags(src.openInfo.idTags, src.openInfo.idTagsSize);
     BuildEncoderInfo();
     FillConversionRecord(NameWrittenTo(), false);
     if (!HandleNonLiveDSPs()) RaiseFailed();
@@ -96,108 +99,109 @@ void TvTransmill::ConvertThroughPump() {
 
 // From the quality question to the open decoder; false when the source can't be opened.
 bool TvTransmill::OpenSource() {
-  Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(*decoder), TvPeerOf(*encoder));
-  SettleDecodeQuality(*decoder, *encoder, encoderSettings);
+  Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(*src.decoder), TvPeerOf(*dst.encoder));
+  SettleDecodeQuality(*src.decoder, *dst.encoder, dst.encoderSettings);
   PreCacheRead();
-  std::memset(&openInfo, 0, sizeof(openInfo));
-  openInfo.fileName = inputFile.CStr();
-  openInfo.interfaceLevel = TV_INTERFACE_LEVEL;
-  if (!OpenDecoder(*decoder, &openInfo)) {
+  std::memset(&src.openInfo, 0, sizeof(src.openInfo));
+  src.openInfo.fileName = opts.inputFile.CStr();
+  src.openInfo.interfaceLevel = TV_INTERFACE_LEVEL;
+  if (!OpenDecoder(*src.decoder, &src.openInfo)) {
     tvExitFlag = 1;
     return false;
   }
-  if (hostMode) SendMsLen(openInfo.msLength);
+  if (opts.hostMode) SendMsLen(src.openInfo.msLength);
   SetConversionPriority(EncoderSet());
   return true;
 }
 
 TvKeyCall TvTransmill::EncoderSet() {
-  return [this](const char16_t* key, TvPluginValue* value) { return encoder->Set(key, value); };
+  return [this](const char16_t* key, TvPluginValue* value) { return dst.encoder->Set(key, value); };
 }
 
 void TvTransmill::StartEncoding() {
-  if (hostMode) SendEncodingAction(outputFile);
+  if (opts.hostMode) SendEncodingAction(opts.outputFile);
   if (!BeginLiveDSPs()) RaiseFailed();
-  if (!encoder->BeginConversion(&conversionRecord)) {
+  if (!dst.encoder->BeginConversion(&dst.conversion.info)) {
     RaiseFailed();
     return;
   }
-  Communicate(TV_PHASE_BEFORE_ENCODING, TvPeerOf(*decoder), TvPeerOf(*encoder));
-  LogEncodingDetails(encoderSettings);
+  Communicate(TV_PHASE_BEFORE_ENCODING, TvPeerOf(*src.decoder), TvPeerOf(*dst.encoder));
+  LogEncodingDetails(dst.encoderSettings);
   Pump();
   Finish();
 }
 
 bool TvTransmill::AsksForRawSource() {
   TvPluginValue value = {};
-  value.text1 = inputFile.CStr();
-  value.text2 = encoderSettings.CStr();
-  value.text3 = outputFile.CStr();
-  return encoder->Get(TV_KEY_SEND_RAW_UNCOMPRESSED, &value) != 0;
+  value.text1 = opts.inputFile.CStr();
+  value.text2 = dst.encoderSettings.CStr();
+  value.text3 = opts.outputFile.CStr();
+  return dst.encoder->Get(TV_KEY_SEND_RAW_UNCOMPRESSED, &value) != 0;
 }
 
 // The encoder reads the source itself: the decoder is only opened for its description.
 void TvTransmill::RawPass() {
-  std::memset(&openInfo, 0, sizeof(openInfo));
-  openInfo.fileName = inputFile.CStr();
-  openInfo.interfaceLevel = TV_INTERFACE_LEVEL_RAW;
-  if (!OpenDecoder(*decoder, &openInfo)) return;
+  std::memset(&src.openInfo, 0, sizeof(src.openInfo));
+  src.openInfo.fileName = opts.inputFile.CStr();
+  src.openInfo.interfaceLevel = TV_INTERFACE_LEVEL_RAW;
+  if (!OpenDecoder(*src.decoder, &src.openInfo)) return;
   SetConversionPriority(EncoderSet());
   AskReplayGainTags();
-  PrepareTags(openInfo.idTags, openInfo.idTagsSize);
-  if (!CloseDecoder(*decoder)) RaiseFailed();
-  FillConversionRecord(outputFile, true);
-  if (!encoder->BeginConversion(&conversionRecord)) RaiseFailed();
+  PrepareTags(src.openInfo.idTags, src.openInfo.idTagsSize);
+  if (!CloseDecoder(*src.decoder)) RaiseFailed();
+  FillConversionRecord(opts.outputFile, true);
+  if (!dst.encoder->BeginConversion(&dst.conversion.info)) RaiseFailed();
 }
 
 void TvTransmill::AskReplayGainTags() {
-  if (encoder->GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, nullptr) != 0) keepReplayGainTags = 1;
+  if (dst.encoder->GetWithText(TV_KEY_SEND_OVER_REPLAY_GAIN_TAGS, nullptr) != 0)
+    opts.keepReplayGainTags = 1;
 }
 
 // The decoder's audio properties with the encoder's name added, as the encoder's extra block.
 void TvTransmill::BuildEncoderInfo() {
   XTagList info;
-  if (openInfo.properties != nullptr && openInfo.propertiesSize != 0)
-    info.FromBlock(openInfo.properties, openInfo.propertiesSize);
-  info.Set(XString(TV_TAG_ENCODER), encoderName);
-  info.ToBlock(encoderInfoBytes);
+  if (src.openInfo.properties != nullptr && src.openInfo.propertiesSize != 0)
+    info.FromBlock(src.openInfo.properties, src.openInfo.propertiesSize);
+  info.Set(XString(TV_TAG_ENCODER), opts.encoderName);
+  info.ToBlock(dst.encoderInfoBytes);
 }
 
 // The raw pass hands on the decoder's properties as they are; the normal path the block made
 // from them.
 void TvTransmill::FillConversionRecord(const XString& output, bool raw) {
-  std::memset(&conversionRecord, 0, sizeof(conversionRecord));
-  conversionRecord.sourceFile = openInfo.fileName;
-  conversionRecord.outputFile = output.CStr();
-  conversionRecord.encoderSettings = encoderSettings.CStr();
-  conversionRecord.format = &openInfo.format;
-  conversionRecord.idTags = tagBytes.data;
-  conversionRecord.idTagsSize = tagBytes.size;
-  conversionRecord.extraInfo = raw ? openInfo.properties : encoderInfoBytes.data;
-  conversionRecord.extraInfoSize = raw ? openInfo.propertiesSize : encoderInfoBytes.size;
+  std::memset(&dst.conversion.info, 0, sizeof(dst.conversion.info));
+  dst.conversion.info.sourceFile = src.openInfo.fileName;
+  dst.conversion.info.outputFile = output.CStr();
+  dst.conversion.info.encoderSettings = dst.encoderSettings.CStr();
+  dst.conversion.info.format = &src.openInfo.format;
+  dst.conversion.info.idTags = dst.tagBytes.data;
+  dst.conversion.info.idTagsSize = dst.tagBytes.size;
+  dst.conversion.info.extraInfo = raw ? src.openInfo.properties : dst.encoderInfoBytes.data;
+  dst.conversion.info.extraInfoSize = raw ? src.openInfo.propertiesSize : dst.encoderInfoBytes.size;
 }
 
-void TvTransmill::UnloadEncoder() { encoder.reset(); }
+void TvTransmill::UnloadEncoder() { dst.encoder.reset(); }
 
 void TvTransmill::CloseRun() {
   XString line;
-  if (pumpElapsedMs != 0) {
-    line = TvClosingLine(pumpElapsedMs, realtimeFactor);
-    Log(line, logHandles);
+  if (dst.pumpElapsedMs != 0) {
+    line = TvClosingLine(dst.pumpElapsedMs, dst.realtimeFactor);
+    Log(line, io.logHandles);
   }
-  LogFileSizeCheck(u"(trans mill exit)", outputFile);
+  LogFileSizeCheck(u"(trans mill exit)", opts.outputFile);
   AwaitErrorRelay();
-  if (failed) tvExitFlag = 1;
-  if (!silent) Print(failed ? XString(u"Conversion Failed.") : line, true);
-  decoder.reset();
+  if (dst.conversion.failed) tvExitFlag = 1;
+  if (!opts.silent) Print(dst.conversion.failed ? XString(u"Conversion Failed.") : line, true);
+  src.decoder.reset();
 }
 
 // Error text written just before the end still fails the run: the relay is given a moment to
 // take what waits in the error pipe before the exit code is decided.
 void TvTransmill::AwaitErrorRelay() {
-  if (!relayThread.IsRunning()) return;
+  if (!io.relayThread.IsRunning()) return;
   bool waited = false;
-  for (int round = 0; round < kErrorRelayRounds && errorPipe.Available(nullptr) != 0; round++) {
+  for (int round = 0; round < kErrorRelayRounds && io.errorPipe.Available(nullptr) != 0; round++) {
     std::this_thread::sleep_for(std::chrono::milliseconds(kErrorRelayWaitMs));
     waited = true;
   }

@@ -11,31 +11,31 @@ constexpr uint32_t kNoRate = 0xFFFFFFFFu;
 }  // namespace
 
 bool TvTransmill::OpenStandardInput(TvOpenInfo* info) {
-  Log(u"->->", logHandles, kOpenFunction);
-  if (!stdinWasOpen) {
+  Log(u"->->", io.logHandles, kOpenFunction);
+  if (!src.stdinWasOpen) {
     ReportError(XString(u"Error: Cannot open StdInput for audio reading."), kOpenFunction);
     tvExitFlag = 1;
     return false;
   }
-  stdinPipe.Attach(0, XInvalidHandle);
+  src.stdinPipe.Attach(0, XInvalidHandle);
   uint32_t rate = kNoRate, channels = 0, bits = 0, length = 0;
   if (!ReadStdinOptions(rate, channels, bits, length)) {
     ReportError(XString(u"Error: RIFF WAVE StdInput not supported yet."), kOpenFunction);
     tvExitFlag = 1;
     return false;
   }
-  stdinFormat.SetPCM(static_cast<uint16_t>(channels), rate, static_cast<uint16_t>(bits));
-  if (Has(u"sourceisfloat")) stdinFormat.SetTag(TV_FORMAT_IEEE_FLOAT);
+  src.stdinFormat.SetPCM(static_cast<uint16_t>(channels), rate, static_cast<uint16_t>(bits));
+  if (Has(u"sourceisfloat")) src.stdinFormat.SetTag(TV_FORMAT_IEEE_FLOAT);
   info->bitRate = bits * channels * rate;
   info->msLength = static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(length)));
-  info->byteLength = stdinFormat.MsToBytes(info->msLength);
-  std::memcpy(&info->format, stdinFormat.Format(), TV_FORMAT_PLAIN_SIZE);
+  info->byteLength = src.stdinFormat.MsToBytes(info->msLength);
+  std::memcpy(&info->format, src.stdinFormat.Format(), TV_FORMAT_PLAIN_SIZE);
   info->fileName = TV_STANDARD_INPUT_NAME;
   ReadStdinTags(info);
   XString text(u"Using StdInput WFX:");
-  text += stdinFormat.LogText();
-  Log(text, logHandles, kOpenFunction);
-  Log(u"<-<-", logHandles, kOpenFunction);
+  text += src.stdinFormat.LogText();
+  Log(text, io.logHandles, kOpenFunction);
+  Log(u"<-<-", io.logHandles, kOpenFunction);
   return true;
 }
 
@@ -60,28 +60,29 @@ bool TvTransmill::ReadStdinOptions(uint32_t& rate, uint32_t& channels, uint32_t&
 void TvTransmill::ReadStdinTags(TvOpenInfo* info) {
   XString path;
   if (!Get(u"idtags", path) || path.Length() == 0) return;
-  Log(u"Reading StdIn Tmp File IDTags: ", logHandles, nullptr, false);
+  Log(u"Reading StdIn Tmp File IDTags: ", io.logHandles, nullptr, false);
   XFile file;
   if (file.OpenRead(path)) {
     const int64_t size = file.Size();
-    if (size > 0 && size <= 0xFFFFFFFFll && stdinTagBytes.Resize(static_cast<uint32_t>(size))) {
-      if (file.Read(stdinTagBytes.data, stdinTagBytes.size, XSeekStart) == stdinTagBytes.size) {
-        info->idTags = stdinTagBytes.data;
-        info->idTagsSize = stdinTagBytes.size;
+    if (size > 0 && size <= 0xFFFFFFFFll && src.stdinTagBytes.Resize(static_cast<uint32_t>(size))) {
+      if (file.Read(src.stdinTagBytes.data, src.stdinTagBytes.size, XSeekStart) ==
+          src.stdinTagBytes.size) {
+        info->idTags = src.stdinTagBytes.data;
+        info->idTagsSize = src.stdinTagBytes.size;
       } else {
-        stdinTagBytes.Free();
+        src.stdinTagBytes.Free();
       }
     }
   }
-  Log(u"Read", logHandles);
+  Log(u"Read", io.logHandles);
 }
 
 // The entry line comes twice and the exit once, so the log stays one level deeper from here.
 bool TvTransmill::CloseStandardInput() {
-  Log(u"->->", logHandles, kCloseFunction);
-  Log(u"->->", logHandles, kCloseFunction);
-  stdinPipe.Close();
-  Log(u"<-<-", logHandles, kCloseFunction);
+  Log(u"->->", io.logHandles, kCloseFunction);
+  Log(u"->->", io.logHandles, kCloseFunction);
+  src.stdinPipe.Close();
+  Log(u"<-<-", io.logHandles, kCloseFunction);
   return true;
 }
 
@@ -89,24 +90,25 @@ bool TvTransmill::CloseStandardInput() {
 // a frame cut in two waits here for its rest. At the end everything goes, whole or not.
 bool TvTransmill::ReadStdinBlock(TvAudioBlock* block) {
   bool ended = false;
-  const XBuffer& fresh = stdinPipe.ReadAvailable(&ended);
-  const uint32_t got = stdinPipe.receivedCount;
-  if (stdinHeld != 0) std::memmove(stdinBlock.data, stdinBlock.data + stdinBlock.length, stdinHeld);
-  uint32_t total = stdinHeld;
-  if (got != 0 && stdinBlock.Resize(stdinHeld + got, true)) {
-    std::memcpy(stdinBlock.data + stdinHeld, fresh.data, got);
+  const XBuffer& fresh = src.stdinPipe.ReadAvailable(&ended);
+  const uint32_t got = src.stdinPipe.receivedCount;
+  if (src.stdinHeld != 0)
+    std::memmove(src.stdinBlock.data, src.stdinBlock.data + src.stdinBlock.length, src.stdinHeld);
+  uint32_t total = src.stdinHeld;
+  if (got != 0 && src.stdinBlock.Resize(src.stdinHeld + got, true)) {
+    std::memcpy(src.stdinBlock.data + src.stdinHeld, fresh.data, got);
     total += got;
   }
-  const uint32_t give = ended ? total : static_cast<uint32_t>(stdinFormat.FloorToBlock(total));
-  stdinBlock.length = give;
-  stdinHeld = total - give;
+  const uint32_t give = ended ? total : static_cast<uint32_t>(src.stdinFormat.FloorToBlock(total));
+  src.stdinBlock.length = give;
+  src.stdinHeld = total - give;
   block->endOfStream = ended ? 1 : 0;
   if (give == 0) return true;
-  std::memcpy(&block->format, stdinFormat.Format(), TV_FORMAT_PLAIN_SIZE);
-  block->bitRate = stdinFormat.Format()->nAvgBytesPerSec * 8;
-  block->msDuration = stdinFormat.BytesToMs(give);
+  std::memcpy(&block->format, src.stdinFormat.Format(), TV_FORMAT_PLAIN_SIZE);
+  block->bitRate = src.stdinFormat.Format()->nAvgBytesPerSec * 8;
+  block->msDuration = src.stdinFormat.BytesToMs(give);
   block->byteCount = give;
-  block->data = stdinBlock.data;
-  block->msPosition = stdinFormat.BytesToMs(bytesEncoded);
+  block->data = src.stdinBlock.data;
+  block->msPosition = src.stdinFormat.BytesToMs(dst.bytesEncoded);
   return true;
 }

@@ -79,7 +79,7 @@ void TvTransmill::AddOptionTags() {
     if (!GetAt(index, key, value) || !XString::EqualsNoCase(key.CStr(), u"tag")) continue;
     value = Unquoted(value);
     const int equals = value.FindChar(u'=');
-    if (equals > 1) tagList.Add(value.Left(equals - 1), value.From(equals + 1));
+    if (equals > 1) dst.tagList.Add(value.Left(equals - 1), value.From(equals + 1));
   }
 }
 
@@ -87,52 +87,52 @@ void TvTransmill::MergeSourceTags(const void* tagBlock, uint32_t tagBlockSize) {
   if (tagBlock == nullptr || tagBlockSize == 0) return;
   XTagList source;
   source.FromBlock(tagBlock, tagBlockSize);
-  tagList.Merge(source, false, false);
+  dst.tagList.Merge(source, false, false);
 }
 
 void TvTransmill::RefreshSourceTag() {
-  if (tagList.Find(XString(u"Source")) == nullptr) return;
-  if (openInfo.properties == nullptr || openInfo.propertiesSize == 0) return;
+  if (dst.tagList.Find(XString(u"Source")) == nullptr) return;
+  if (src.openInfo.properties == nullptr || src.openInfo.propertiesSize == 0) return;
   XTagList info;
-  info.FromBlock(openInfo.properties, openInfo.propertiesSize);
+  info.FromBlock(src.openInfo.properties, src.openInfo.propertiesSize);
   const XString quality = info.GetValue(XString(u"Audio Quality"));
   XString source = info.GetValue(XString(u"Source"));
   if (quality.Length() == 0 || XString::SameText(quality.CStr(), source.CStr())) return;
   source += u" >> ";
   source += quality;
-  XString extension = ExtensionOf(inputFile);
+  XString extension = ExtensionOf(opts.inputFile);
   if (extension.Length() != 0 && !XString::EqualsNoCase(extension.CStr(), u".iGnore")) {
     extension.ChopLeft(1);
     source += u" [";
     source += extension;
     source += u"]";
   }
-  Replace(tagList, u"Source", source);
+  Replace(dst.tagList, u"Source", source);
 }
 
 void TvTransmill::RefreshEncodedByTag() {
-  if (tagList.Find(XString(u"Encoded By")) == nullptr) return;
-  const XString line = TvVersionLine(versionFolder, XString(u"Versions/tVH.txt"));
+  if (dst.tagList.Find(XString(u"Encoded By")) == nullptr) return;
+  const XString line = TvVersionLine(opts.versionFolder, XString(u"Versions/tVH.txt"));
   XString value(u"Tonvera");
   if (line.Length() != 0) {
     value += u" ";
     value += line;
   }
-  Replace(tagList, u"Encoded By", value);
+  Replace(dst.tagList, u"Encoded By", value);
 }
 
 void TvTransmill::RefreshEncoderTag() {
-  if (tagList.Find(XString(u"Encoder")) == nullptr) return;
+  if (dst.tagList.Find(XString(u"Encoder")) == nullptr) return;
   XString path(u"Versions/Compression/");
-  path += encoderName;
+  path += opts.encoderName;
   path += u".txt";
-  const XString line = TvEncoderVersionText(TvVersionLine(versionFolder, path));
-  Replace(tagList, u"Encoder", line.Length() != 0 ? line : encoderName);
+  const XString line = TvEncoderVersionText(TvVersionLine(opts.versionFolder, path));
+  Replace(dst.tagList, u"Encoder", line.Length() != 0 ? line : opts.encoderName);
 }
 
 void TvTransmill::RefreshEncoderSettingsTag() {
-  if (tagList.Find(XString(u"Encoder Settings")) == nullptr) return;
-  XString text(encoderSettings);
+  if (dst.tagList.Find(XString(u"Encoder Settings")) == nullptr) return;
+  XString text(dst.encoderSettings);
   Trim(text);
   if (text.Length() == 0) return;
   if (text.Find(u"-cli_cmd=") != 0) {
@@ -141,29 +141,30 @@ void TvTransmill::RefreshEncoderSettingsTag() {
     XString command;
     if (args.Get(u"cli_cmd", command, true) && command.Length() != 0) text = Unquoted(command);
   }
-  Replace(tagList, u"Encoder Settings", text);
+  Replace(dst.tagList, u"Encoder Settings", text);
 }
 
 // Builds tagList and tagBytes; the tag block of the encoder's record is set in every run.
 void TvTransmill::PrepareTags(const void* tagBlock, uint32_t tagBlockSize) {
-  if (versionFolder.Length() == 0) versionFolder = ModuleFolder();
+  if (opts.versionFolder.Length() == 0) opts.versionFolder = ModuleFolder();
   AddOptionTags();
   MergeSourceTags(tagBlock, tagBlockSize);
-  if (!IsPseudoEncoder(encoderName) && XRegistry::ReadDWORD(u"tVHNoUpdateEncoderTags") == 0) {
-    tagList.Remove(XString(u"Encoding Tool"));
+  if (!IsPseudoEncoder(opts.encoderName) && XRegistry::ReadDWORD(u"tVHNoUpdateEncoderTags") == 0) {
+    dst.tagList.Remove(XString(u"Encoding Tool"));
     RefreshSourceTag();
     RefreshEncodedByTag();
     RefreshEncoderTag();
     RefreshEncoderSettingsTag();
   }
   if (XRegistry::ReadDWORD(u"tVHNoTagDropSpaces") == 0) {
-    for (int32_t index = 0; index < tagList.Count(); index++) CleanSpaces(tagList.At(index).value);
+    for (int32_t index = 0; index < dst.tagList.Count(); index++)
+      CleanSpaces(dst.tagList.At(index).value);
   }
-  if (XRegistry::ReadDWORD(u"tVHNoDropRPGainTags") == 0 && keepReplayGainTags == 0) {
+  if (XRegistry::ReadDWORD(u"tVHNoDropRPGainTags") == 0 && opts.keepReplayGainTags == 0) {
     for (const char16_t* key : {u"replaygain_track_gain", u"replaygain_track_peak",
                                 u"replaygain_album_gain", u"replaygain_album_peak", u"iTunNORM"})
-      tagList.Take(XString(key));
+      dst.tagList.Take(XString(key));
   }
-  tagList.Take(XString(u"ITUNSMPB"));
-  tagList.ToBlock(tagBytes);
+  dst.tagList.Take(XString(u"ITUNSMPB"));
+  dst.tagList.ToBlock(dst.tagBytes);
 }

@@ -49,29 +49,29 @@ bool SetTags(clTvDecoder& decoder, const XString& path, void* tags, uint32_t siz
 
 bool TvTransmill::IDTagWriter(const XString& path, void* tags, uint32_t size) {
   if (tags == nullptr || size == 0) return true;
-  if (XString::EqualsNoCase(ExtensionOf(tagLoadFile).CStr(), u".iGnore")) return true;
-  Log(u"->->", logHandles, kWriterFunction);
-  if (!silent) Print(XString(u"Writing ID Tags: "), false);
+  if (XString::EqualsNoCase(ExtensionOf(opts.tagLoadFile).CStr(), u".iGnore")) return true;
+  Log(u"->->", io.logHandles, kWriterFunction);
+  if (!opts.silent) Print(XString(u"Writing ID Tags: "), false);
   // No error handle: a decoder that can't cope with the file mustn't fail the run.
-  TvHostContext context = logHandles;
+  TvHostContext context = io.logHandles;
   context.errorHandle = 0;
   clTvDecoder writer;
-  if (clTvCodecHandler::FindDecoder(tagLoadFile, writer, &context)) {
+  if (clTvCodecHandler::FindDecoder(opts.tagLoadFile, writer, &context)) {
     AwaitRelease(path);
     if (!SetTags(writer, path, tags, size)) return false;
   }
-  if (!silent) Print(XString(u"Done"), true);
-  Log(u"<-<-", logHandles, kWriterFunction);
+  if (!opts.silent) Print(XString(u"Done"), true);
+  Log(u"<-<-", io.logHandles, kWriterFunction);
   return true;
 }
 
 void TvTransmill::WriteTagsIfAsked(int32_t tagWord) {
   if (tagWord == 0) return;
-  if (logHandles.logHandle != 0) LogFileSizeCheck(u"(before ID Tags Written)", outputFile);
-  if (hostMode) SendTagWritingAction(outputFile);
-  if (IDTagWriter(outputFile, tagBytes.data, tagBytes.size)) return;
+  if (io.logHandles.logHandle != 0) LogFileSizeCheck(u"(before ID Tags Written)", opts.outputFile);
+  if (opts.hostMode) SendTagWritingAction(opts.outputFile);
+  if (IDTagWriter(opts.outputFile, dst.tagBytes.data, dst.tagBytes.size)) return;
   XString text(u"Unable to tag file '");
-  text += outputFile;
+  text += opts.outputFile;
   text += u"'";
   ReportError(text, "TvTransmill::TvTransmill");
   RaiseFailed();
@@ -79,9 +79,9 @@ void TvTransmill::WriteTagsIfAsked(int32_t tagWord) {
 
 // The encoder may name several outputs as FileName1, FileName2... in its returned block.
 void TvTransmill::CollectOutputNames(XStringList& names) {
-  if (conversionRecord.extraInfo != nullptr && conversionRecord.extraInfoSize != 0) {
+  if (dst.conversion.info.extraInfo != nullptr && dst.conversion.info.extraInfoSize != 0) {
     XTagList reported;
-    reported.FromBlock(conversionRecord.extraInfo, conversionRecord.extraInfoSize);
+    reported.FromBlock(dst.conversion.info.extraInfo, dst.conversion.info.extraInfoSize);
     for (int32_t number = 1;; number++) {
       const XString value =
           reported.GetValue(XString::Concat(XString(u"FileName"), XString(number).CStr()));
@@ -90,15 +90,15 @@ void TvTransmill::CollectOutputNames(XStringList& names) {
     }
   }
   if (names.Count() == 0) {
-    names.Add(XString(conversionRecord.outputFile));
+    names.Add(XString(dst.conversion.info.outputFile));
     return;
   }
-  Log(u"Multi-FileNames Reported Back to Transmill:", logHandles);
-  if (hostMode) {
+  Log(u"Multi-FileNames Reported Back to Transmill:", io.logHandles);
+  if (opts.hostMode) {
     for (int32_t index = 0; index < names.Count(); index++) {
-      Log(names[index], logHandles);
+      Log(names[index], io.logHandles);
       SendFileName(names[index]);
     }
   }
-  Log(u"", logHandles);
+  Log(u"", io.logHandles);
 }

@@ -24,18 +24,18 @@ TvTransmill::~TvTransmill() {
 
 void TvTransmill::InitFields() {
   XRegistry::SetDefaultKey(HKEY_CURRENT_USER, TvProductKey);
-  hostMode = 0;
-  tempOutputName.Clear();
-  inputIsStdin = 0;
-  bytesEncoded = 0;
+  opts.hostMode = 0;
+  dst.tempOutputName.Clear();
+  opts.inputIsStdin = 0;
+  dst.bytesEncoded = 0;
 }
 
 void TvTransmill::Run(int argc, const char* const* argv) {
   // Asked before anything is opened, which could take the free descriptor's number.
   const bool haveStdOut = TvIsOpenDescriptor(1);
-  stdinWasOpen = TvIsOpenDescriptor(0) ? 1 : 0;
+  src.stdinWasOpen = TvIsOpenDescriptor(0) ? 1 : 0;
   TvSeedFirstRunDefaults();
-  StartDebugLog(debugFile, debugWatchEvent);
+  StartDebugLog(io.debugFile, io.debugWatchEvent);
   if (!haveStdOut) {
     ShowMessageBox(u"GetStdHandle", u"Console Error");
     tvExitFlag = 1;
@@ -54,15 +54,15 @@ void TvTransmill::Run(int argc, const char* const* argv) {
     tvExitFlag = 1;
     return;
   }
-  if (!silent) PrintBanner();
+  if (!opts.silent) PrintBanner();
   StartSignOfLife();
   RunConversion();
   StopSignOfLife();
 }
 
 void TvTransmill::TakeStandardHandles() {
-  stdOut.AttachHandle(1);
-  stdErr.AttachHandle(2);
+  io.stdOut.AttachHandle(1);
+  io.stdErr.AttachHandle(2);
 }
 
 // There is no desktop to ask: the box is one line on standard error.

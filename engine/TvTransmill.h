@@ -1,37 +1,13 @@
 // TvTransmill: one conversion run, from the options to the exit code; its constructor is the run.
 #pragma once
 #include "engine/TvCommunicate.h"
-#include "foundation/TvHostContext.h"
+#include "engine/TvRunRecords.h"
 #include "foundation/XArgList.h"
-#include "foundation/XEvent.h"
-#include "foundation/XFile.h"
-#include "foundation/XPipe.h"
-#include "foundation/XSharedMem.h"
 #include "foundation/XString.h"
 #include "foundation/XStringList.h"
-#include "foundation/XTempFile.h"
-#include "foundation/XThread.h"
-#include "plugins/XWaveFormat.h"
-#include "plugins/clTvDecoder.h"
-#include "plugins/clTvEncoder.h"
 #include "sdk/tv_plugin.h"
-#include "tags/XTagList.h"
 
 #include <cstdint>
-#include <memory>
-#include <vector>
-
-// The plug-in binding of one DSP effect.
-class clTvDSP;
-
-// One member of the DSP chain, made at option intake with no binding yet.
-struct clTvDSPEntry {
-  XString name;                // the effect's file stem
-  XString options;             // everything behind the first "=" of its option
-  clTvDSP* binding = nullptr;  // the place of the binding: set when the chain is loaded
-  bool isLive = false;
-  bool enabled = true;
-};
 
 // The process-wide exit flag: the exit code is 1 when it is set. Only ever raised.
 extern uint8_t tvExitFlag;
@@ -50,7 +26,7 @@ class TvTransmill : public XArgList {
  private:
   friend struct TvTransmillTestAccess;
   struct NoRun {};
-  explicit TvTransmill(NoRun);  // fields only; the phases are called one by one
+  explicit TvTransmill(NoRun);  // records only; the phases are called one by one
 
   void InitFields();
   void Run(int argc, const char* const* argv);
@@ -126,9 +102,9 @@ class TvTransmill : public XArgList {
   // Sets the watchdog event every 50 ms until stopped.
   void StartSignOfLife();
   void StopSignOfLife();
-  bool QuitRequested() const { return quitEvent.IsSet(); }
-  bool AfterConvErrorRequested() const { return afterConvErrorEvent.IsSet(); }
-  void SignOfLife() const { watchdogEvent.Set(); }
+  bool QuitRequested() const { return io.quitEvent.IsSet(); }
+  bool AfterConvErrorRequested() const { return io.afterConvErrorEvent.IsSet(); }
+  void SignOfLife() const { io.watchdogEvent.Set(); }
   // Writes the total to the shared counter when it is open.
   void PublishBytesEncoded(uint64_t total);
   // Applies `priority` to thread and process and tells the encoder through its Set.
@@ -211,73 +187,11 @@ class TvTransmill : public XArgList {
   void SetEventQuitOnDSPs();
   void UnloadDSPEffects();
 
- public:
-  // The run's fields; they are released in reverse order.
-  XString encoderName;
-  XString inputFile;
-  XString outputFile;
-  XString tagLoadFile;
-  uint32_t writeTags = 1;
-  std::vector<std::unique_ptr<clTvDSPEntry>> dspEffects;
-  clTvDSPEntry* currentDsp = nullptr;
-  XString quitEventName;
-  XString afterConvErrorEventName;  // opened when the events are made
-  XString watchdogEventName;        // opened when the events are made
-  XString bytesEncodedShareName;    // opened when the shared block is made
-  XString priorityName;
-  uint32_t processorNumber = 0;  // 0 for all processors
-  XString tmpFolder;
-  TvHostContext logHandles = {};
-  XFile stdOut;
-  XFile stdErr;
-  uint8_t silent = 0;
-  uint8_t errorFileGiven = 0;
-  uint8_t hostMode = 0;
-  XEvent quitEvent;
-  XEvent afterConvErrorEvent;
-  XEvent watchdogEvent;
-  XSharedMem bytesEncodedShare;
-  XPipe errorPipe;
-  XPipe infoPipe;
-  XThread relayThread;
-  XThread signOfLifeThread;
-  uint32_t barMarks = 0;         // bar marks drawn in this pump
-  uint32_t lastPercentSent = 0;  // the last PCDone sent
-  XString lastActionInput;
-  XString lastActionOutput;
-  uint32_t inputIsStdin = 0;
-  XString tempOutputName;
-  uint64_t bytesEncoded = 0;
-  uint32_t batchId = 0;
-  uint8_t batchAuto = 0;  // "-batchid=auto": a batch is started for the run
-  XString batchCommand;
-  XFile debugFile;
-  XEvent debugWatchEvent;
-
-  // ---- The conversion: plug-ins, source, records, output ----
-  std::unique_ptr<clTvDecoder> decoder;  // made at the header, destroyed at the closing
-  std::unique_ptr<clTvEncoder> encoder;
-  XString encoderSettings;   // the encoder's command line
-  TvOpenInfo openInfo = {};  // the live open record of the source
-  XTempFile tempDspFileName;
-  XFile tempDspFile;
-  uint64_t tempDspLength = 0;
-  XWaveFormat tempDspFormat;
-  XBuffer blockBytes;
-  uint8_t stdinWasOpen = 0;  // descriptor 0 was open at start, before any file took it
-  XPipe stdinPipe;
-  XWaveFormat stdinFormat;
-  XBuffer stdinTagBytes;
-  XBuffer stdinBlock;      // bytes from standard input; a partial frame waits here
-  uint32_t stdinHeld = 0;  // bytes of stdinBlock carried to the next read
-  uint32_t keepReplayGainTags = 0;
-  XString versionFolder;     // holds "Versions/"; the executable's folder by default
-  XTagList tagList;          // the run's tags, kept for the tag writer
-  XBuffer tagBytes;          // tagList as a block: the encoder's and the writer's
-  XBuffer encoderInfoBytes;  // the encoder's extra block: properties and "_encoder"
-  uint32_t pumpStartTicks = 0;
-  uint64_t pumpElapsedMs = 0;
-  double realtimeFactor = 0.0;
-  TvConversionInfo conversionRecord = {};
-  uint32_t failed = 0;  // the failed flag: directly behind conversionRecord
+ private:
+  // The run's state; the records are released in reverse order.
+  TvRunOptions opts;
+  TvRunDspChain dsps;
+  TvRunChannels io;
+  TvRunSource src;
+  TvRunOutput dst;
 };

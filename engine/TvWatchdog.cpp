@@ -15,31 +15,31 @@ void OpenIfNamed(XEvent& event, const XString& name) {
 }  // namespace
 
 void TvTransmill::OpenNamedObjects() {
-  OpenIfNamed(quitEvent, quitEventName);
-  OpenIfNamed(afterConvErrorEvent, afterConvErrorEventName);
-  OpenIfNamed(watchdogEvent, watchdogEventName);
-  if (bytesEncodedShareName.Length() > 0)
-    bytesEncodedShare.Create(bytesEncodedShareName.CStr(), kCounterSize);
+  OpenIfNamed(io.quitEvent, opts.quitEventName);
+  OpenIfNamed(io.afterConvErrorEvent, opts.afterConvErrorEventName);
+  OpenIfNamed(io.watchdogEvent, opts.watchdogEventName);
+  if (opts.bytesEncodedShareName.Length() > 0)
+    io.bytesEncodedShare.Create(opts.bytesEncodedShareName.CStr(), kCounterSize);
 }
 
 void TvTransmill::StartSignOfLife() {
-  if (!watchdogEvent.IsOpen()) return;
-  signOfLifeThread.Start(
+  if (!io.watchdogEvent.IsOpen()) return;
+  io.signOfLifeThread.Start(
       [this](XEvent& quit) {
         XSetCurrentThreadName(u"tvSignOfLife");
         // The host resets the event when it wants a heartbeat; the run only ever sets it.
-        while (!quit.Wait(kSignOfLifePeriod)) watchdogEvent.Set();
+        while (!quit.Wait(kSignOfLifePeriod)) io.watchdogEvent.Set();
       },
       false, 0);
 }
 
 void TvTransmill::StopSignOfLife() {
-  if (signOfLifeThread.IsRunning()) signOfLifeThread.Close();
+  if (io.signOfLifeThread.IsRunning()) io.signOfLifeThread.Close();
 }
 
 void TvTransmill::PublishBytesEncoded(uint64_t total) {
-  if (!bytesEncodedShare.IsOpen()) return;
+  if (!io.bytesEncodedShare.IsOpen()) return;
   uint8_t bytes[kCounterSize];
   for (uint32_t i = 0; i < kCounterSize; i++) bytes[i] = static_cast<uint8_t>(total >> (8 * i));
-  bytesEncodedShare.Write(bytes);
+  io.bytesEncodedShare.Write(bytes);
 }

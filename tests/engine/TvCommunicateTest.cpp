@@ -145,57 +145,10 @@ TEST_F(TvCommunicatePhaseTest, DecoderAsksFirstThenEncoderButNotForStandardInput
   };
   run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
   EXPECT_EQ(std::string(order.begin(), order.end()), "de");
-  run->inputIsStdin = 1;
+  Opts().inputIsStdin = 1;
   order.clear();
   run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
   EXPECT_EQ(std::string(order.begin(), order.end()), "e");
-}
-
-}  // namespace
-
-namespace {
-
-// The bindings' test plug-ins, answering from a configuration file and logging their calls.
-class TvCommunicatePluginTest : public TvRunPhaseTest {
- protected:
-  static std::string Library(const char* relative) {
-    return std::string(TV_TEST_BIN_DIR "/plugins/") + relative;
-  }
-  std::vector<std::string> Calls(const std::string& prefix) const {
-    std::ifstream in(PathOf("calls.log"));
-    std::vector<std::string> found;
-    for (std::string line; std::getline(in, line);)
-      if (line.rfind(prefix, 0) == 0) found.push_back(line);
-    return found;
-  }
-};
-
-TEST_F(TvCommunicatePluginTest, DecoderAsksTheEncoderThroughTheEngine) {
-  if (!std::filesystem::exists(Library("decoder/TestDecoder.so")) ||
-      !std::filesystem::exists(Library("encoder/TestEncoder.so")))
-    GTEST_SKIP() << "the bindings' test plug-ins are not built";
-  WriteBytes(PathOf("plugins.conf"),
-             "log=" + PathOf("calls.log") + "\n" +
-                 "TestDecoder.get.Communicate.BeforeOpen=1|Encoder|get|Extension|x;0\n"
-                 "TestEncoder.get.Extension=1|.tst\n");
-  ScopedEnv config("TVTEST_PLUGIN_CONFIG", PathOf("plugins.conf").c_str());
-  clTvDecoder decoder;
-  clTvEncoder encoder;
-  ASSERT_TRUE(decoder.Load(XString(Library("decoder/TestDecoder.so").c_str(), true).CStr()));
-  ASSERT_TRUE(encoder.Load(XString(Library("encoder/TestEncoder.so").c_str(), true).CStr()));
-  ASSERT_TRUE(decoder.Make(&run->logHandles) && encoder.Make(&run->logHandles));
-
-  run->Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(decoder), TvPeerOf(encoder));
-
-  const std::vector<std::string> asked = Calls("TestEncoder ENC_Get key=\"Extension\"");
-  ASSERT_EQ(asked.size(), 1u);
-  EXPECT_NE(asked[0].find("text1=\"x\""), std::string::npos) << asked[0];
-  const std::vector<std::string> results = Calls("TestDecoder Set key=\"CommunicateResult\"");
-  ASSERT_EQ(results.size(), 1u);
-  EXPECT_NE(results[0].find("value=1 "), std::string::npos) << results[0];
-  EXPECT_NE(results[0].find("text1=\"Encoder\""), std::string::npos) << results[0];
-  EXPECT_EQ(Calls("TestDecoder Get key=\"Communicate\"").size(), 2u);
-  EXPECT_EQ(Calls("TestEncoder ENC_Get key=\"Communicate\"").size(), 1u);
 }
 
 }  // namespace

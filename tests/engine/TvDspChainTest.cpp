@@ -1,18 +1,15 @@
 // The DSP chain in whole runs: loading, live effects in the pump, non-live rendering through the
 // temporary file, and its failures. The scripted effect turns each byte b into b * mul + add, so
 // the output tells in which order the effects ran.
-#include "tests/engine/TvChildRun.h"
+#include "tests/engine/TvTestSupport.h"
 
 namespace {
 
-class TvDspChainTest : public TvScriptRunTest {
+class TvDspChainTest : public ScriptRunTest {
  protected:
   void SetUp() override {
-    TvScriptRunTest::SetUp();
-    for (const char* name : {"A", "B", "C", "CPU Throttle"}) Install(name);
-  }
-  void Install(const std::string& name) {
-    InstallPlugin(TV_TEST_PLUGIN_DIR "/TvScriptDSP.so", "DSPs", name + ".so");
+    ScriptRunTest::SetUp();
+    for (const char* name : {"A", "B", "C", "CPU Throttle"}) child.InstallScriptEffect(name);
   }
   // The chain as options: each entry "Name=parameters".
   static std::vector<std::string> Chain(const std::vector<std::string>& entries) {
@@ -30,7 +27,7 @@ class TvDspChainTest : public TvScriptRunTest {
   }
   // The calls in the log from the first that starts with prefix on.
   std::vector<std::string> CallsAfter(const std::string& prefix) const {
-    std::vector<std::string> all = Calls(), rest;
+    std::vector<std::string> all = CallsOf(), rest;
     auto at = std::find_if(all.begin(), all.end(),
                            [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
     rest.assign(at, all.end());
@@ -43,8 +40,8 @@ class TvDspChainTest : public TvScriptRunTest {
 };
 
 TEST_F(TvDspChainTest, LiveEffectsOnlyRunInThePumpWithoutRendering) {
-  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,400,200E"},
-                                  Chain({"A=live,mul=3", "B=live,add=1"}));
+  const ChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,400,200E"},
+                                Chain({"A=live,mul=3", "B=live,add=1"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(1000, [](int b) { return b * 3 + 1; }));
   EXPECT_FALSE(Called("DSP_PassNonLive"));
@@ -55,12 +52,12 @@ TEST_F(TvDspChainTest, LiveEffectsOnlyRunInThePumpWithoutRendering) {
 }
 
 TEST_F(TvDspChainTest, LiveNonLiveLiveAllRunOnTheFileInChainOrder) {
-  const TvChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,e,400,200E"},
-                                  Chain({"A=live,mul=3", "B=add=1", "C=live,mul=5"}));
+  const ChildResult r = Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,e,400,200E"},
+                                Chain({"A=live,mul=3", "B=add=1", "C=live,mul=5"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(1000, [](int b) { return (b * 3 + 1) * 5; }));
   std::vector<std::string> order;
-  for (const std::string& line : Calls())
+  for (const std::string& line : CallsOf())
     if (line.rfind("DSP_BeginConversion", 0) == 0 || line.rfind("DSP_PassNonLive", 0) == 0 ||
         line.rfind("ENC_BeginConversion", 0) == 0)
       order.push_back(line.substr(0, line.find(' ', line.find(' ') + 1)));
@@ -82,8 +79,7 @@ TEST_F(TvDspChainTest, CpuThrottleWorksOnTheFileAndInThePumpButOnlyByItsExactNam
   EXPECT_EQ(CountOf(CallsAfter("ENC_BeginConversion"), "DSP_PassAudioBlock CPU Throttle"), 1u);
 
   std::filesystem::remove(PathOf("app/DSPs/CPU Throttle.so"));
-  Install("cpu throttle");
-  std::filesystem::remove(PathOf("calls.txt"));
+  child.InstallScriptEffect("cpu throttle");
   Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1", "cpu throttle=live,mul=3"}));
   EXPECT_EQ(ReadBytes(PathOf("p.raw")), Expected(1000, [](int b) { return (b + 1) * 3; }));
   EXPECT_FALSE(Called("DSP_PassNonLive cpu throttle"));
@@ -100,7 +96,7 @@ TEST_F(TvDspChainTest, EmptySourceGivesAnEmptyFileAndALiveEffectNoBlock) {
 }
 
 TEST_F(TvDspChainTest, EngineMeasuresTheLengthAndFormatANonLiveEffectLeaves) {
-  const TvChildResult r =
+  const ChildResult r =
       Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=cut=600,rate=2000"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(600, [](int b) { return b; }));
@@ -113,12 +109,11 @@ TEST_F(TvDspChainTest, QuitWhileRenderingOrBetweenEffectsSkipsTheRestAndThePump)
   const std::string quit =
       "-evtquit=tvtest-dspquit-" + std::filesystem::path(folder).filename().string();
   Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=400,Q,400E"}, {"-dspeffect1=A=add=1", quit});
-  EXPECT_EQ(CountOf(Calls(), "DecodeBlock"), 2u);
+  EXPECT_EQ(CountOf(CallsOf(), "DecodeBlock"), 2u);
   EXPECT_FALSE(Called("DSP_PassNonLive"));
   EXPECT_FALSE(Called("ENC_EncodeBlock"));
   EXPECT_TRUE(Called("ENC_EndConversion"));
 
-  std::filesystem::remove(PathOf("calls.txt"));
   Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"},
           {"-dspeffect1=A=quit", "-dspeffect2=B=add=1", quit});
   EXPECT_TRUE(Called("DSP_PassNonLive A"));
@@ -127,7 +122,7 @@ TEST_F(TvDspChainTest, QuitWhileRenderingOrBetweenEffectsSkipsTheRestAndThePump)
 }
 
 TEST_F(TvDspChainTest, FailingEffectFailsTheRunButTheFinishStillRuns) {
-  const TvChildResult r =
+  const ChildResult r =
       Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1,fail", "B=live,mul=3"}));
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_FALSE(Called("DSP_PassAudioBlock B"));  // the chain stops at the failure
@@ -136,14 +131,17 @@ TEST_F(TvDspChainTest, FailingEffectFailsTheRunButTheFinishStillRuns) {
   EXPECT_EQ(CallsOf("DSP_AfterConversion A"),
             std::vector<std::string>{"DSP_AfterConversion A failed 1"});
 
-  std::filesystem::remove(PathOf("calls.txt"));
-  const TvChildResult live =
-      Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, Chain({"A=add=1", "B=live,beginfail"}));
-  EXPECT_EQ(live.exitCode, 1);
+  // Live effects that fail to begin, on the rendered file or in the pump.
+  for (const std::vector<std::string>& chain :
+       {Chain({"A=add=1", "B=live,beginfail"}), Chain({"A=add=1", "B=live,fail"}),
+        Chain({"B=live,fail"})}) {
+    const ChildResult live = Convert(PathOf("p.raw"), {"TVTEST_BLOCKS=1000E"}, chain);
+    EXPECT_EQ(live.exitCode, 1) << chain.back();
+  }
 }
 
 TEST_F(TvDspChainTest, EffectsLoadTwiceFromTheLastAndASecondLoadThatFailsDropsTheEntry) {
-  const TvChildResult r =
+  const ChildResult r =
       Convert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E", "TVTEST_DSP_CREATE_FAIL=B:2"},
               Chain({"A=live,mul=3", "B=live,add=1"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
@@ -159,11 +157,11 @@ TEST_F(TvDspChainTest, EffectsLoadTwiceFromTheLastAndASecondLoadThatFailsDropsTh
 TEST_F(TvDspChainTest, AnEffectThatKeepsReplayGainKeepsTheTags) {
   const std::vector<std::string> env = {"TVTEST_BLOCKS=1000E", "TVTEST_WRITE_TAGS=1",
                                         "TVTEST_TAG_BLOCK=" + PathOf("tags.bin")};
-  const std::string rg = Utf16Bytes("replaygain_track_gain", false);
+  const std::string rg = Utf16Le("replaygain_track_gain");
   // The tags are written through the decoder of the output's type, which the test decoder is.
   Convert(PathOf("o.wav"), env,
           {"-dspeffect1=A=live", "-tag=replaygain_track_gain=-3 dB", "-tag=Title=x"});
-  EXPECT_NE(ReadBytes(PathOf("tags.bin")).find(Utf16Bytes("Title", false)), std::string::npos);
+  EXPECT_NE(ReadBytes(PathOf("tags.bin")).find(Utf16Le("Title")), std::string::npos);
   EXPECT_EQ(ReadBytes(PathOf("tags.bin")).find(rg), std::string::npos);
   Convert(PathOf("p.wav"), env,
           {"-dspeffect1=A=live,rg", "-tag=replaygain_track_gain=-3 dB", "-tag=Title=x"});
@@ -172,11 +170,8 @@ TEST_F(TvDspChainTest, AnEffectThatKeepsReplayGainKeepsTheTags) {
 
 TEST_F(TvDspChainTest, HostHearsOfTheRenderingAndTheFileGoesToTheTemporaryFolderGiven) {
   std::filesystem::create_directories(PathOf("tmp"));
-  WriteBytes(PathOf("c.tvcmd8"),
-             "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + PathOf("o.raw") +
-                 "\" -convert_to=testenc -dspeffect1=A=add=1 -tmpfolder=\"" + PathOf("tmp") + "\"");
-  const TvChildResult r = Run({"-tvcmd8=" + PathOf("c.tvcmd8")}, input,
-                              {"TVTEST_CALLS=" + PathOf("calls.txt"), "TVTEST_BLOCKS=1000E"});
+  const ChildResult r = HostConvert(PathOf("o.raw"), {"TVTEST_BLOCKS=1000E"},
+                                    "-dspeffect1=A=add=1 -tmpfolder=\"" + PathOf("tmp") + "\"");
   EXPECT_EQ(r.exitCode, 0) << r.err;
   const size_t rendering = r.out.find("MSGTO: tVH: Action: Rendering For DSPs...\r\n");
   const size_t running = r.out.find("MSGTO: tVH: Action: Running DSP Effect A\r\n");

@@ -8,12 +8,12 @@
 
 namespace {
 
-class TvPreCacheTest : public TvTempFolderTest {
+class TvPreCacheTest : public ScratchFolderTest {
  protected:
   uint32_t ReadsFor(size_t size) {
     const std::string path = PathOf("source.bin");
     WriteBytes(path, std::string(size, 'a'));
-    return TvPreCacheRead(XString(path.c_str(), true));
+    return TvPreCacheRead(X(path));
   }
 };
 
@@ -26,7 +26,7 @@ TEST_F(TvPreCacheTest, ReadsInPiecesOfAtMost64KiB) {
 }
 
 TEST_F(TvPreCacheTest, MissingFileIsNoFailure) {
-  EXPECT_EQ(TvPreCacheRead(XString(PathOf("absent.wav").c_str(), true)), 0u);
+  EXPECT_EQ(TvPreCacheRead(X(PathOf("absent.wav"))), 0u);
 }
 
 TEST_F(TvPreCacheTest, WaitsForTheMachineWideMutex) {
@@ -34,8 +34,7 @@ TEST_F(TvPreCacheTest, WaitsForTheMachineWideMutex) {
   XMutex held(u"muttVHPrecacheread");
   ASSERT_TRUE(held.TryLock(5000));
   // The mutex is recursive within a process, so the competing read runs in another thread.
-  auto reading = std::async(std::launch::async,
-                            [&] { return TvPreCacheRead(XString(PathOf("s.wav").c_str(), true)); });
+  auto reading = std::async(std::launch::async, [&] { return TvPreCacheRead(X(PathOf("s.wav"))); });
   EXPECT_EQ(reading.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
   held.Unlock();
   EXPECT_EQ(reading.get(), 1u);
@@ -47,13 +46,13 @@ TEST_F(TvPreCacheRunTest, RegistrySwitchOrStandardInputSkipsTheRead) {
   ScopedEnv config("XDG_CONFIG_HOME", folder.c_str());
   WriteBytes(PathOf("in.wav"), "data");
   const std::string text = "-infile=\"" + PathOf("in.wav") + "\" -outfile=o -convert_to=c";
-  ASSERT_TRUE(ParseText(XString(text.c_str(), true).CStr()));
+  ASSERT_TRUE(ParseText(text));
   EXPECT_TRUE(run->PreCacheRead());
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoPreCache"));
   EXPECT_FALSE(run->PreCacheRead());
   ASSERT_TRUE(XRegistry::WriteDWORD(0, u"tVHNoPreCache"));
   EXPECT_TRUE(run->PreCacheRead());
-  run->inputIsStdin = 1;
+  Opts().inputIsStdin = 1;
   EXPECT_FALSE(run->PreCacheRead());
 }
 

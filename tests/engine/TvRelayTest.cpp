@@ -12,7 +12,7 @@ class TvRelayTest : public TvRunPhaseTest {
   // Waits (bounded) until the relay has raised the failed flag.
   bool FailedSoon() const {
     for (int i = 0; i < 2000; i++) {
-      if (std::atomic_ref<uint32_t>(run->failed).load()) return true;
+      if (std::atomic_ref<uint32_t>(Dst().conversion.failed).load()) return true;
       usleep(5000);
     }
     return false;
@@ -25,75 +25,75 @@ class TvRelayTest : public TvRunPhaseTest {
 
 TEST_F(TvRelayTest, ErrorFromAnotherThreadFailsTheRunAndReachesStandardError) {
   ASSERT_TRUE(run->StartOutputRelay());
-  std::thread plugin([this] { LogError(u"Error: boom", run->logHandles, "Plugin::Work"); });
+  std::thread plugin([this] { LogError(u"Error: boom", Io().logHandles, "Plugin::Work"); });
   plugin.join();
   EXPECT_TRUE(FailedSoon());
   run.reset();  // stops the relay
-  EXPECT_EQ(Utf8(ReadUtf16(PathOf("err.txt"))), "Error: boom  [Plugin::Work]\r\n");
+  EXPECT_EQ(FromUtf16Le(ReadBytes(PathOf("err.txt"))), "Error: boom  [Plugin::Work]\r\n");
 }
 
 TEST_F(TvRelayTest, ProcessWideLogCallsGoThroughThePipes) {
   const TvHostContext context = XLogContext();
-  EXPECT_EQ(context.errorHandle, run->logHandles.errorHandle);
-  EXPECT_EQ(context.infoHandle, run->logHandles.infoHandle);
+  EXPECT_EQ(context.errorHandle, Io().logHandles.errorHandle);
+  EXPECT_EQ(context.infoHandle, Io().logHandles.infoHandle);
   std::thread plugin([] { LogError(u"from a thread that holds no context"); });
   plugin.join();
-  EXPECT_FALSE(run->failed);
+  EXPECT_FALSE(Dst().conversion.failed);
   EXPECT_TRUE(run->RelayStep());
-  EXPECT_EQ(run->failed, 1u);
+  EXPECT_EQ(Dst().conversion.failed, 1u);
 }
 
 TEST_F(TvRelayTest, RawBytesOnTheWriteEndFailTheRunAndPassUnchanged) {
   // A plug-in may write anything, even an odd count of bytes with no line end.
   const std::string bytes("A\0B", 3);
-  std::thread plugin([&] { WriteRaw(run->logHandles.errorHandle, bytes); });
+  std::thread plugin([&] { WriteRaw(Io().logHandles.errorHandle, bytes); });
   plugin.join();
   EXPECT_TRUE(run->RelayStep());
-  EXPECT_EQ(run->failed, 1u);
+  EXPECT_EQ(Dst().conversion.failed, 1u);
   EXPECT_EQ(ReadBytes(PathOf("err.txt")), bytes);
 }
 
 TEST_F(TvRelayTest, InformationAloneNeverFailsAndStartsOnANewLine) {
-  LogInfo(u"Note", run->logHandles, "F");
+  LogInfo(u"Note", Io().logHandles, "F");
   EXPECT_TRUE(run->RelayStep());
-  EXPECT_EQ(run->failed, 0u);
+  EXPECT_EQ(Dst().conversion.failed, 0u);
   EXPECT_EQ(Out(), "\r\nNote  [F]\r\n\r\n");
   EXPECT_EQ(Err(), "");
   EXPECT_FALSE(run->RelayStep());
 }
 
 TEST_F(TvRelayTest, HostModePassesInformationBytesUnchanged) {
-  run->hostMode = 1;
-  run->silent = 1;
-  const std::string bytes = Utf16Bytes("plug-in says hi", false) + "\x01";
-  WriteRaw(run->logHandles.infoHandle, bytes);
+  Opts().hostMode = 1;
+  Opts().silent = 1;
+  const std::string bytes = Utf16Le("plug-in says hi") + "\x01";
+  WriteRaw(Io().logHandles.infoHandle, bytes);
   EXPECT_TRUE(run->RelayStep());
   EXPECT_EQ(ReadBytes(PathOf("out.txt")), bytes);
-  EXPECT_EQ(run->failed, 0u);
+  EXPECT_EQ(Dst().conversion.failed, 0u);
 }
 
 TEST_F(TvRelayTest, SilentDropsInformationButKeepsErrors) {
-  run->silent = 1;
-  LogInfo(u"quiet", run->logHandles);
-  LogError(u"loud", run->logHandles);
+  Opts().silent = 1;
+  LogInfo(u"quiet", Io().logHandles);
+  LogError(u"loud", Io().logHandles);
   EXPECT_TRUE(run->RelayStep());
   EXPECT_EQ(Out(), "");
   EXPECT_EQ(Err(), "loud\r\n");
-  EXPECT_EQ(run->failed, 1u);
+  EXPECT_EQ(Dst().conversion.failed, 1u);
 }
 
 TEST_F(TvRelayTest, TextWrittenJustBeforeTheEndStillArrives) {
-  run->hostMode = 1;
+  Opts().hostMode = 1;
   ASSERT_TRUE(run->StartOutputRelay());
   // More than a pipe holds, so the writer has to wait for the relay more than once.
   std::string big;
-  for (int i = 0; i < 20000; i++) big += Utf16Bytes("0123456789", false);
-  std::thread plugin([&] { WriteRaw(run->logHandles.infoHandle, big); });
+  for (int i = 0; i < 20000; i++) big += Utf16Le("0123456789");
+  std::thread plugin([&] { WriteRaw(Io().logHandles.infoHandle, big); });
   plugin.join();
-  LogError(u"last words", run->logHandles);
+  LogError(u"last words", Io().logHandles);
   run.reset();
   EXPECT_EQ(ReadBytes(PathOf("out.txt")), big);
-  EXPECT_EQ(Utf8(ReadUtf16(PathOf("err.txt"))), "last words\r\n");
+  EXPECT_EQ(FromUtf16Le(ReadBytes(PathOf("err.txt"))), "last words\r\n");
 }
 
 TEST_F(TvRelayTest, TheEndOfTheRunHandsTheLogBackToStandardError) {
@@ -105,10 +105,10 @@ TEST_F(TvRelayTest, TheEndOfTheRunHandsTheLogBackToStandardError) {
 }
 
 TEST_F(TvRelayTest, ErrorFileThatCouldNotBeMadeStillFailsTheRun) {
-  run->stdErr.Close();
-  LogError(u"lost", run->logHandles);
+  Io().stdErr.Close();
+  LogError(u"lost", Io().logHandles);
   EXPECT_TRUE(run->RelayStep());
-  EXPECT_EQ(run->failed, 1u);
+  EXPECT_EQ(Dst().conversion.failed, 1u);
 }
 
 }  // namespace

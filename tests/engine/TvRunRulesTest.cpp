@@ -1,30 +1,26 @@
 // Tests of the run's small rules: output names, back-off, percentage, closing line.
 #include "engine/TvRunRules.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TestText.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-namespace {
-std::string Utf8(const XString& text) { return text.ToUtf8String(); }
-XString Text(const std::string& utf8) { return XString(utf8.c_str(), true); }
-}  // namespace
-
 TEST(TvRunRulesTest, IgnoreExtensionInAnyCaseButOnlyAsTheExtension) {
-  EXPECT_TRUE(TvIsIgnoreExtension(Text("/music/a.IGNORE")));
-  EXPECT_TRUE(TvIsIgnoreExtension(Text("a.ignore")));
-  EXPECT_TRUE(TvIsIgnoreExtension(Text("a.iGnOrE")));
-  EXPECT_FALSE(TvIsIgnoreExtension(Text("a.ignore.flac")));
-  EXPECT_FALSE(TvIsIgnoreExtension(Text("/x.ignore/a")));
-  EXPECT_FALSE(TvIsIgnoreExtension(Text("a.ignored")));
-  EXPECT_FALSE(TvIsIgnoreExtension(Text("IGNORE")));
+  EXPECT_TRUE(TvIsIgnoreExtension(X("/music/a.IGNORE")));
+  EXPECT_TRUE(TvIsIgnoreExtension(X("a.ignore")));
+  EXPECT_TRUE(TvIsIgnoreExtension(X("a.iGnOrE")));
+  EXPECT_FALSE(TvIsIgnoreExtension(X("a.ignore.flac")));
+  EXPECT_FALSE(TvIsIgnoreExtension(X("/x.ignore/a")));
+  EXPECT_FALSE(TvIsIgnoreExtension(X("a.ignored")));
+  EXPECT_FALSE(TvIsIgnoreExtension(X("IGNORE")));
 }
 
 TEST(TvRunRulesTest, TempNameRepeatsTheExtension) {
-  EXPECT_EQ(Utf8(TvTempOutputName(Text("/m/b.flac"))), "/m/b.flac.tmp.flac");
-  EXPECT_EQ(Utf8(TvTempOutputName(Text("/m.d/b"))), "/m.d/b.tmp.");
-  EXPECT_EQ(Utf8(TvTempOutputName(Text("/m/b."))), "/m/b..tmp.");
+  EXPECT_EQ(U8(TvTempOutputName(X("/m/b.flac"))), "/m/b.flac.tmp.flac");
+  EXPECT_EQ(U8(TvTempOutputName(X("/m.d/b"))), "/m.d/b.tmp.");
+  EXPECT_EQ(U8(TvTempOutputName(X("/m/b."))), "/m/b..tmp.");
 }
 
 TEST(TvRunRulesTest, TempNameIsCutToStayWithin259Characters) {
@@ -33,7 +29,7 @@ TEST(TvRunRulesTest, TempNameIsCutToStayWithin259Characters) {
   for (int length : {limit - 1, limit, limit + 1, 400}) {
     const std::string name = "/" + std::string(length - 1 - ext.size(), 'a') + ext;
     ASSERT_EQ(static_cast<int>(name.size()), length);
-    const std::string temp = Utf8(TvTempOutputName(Text(name)));
+    const std::string temp = U8(TvTempOutputName(X(name)));
     const std::string kept = name.substr(0, std::min(length, limit));
     EXPECT_EQ(temp, kept + ".tmp" + ext) << length;
     EXPECT_LE(temp.size(), 259u);
@@ -69,12 +65,12 @@ TEST(TvRunRulesTest, PercentIsCappedAndALengthOfZeroCountsAsOne) {
 TEST(TvRunRulesTest, ClosingLineShowsElapsedTimeAndFactor) {
   ScratchFolder scratch;
   ScopedEnv config("XDG_CONFIG_HOME", scratch.Folder().c_str());
-  EXPECT_EQ(Utf8(TvClosingLine(0, 3.0)), "");
-  EXPECT_EQ(Utf8(TvClosingLine(1500, 0.0)), "Conversion completed in 1.5 seconds");
-  EXPECT_EQ(Utf8(TvClosingLine(2000, 2.0)),
+  EXPECT_EQ(U8(TvClosingLine(0, 3.0)), "");
+  EXPECT_EQ(U8(TvClosingLine(1500, 0.0)), "Conversion completed in 1.5 seconds");
+  EXPECT_EQ(U8(TvClosingLine(2000, 2.0)),
             "Conversion completed in 2 seconds x2.0 realtime encoding");
-  EXPECT_EQ(Utf8(TvClosingLine(65000, 12.99)),
+  EXPECT_EQ(U8(TvClosingLine(65000, 12.99)),
             "Conversion completed in 1 minute 5 seconds x12 realtime encoding");
-  EXPECT_EQ(Utf8(TvClosingLine(7, 10.0)),
+  EXPECT_EQ(U8(TvClosingLine(7, 10.0)),
             "Conversion completed in 7 mili-seconds x10 realtime encoding");
 }

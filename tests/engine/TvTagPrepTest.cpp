@@ -12,9 +12,9 @@ class TvTagPrepTest : public TvRunPhaseTest {
   void SetUp() override {
     TvRunPhaseTest::SetUp();
     config.emplace("XDG_CONFIG_HOME", folder.c_str());
-    run->versionFolder = XString((folder + "/").c_str(), true);
-    run->encoderName = u"Wave";
-    run->inputFile = u"/music/song.flac";
+    Opts().versionFolder = X((folder + "/"));
+    Opts().encoderName = u"Wave";
+    Opts().inputFile = u"/music/song.flac";
   }
 
   void Options(const char16_t* text) { run->Parse(text, 1); }
@@ -30,8 +30,8 @@ class TvTagPrepTest : public TvRunPhaseTest {
     list.Add(u"Audio Quality", quality);
     list.Add(u"Source", sourceText);
     list.ToBlock(properties);
-    run->openInfo.properties = properties.data;
-    run->openInfo.propertiesSize = properties.size;
+    Src().openInfo.properties = properties.data;
+    Src().openInfo.propertiesSize = properties.size;
   }
 
   void VersionFile(const std::string& relative, const std::string& line) {
@@ -43,12 +43,12 @@ class TvTagPrepTest : public TvRunPhaseTest {
   XTagList Prepare() {
     TvTransmillTestAccess::PrepareTags(*run, source.data, source.size);
     XTagList block;
-    block.FromBlock(run->tagBytes.data, run->tagBytes.size);
+    block.FromBlock(Dst().tagBytes.data, Dst().tagBytes.size);
     return block;
   }
 
   static std::string Value(const XTagList& list, const char16_t* key) {
-    return Utf8(list.GetValue(XString(key)));
+    return U8(list.GetValue(XString(key)));
   }
 
   std::optional<ScopedEnv> config;
@@ -67,14 +67,14 @@ TEST_F(TvTagPrepTest, OptionsWinOverSourceAndMalformedOnesArePassedOver) {
   EXPECT_EQ(Value(tags, u"Album"), "first");
   EXPECT_EQ(tags.Count(), 5);  // Artist, Comment, Genre twice, Album once
   EXPECT_EQ(tags.Find(XString(u"noequals")), nullptr);
-  EXPECT_EQ(Utf8(tags.At(2).value), "g1");
-  EXPECT_EQ(Utf8(tags.At(3).value), "g2");
+  EXPECT_EQ(U8(tags.At(2).value), "g1");
+  EXPECT_EQ(U8(tags.At(3).value), "g2");
 }
 
 TEST_F(TvTagPrepTest, ConversionTagsAreRefreshedOnlyWhenPresent) {
   VersionFile("Versions/tVH.txt", "2.5");
   VersionFile("Versions/Compression/Wave.txt", "Release 17.2 (Abc encoder 1.3)");
-  run->encoderSettings = u"  -q 5  ";
+  Dst().encoderSettings = u"  -q 5  ";
   Properties(u"Lossless", u"CD");
   SourceTags({{u"Source", u"old"},
               {u"Encoded By", u"x"},
@@ -88,10 +88,10 @@ TEST_F(TvTagPrepTest, ConversionTagsAreRefreshedOnlyWhenPresent) {
   EXPECT_EQ(Value(tags, u"Encoder"), "Abc encoder 1.3");
   EXPECT_EQ(Value(tags, u"Encoder Settings"), "-q 5");
   EXPECT_EQ(tags.Find(XString(u"Encoding Tool")), nullptr);
-  EXPECT_EQ(Utf8(tags.At(tags.Count() - 1).key), "Encoder Settings");  // re-added at the end
+  EXPECT_EQ(U8(tags.At(tags.Count() - 1).key), "Encoder Settings");  // re-added at the end
 
   // Without the tags, no version file is read and nothing arises.
-  run->tagList.Clear();
+  Dst().tagList.Clear();
   SourceTags({{u"Title", u"T"}});
   tags = Prepare();
   EXPECT_EQ(tags.Count(), 1);
@@ -100,13 +100,13 @@ TEST_F(TvTagPrepTest, ConversionTagsAreRefreshedOnlyWhenPresent) {
 TEST_F(TvTagPrepTest, VersionFileFormsAndFallbacks) {
   SourceTags({{u"Encoder", u"y"}, {u"Encoded By", u"x"}});
   EXPECT_EQ(Value(Prepare(), u"Encoder"), "Wave");  // no file at all
-  EXPECT_EQ(Value(run->tagList, u"Encoded By"), "Tonvera");
+  EXPECT_EQ(Value(Dst().tagList, u"Encoded By"), "Tonvera");
   for (const auto& [line, expected] : {std::pair<std::string, std::string>{"Release 5", "Wave"},
                                        {"Fast encoder 2", "Fast encoder 2"},
                                        {"RELEASE 1.0 [Lib 3]", "Lib 3"},
                                        {"Release 1.0.7", "Wave"}}) {
     VersionFile("Versions/Compression/Wave.txt", line);
-    run->tagList.Clear();
+    Dst().tagList.Clear();
     EXPECT_EQ(Value(Prepare(), u"Encoder"), expected) << line;
   }
 }
@@ -115,40 +115,40 @@ TEST_F(TvTagPrepTest, SourceTagKeepsItsValueWhenQualityAddsNothing) {
   SourceTags({{u"Source", u"old"}});
   Properties(u"CD", u"CD");
   EXPECT_EQ(Value(Prepare(), u"Source"), "old");
-  run->tagList.Clear();
+  Dst().tagList.Clear();
   Properties(u"", u"CD");
   EXPECT_EQ(Value(Prepare(), u"Source"), "old");
-  run->tagList.Clear();
+  Dst().tagList.Clear();
   Properties(u"Lossy", u"CD");
-  run->inputFile = u"/music/noext";
+  Opts().inputFile = u"/music/noext";
   EXPECT_EQ(Value(Prepare(), u"Source"), "CD >> Lossy []");
-  run->tagList.Clear();
-  run->inputFile = u"/music/a.IGNORE";
+  Dst().tagList.Clear();
+  Opts().inputFile = u"/music/a.IGNORE";
   EXPECT_EQ(Value(Prepare(), u"Source"), "CD >> Lossy");
 }
 
 TEST_F(TvTagPrepTest, CliCommandStandsForTheWholeSettings) {
   SourceTags({{u"Encoder Settings", u"z"}});
-  run->encoderSettings = u"-mode=x -cli_cmd=\"enc {qt}a b{qt} -\"";
+  Dst().encoderSettings = u"-mode=x -cli_cmd=\"enc {qt}a b{qt} -\"";
   EXPECT_EQ(Value(Prepare(), u"Encoder Settings"), "enc \"a b\" -");
-  run->tagList.Clear();
-  run->encoderSettings = u"   ";
+  Dst().tagList.Clear();
+  Dst().encoderSettings = u"   ";
   EXPECT_EQ(Value(Prepare(), u"Encoder Settings"), "z");
 }
 
 TEST_F(TvTagPrepTest, PseudoEncodersAndTheSwitchLeaveConversionTags) {
   SourceTags({{u"Encoder", u"y"}, {u"Encoding Tool", u"t"}});
   for (const char16_t* name : {u"[Audio Info]", u"[Arrange Audio]", u"[ID Tag Update]"}) {
-    run->tagList.Clear();
-    run->encoderName = name;
+    Dst().tagList.Clear();
+    Opts().encoderName = name;
     const XTagList tags = Prepare();
     EXPECT_EQ(Value(tags, u"Encoder"), "y");
     EXPECT_EQ(Value(tags, u"Encoding Tool"), "t");
   }
-  run->tagList.Clear();
-  run->encoderName = u"[id tag update]";
+  Dst().tagList.Clear();
+  Opts().encoderName = u"[id tag update]";
   EXPECT_EQ(Value(Prepare(), u"Encoder"), "[id tag update]");
-  run->tagList.Clear();
+  Dst().tagList.Clear();
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoUpdateEncoderTags"));
   EXPECT_EQ(Value(Prepare(), u"Encoder"), "y");
 }
@@ -164,7 +164,7 @@ TEST_F(TvTagPrepTest, SpacesAreCleanedUnlessSwitchedOff) {
   EXPECT_NE(tags.Find(XString(u"B")), nullptr);
   EXPECT_EQ(Value(tags, u"C"), "\u2000z\u2001");
   EXPECT_EQ(Value(tags, u"D"), "p q");
-  run->tagList.Clear();
+  Dst().tagList.Clear();
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoTagDropSpaces"));
   EXPECT_EQ(Value(Prepare(), u"B"), "   ");
 }
@@ -178,13 +178,13 @@ TEST_F(TvTagPrepTest, ReplayGainGoesUnlessKeptAndSmpbAlwaysGoes) {
               {u"ITUNSMPB", u"1"},
               {u"Title", u"T"}});
   EXPECT_EQ(Prepare().Count(), 1);
-  run->tagList.Clear();
-  run->keepReplayGainTags = 1;
+  Dst().tagList.Clear();
+  Opts().keepReplayGainTags = 1;
   XTagList tags = Prepare();
   EXPECT_EQ(tags.Count(), 6);
   EXPECT_EQ(tags.Find(XString(u"ITUNSMPB")), nullptr);
-  run->tagList.Clear();
-  run->keepReplayGainTags = 0;
+  Dst().tagList.Clear();
+  Opts().keepReplayGainTags = 0;
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoDropRPGainTags"));
   EXPECT_EQ(Prepare().Count(), 6);
 }

@@ -2,13 +2,8 @@
 #include "sdk/tv_named.h"
 #include "tests/engine/TvTestSupport.h"
 
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <atomic>
 #include <string>
-
-extern char** environ;
 
 namespace {
 
@@ -23,47 +18,11 @@ class TvWatchdogTest : public TvRunPhaseTest {
     const std::string text = "-infile=a -outfile=b -convert_to=c -evtquit=" + quit +
                              " -evtafterconvseterror=" + afterError + " -evtwatchdog=" + watchdog +
                              " -shrbytesencoded=" + counter;
-    return ParseText(XString(text.c_str(), true).CStr());
+    return ParseText(text);
   }
   std::string quit = Unique("quit"), afterError = Unique("err"), watchdog = Unique("wd"),
               counter = Unique("bytes");
 };
-
-// Runs the probe that resets the event and waits for it; its exit code.
-int Probe(const std::string& eventName, const char* milliseconds) {
-  const std::string program = TV_TEST_BIN_DIR "/tv_watchdog_probe";
-  char* argv[] = {const_cast<char*>(program.c_str()), const_cast<char*>(eventName.c_str()),
-                  const_cast<char*>(milliseconds), nullptr};
-  pid_t pid = 0;
-  if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv, environ) != 0) return -1;
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-TEST_F(TvWatchdogTest, EventsMadeByTheHostAreSeenByTheRun) {
-  tv_event* hostQuit = tv_event_create(quit.c_str(), nullptr);
-  tv_event* hostError = tv_event_create(afterError.c_str(), nullptr);
-  tv_event* hostWatchdog = tv_event_create(watchdog.c_str(), nullptr);
-  ASSERT_TRUE(hostQuit && hostError && hostWatchdog);
-  ASSERT_TRUE(ParseWithNames());
-  EXPECT_FALSE(run->QuitRequested());
-  EXPECT_FALSE(run->AfterConvErrorRequested());
-  tv_event_set(hostQuit);
-  EXPECT_TRUE(run->QuitRequested());
-  EXPECT_FALSE(run->AfterConvErrorRequested());
-  tv_event_set(hostError);
-  EXPECT_TRUE(run->AfterConvErrorRequested());
-  EXPECT_EQ(tv_event_is_set(hostWatchdog), 0);
-  run->SignOfLife();
-  EXPECT_EQ(tv_event_is_set(hostWatchdog), 1);
-  // The run never resets what it was given.
-  run.reset();
-  EXPECT_EQ(tv_event_is_set(hostQuit), 1);
-  tv_event_close(hostQuit);
-  tv_event_close(hostError);
-  tv_event_close(hostWatchdog);
-}
 
 TEST_F(TvWatchdogTest, EventsTheHostDidNotMakeAreCreatedByTheRun) {
   ASSERT_TRUE(ParseWithNames());
@@ -98,26 +57,15 @@ TEST_F(TvWatchdogTest, CounterIsEightLittleEndianBytes) {
 }
 
 TEST_F(TvWatchdogTest, WithoutOptionsNothingIsOpenAndNothingHappens) {
-  ASSERT_TRUE(ParseText(u"-infile=a -outfile=b -convert_to=c -evtquit="));
-  EXPECT_FALSE(run->quitEvent.IsOpen());
-  EXPECT_FALSE(run->watchdogEvent.IsOpen());
-  EXPECT_FALSE(run->bytesEncodedShare.IsOpen());
+  ASSERT_TRUE(ParseText("-infile=a -outfile=b -convert_to=c -evtquit="));
+  EXPECT_FALSE(Io().quitEvent.IsOpen());
+  EXPECT_FALSE(Io().watchdogEvent.IsOpen());
+  EXPECT_FALSE(Io().bytesEncodedShare.IsOpen());
   EXPECT_FALSE(run->QuitRequested());
   run->SignOfLife();
   run->PublishBytesEncoded(1);
   run->StartSignOfLife();
-  EXPECT_FALSE(run->signOfLifeThread.IsRunning());
-}
-
-TEST_F(TvWatchdogTest, SignOfLifeIsSeenFromAnotherProcess) {
-  ASSERT_TRUE(ParseWithNames());
-  EXPECT_EQ(Probe(watchdog, "300"), 1);  // nobody sets it yet
-  run->StartSignOfLife();
-  ASSERT_TRUE(run->signOfLifeThread.IsRunning());
-  EXPECT_EQ(Probe(watchdog, "10000"), 0);
-  EXPECT_EQ(Probe(watchdog, "10000"), 0);  // and again after the host reset it
-  run->StopSignOfLife();
-  EXPECT_FALSE(run->signOfLifeThread.IsRunning());
+  EXPECT_FALSE(Io().signOfLifeThread.IsRunning());
 }
 
 }  // namespace
