@@ -32,7 +32,7 @@ class BenchSettings {
     setenv(TVTEST_CONFIG_VARIABLE, config.c_str(), 1);
     clTvCodecHandler::SetBaseFolder(XString::FromUtf8(TV_BENCH_PLUGIN_DIR));
   }
-  ~BenchSettings() { DeleteFolderContents(XString::FromUtf8(folder.c_str()), true); }
+  ~BenchSettings() { XPath::DeleteFolderContents(XString::FromUtf8(folder.c_str()), true); }
 
  private:
   std::string folder;
@@ -55,7 +55,7 @@ void CachedHit(benchmark::State& state) {
 // No cache entry: the folder is scanned until a library answers.
 void ScanHit(benchmark::State& state) {
   for (auto _ : state) {
-    XRegistry::DeleteValue(u".b20", HKEY_CURRENT_USER, TvDecoderCacheKey);
+    XRegistry::DeleteValue(u".b20", XRegistry::RootCurrentUser, TvDecoderCacheKey);
     clTvDecoder decoder;
     benchmark::DoNotOptimize(clTvCodecHandler::FindDecoder(u"song.b20", decoder, &context));
   }
@@ -80,7 +80,8 @@ void SameBinding(benchmark::State& state) {
 // One cache write per search: the store's own cost, for comparison.
 void CacheWriteOnly(benchmark::State& state) {
   for (auto _ : state)
-    XRegistry::WriteString(u"/x/decoder/bench20.so", u".b20", HKEY_CURRENT_USER, TvDecoderCacheKey);
+    XRegistry::WriteString(u"/x/decoder/bench20.so", u".b20", XRegistry::RootCurrentUser,
+                           TvDecoderCacheKey);
 }
 
 }  // namespace

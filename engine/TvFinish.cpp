@@ -70,9 +70,10 @@ void TvTransmill::OverwriteOutput(int32_t& tagWord) {
   if (OpenedSize(dst.tempOutputName) <= 0 || dst.conversion.failed || QuitRequested()) {
     tagWord = 0;
   } else {
-    DeleteFile(opts.outputFile);
+    XPath::DeleteFile(opts.outputFile);
     const XEvent* cancel = opts.quitEventName.Length() != 0 ? &io.quitEvent : nullptr;
-    if (MoveWithRetry(dst.tempOutputName, opts.outputFile, true, kOverwriteTimeoutMs, cancel)) {
+    if (XPath::MoveWithRetry(dst.tempOutputName, opts.outputFile, true, kOverwriteTimeoutMs,
+                             cancel)) {
       dst.conversion.info.outputFile = opts.outputFile.CStr();
     } else {
       const uint32_t error = XGetLastError();
@@ -86,7 +87,7 @@ void TvTransmill::OverwriteOutput(int32_t& tagWord) {
       tagWord = 0;
     }
   }
-  DeleteFile(dst.tempOutputName);
+  XPath::DeleteFile(dst.tempOutputName);
 }
 
 void TvTransmill::CheckOutputSize() {
@@ -95,8 +96,8 @@ void TvTransmill::CheckOutputSize() {
   if (size > 0) return;
   const char16_t* format = u"Encoder created a blank file: %s";
   if (size < 0)
-    format = Exists(opts.outputFile) ? u"Encoder wrote inaccessible file: %s"
-                                     : u"Encoder output file does not exist: %s";
+    format = XPath::Exists(opts.outputFile) ? u"Encoder wrote inaccessible file: %s"
+                                            : u"Encoder output file does not exist: %s";
   ReportError(XString().Format(format, opts.outputFile.CStr()), kRunFunction);
 }
 

@@ -9,9 +9,9 @@ void TvSeedFirstRunDefaults() {
   const std::u16string product = TvProductKey;
   const std::u16string tagging = product + u"\\Tagging";
   const std::u16string profile = product + u"\\DiscLifter\\Profiles\\(default)";
-  if (XRegistry::ValueExists(u"Mp3TagDefault", HKEY_CURRENT_USER, tagging.c_str())) return;
-  XRegistry::WriteDWORD(1, u"AlbumArtFolderJPG", HKEY_CURRENT_USER, profile.c_str());
-  XRegistry::WriteDWORD(3, u"Mp3TagDefault", HKEY_CURRENT_USER, tagging.c_str());
-  XRegistry::WriteDWORD(1, u"Mp3ID3v2UnicodeEncode", HKEY_CURRENT_USER, tagging.c_str());
-  XRegistry::WriteDWORD(1, u"tVHProfFreqConversion", HKEY_CURRENT_USER, product.c_str());
+  if (XRegistry::ValueExists(u"Mp3TagDefault", XRegistry::RootCurrentUser, tagging.c_str())) return;
+  XRegistry::WriteDWORD(1, u"AlbumArtFolderJPG", XRegistry::RootCurrentUser, profile.c_str());
+  XRegistry::WriteDWORD(3, u"Mp3TagDefault", XRegistry::RootCurrentUser, tagging.c_str());
+  XRegistry::WriteDWORD(1, u"Mp3ID3v2UnicodeEncode", XRegistry::RootCurrentUser, tagging.c_str());
+  XRegistry::WriteDWORD(1, u"tVHProfFreqConversion", XRegistry::RootCurrentUser, product.c_str());
 }

@@ -34,14 +34,14 @@ void TvTransmill::SendAction(const XString& text) {
 
 void TvTransmill::SendEncodingAction(const XString& output) {
   XString text(u"Encoding '");
-  text += BaseNameOf(output).CStr();
+  text += XPath::BaseNameOf(output).CStr();
   text += u"'";
   SendAction(text);
 }
 
 void TvTransmill::SendTagWritingAction(const XString& output) {
   XString text(u"Writing ID Tags '");
-  text += BaseNameOf(output).CStr();
+  text += XPath::BaseNameOf(output).CStr();
   text += u"'";
   SendAction(text);
 }

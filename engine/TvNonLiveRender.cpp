@@ -42,7 +42,7 @@ void TvTransmill::MakeTempDSPName(XTempFile& name, const char* prefix) {
     name.Create(prefix);
     return;
   }
-  const XString guid = NewGuidText();
+  const XString guid = XPath::NewGuidText();
   XString file;
   file.Format(u"%s%hs%d%d%d.tmp", opts.tmpFolder.CStr(), prefix,
               static_cast<int32_t>(HexField(guid, 0, 8)), static_cast<int>(HexField(guid, 8, 4)),
@@ -172,8 +172,9 @@ bool TvTransmill::RenderLiveDSP(clTvDSPEntry& entry) {
 bool TvTransmill::ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered) {
   in.Close();
   out.Close();
-  DeleteFile(dsps.tempName.Path());
-  if (MoveWithRetry(rendered.Path(), dsps.tempName.Path(), true, kMoveTimeoutMs, &io.quitEvent)) {
+  XPath::DeleteFile(dsps.tempName.Path());
+  if (XPath::MoveWithRetry(rendered.Path(), dsps.tempName.Path(), true, kMoveTimeoutMs,
+                           &io.quitEvent)) {
     rendered.Detach();
     return true;
   }
@@ -187,7 +188,7 @@ bool TvTransmill::ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered
 // An effect may change the length or the format: the engine only needs the file and the format.
 void TvTransmill::DescribeRenderedFile() {
   dsps.tempFormat.Set(&dst.conversion.info.format->Format);
-  const uint64_t size = SizeOf(dsps.tempName.Path());
+  const uint64_t size = XPath::SizeOf(dsps.tempName.Path());
   src.openInfo.byteLength = size;
   src.openInfo.msLength = size * 1000 / BytesPerSecond(dst.conversion.info.format->Format);
 }

@@ -9,11 +9,11 @@ constexpr int kTempNameRoom = 256;
 }  // namespace
 
 bool TvIsIgnoreExtension(const XString& outputFile) {
-  return XString::EqualsNoCase(ExtensionOf(outputFile).CStr(), u".IGNORE");
+  return XString::EqualsNoCase(XPath::ExtensionOf(outputFile).CStr(), u".IGNORE");
 }
 
 XString TvTempOutputName(const XString& outputFile) {
-  const XString extension = ExtensionOf(outputFile);
+  const XString extension = XPath::ExtensionOf(outputFile);
   const int limit = kTempNameRoom - (extension.Length() + 1);
   XString name = outputFile;
   if (name.Length() > limit) name = name.Left(limit > 0 ? limit : 0);
@@ -29,8 +29,8 @@ void TvTransmill::ApplyOutputNameRules() {
     opts.writeTags = 0;
     return;
   }
-  if (opts.outputFile.FindChar(u'/') != 0) CreateFolders(FolderOf(opts.outputFile));
-  if (Exists(opts.outputFile)) dst.tempOutputName = TvTempOutputName(opts.outputFile);
+  if (opts.outputFile.FindChar(u'/') != 0) XPath::CreateFolders(XPath::FolderOf(opts.outputFile));
+  if (XPath::Exists(opts.outputFile)) dst.tempOutputName = TvTempOutputName(opts.outputFile);
 }
 
 const XString& TvTransmill::NameWrittenTo() const {

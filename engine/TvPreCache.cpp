@@ -13,7 +13,7 @@ uint32_t TvPreCacheRead(const XString& path) {
   if (mutex.IsOpen()) mutex.Lock();
   uint32_t reads = 0;
   XFile file;
-  if (file.Open(path, GENERIC_READ, OPEN_EXISTING, false, true)) {
+  if (file.Open(path, XFileMode::Read, XFileMode::OpenExisting, false, true)) {
     uint8_t buffer[kPiece];
     const int64_t size = file.Size();
     uint64_t remaining = size > 0 ? static_cast<uint64_t>(size) : 0;

@@ -22,8 +22,8 @@ constexpr int kErrorRelayWaitMs = 10;
 
 // The extension as the decoder lookup takes it: empty when the file name has no dot.
 XString LookupExtension(const XString& path) {
-  if (FileNameOf(path).FindChar(u'.') == 0) return XString();
-  return ExtensionOf(path);
+  if (XPath::FileNameOf(path).FindChar(u'.') == 0) return XString();
+  return XPath::ExtensionOf(path);
 }
 }  // namespace
 

@@ -100,7 +100,7 @@ void TvTransmill::RefreshSourceTag() {
   if (quality.Length() == 0 || XString::SameText(quality.CStr(), source.CStr())) return;
   source += u" >> ";
   source += quality;
-  XString extension = ExtensionOf(opts.inputFile);
+  XString extension = XPath::ExtensionOf(opts.inputFile);
   if (extension.Length() != 0 && !XString::EqualsNoCase(extension.CStr(), u".iGnore")) {
     extension.ChopLeft(1);
     source += u" [";

@@ -26,10 +26,10 @@ void SleepMs(int milliseconds) {
 
 // An exclusive open that works means the encoder, or a scanner, has let go of the file.
 void AwaitRelease(const XString& path) {
-  if (!Exists(path)) return;
+  if (!XPath::Exists(path)) return;
   for (int round = 0; round < kUnlockTries; round++) {
     XFile probe;
-    if (probe.Open(path, GENERIC_READ, OPEN_EXISTING, false, false)) return;
+    if (probe.Open(path, XFileMode::Read, XFileMode::OpenExisting, false, false)) return;
     SleepMs(kUnlockWaitMs);
   }
 }
@@ -49,7 +49,7 @@ bool SetTags(clTvDecoder& decoder, const XString& path, void* tags, uint32_t siz
 
 bool TvTransmill::IDTagWriter(const XString& path, void* tags, uint32_t size) {
   if (tags == nullptr || size == 0) return true;
-  if (XString::EqualsNoCase(ExtensionOf(opts.tagLoadFile).CStr(), u".iGnore")) return true;
+  if (XString::EqualsNoCase(XPath::ExtensionOf(opts.tagLoadFile).CStr(), u".iGnore")) return true;
   Log(u"->->", io.logHandles, kWriterFunction);
   if (!opts.silent) Print(XString(u"Writing ID Tags: "), false);
   // No error handle: a decoder that can't cope with the file mustn't fail the run.

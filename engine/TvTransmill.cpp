@@ -23,7 +23,7 @@ TvTransmill::~TvTransmill() {
 }
 
 void TvTransmill::InitFields() {
-  XRegistry::SetDefaultKey(HKEY_CURRENT_USER, TvProductKey);
+  XRegistry::SetDefaultKey(XRegistry::RootCurrentUser, TvProductKey);
   opts.hostMode = 0;
   dst.tempOutputName.Clear();
   opts.inputIsStdin = 0;

@@ -24,13 +24,13 @@ constexpr const char16_t* SettingsKey = u"Software\\Morlane\\Tonvera";
 
 // Created anew, readable and writable, shared; a failure leaves the file closed.
 bool CreateLogFile(XFile& file, const XString& path) {
-  return file.Open(path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, false, true);
+  return file.Open(path, XFileMode::Read | XFileMode::Write, XFileMode::CreateAlways, false, true);
 }
 
 // A one-shot request: the setting goes back to 0 before anything else happens.
 bool TakeSettingRequest() {
-  if (XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, SettingsKey) == 0) return false;
-  XRegistry::WriteDWORD(0, u"Debug", HKEY_CURRENT_USER, SettingsKey);
+  if (XRegistry::ReadDWORD(u"Debug", XRegistry::RootCurrentUser, SettingsKey) == 0) return false;
+  XRegistry::WriteDWORD(0, u"Debug", XRegistry::RootCurrentUser, SettingsKey);
   return true;
 }
 
@@ -68,7 +68,7 @@ XString DebugFileName() {
   unsigned pid = static_cast<unsigned>(getpid());
   XString name = count == 0 ? XString::Formatted(u"TVDebug-%u.txt", pid)
                             : XString::Formatted(u"TVDebug-%u+%u.txt", pid, count);
-  return SpecialFolder(XFolderDocuments) + name;
+  return XPath::SpecialFolder(XFolderDocuments) + name;
 }
 
 bool StartDebugLog(XFile& debugFile, XEvent& debugWatchEvent) {

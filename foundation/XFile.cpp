@@ -40,18 +40,20 @@ bool XFile::Open(const XString& name, uint32_t access, uint32_t disposition, boo
   return true;
 }
 
-bool XFile::OpenRead(const XString& name) { return Open(name, GENERIC_READ, OPEN_EXISTING); }
+bool XFile::OpenRead(const XString& name) {
+  return Open(name, XFileMode::Read, XFileMode::OpenExisting);
+}
 
 bool XFile::OpenReadWrite(const XString& name) {
-  return Open(name, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING);
+  return Open(name, XFileMode::Read | XFileMode::Write, XFileMode::OpenExisting);
 }
 
 bool XFile::OpenCreate(const XString& name) {
-  return Open(name, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS);
+  return Open(name, XFileMode::Read | XFileMode::Write, XFileMode::CreateAlways);
 }
 
 bool XFile::OpenAlways(const XString& name) {
-  return Open(name, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS);
+  return Open(name, XFileMode::Read | XFileMode::Write, XFileMode::OpenAlways);
 }
 
 void XFile::Close() {

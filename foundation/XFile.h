@@ -12,13 +12,15 @@ using XHandle = int;
 inline constexpr XHandle XInvalidHandle = -1;
 
 // Access bits and dispositions of an open, in the numbering callers pass around.
-inline constexpr uint32_t GENERIC_READ = 0x80000000u;
-inline constexpr uint32_t GENERIC_WRITE = 0x40000000u;
-inline constexpr uint32_t CREATE_NEW = 1;
-inline constexpr uint32_t CREATE_ALWAYS = 2;
-inline constexpr uint32_t OPEN_EXISTING = 3;
-inline constexpr uint32_t OPEN_ALWAYS = 4;
-inline constexpr uint32_t TRUNCATE_EXISTING = 5;
+namespace XFileMode {
+inline constexpr uint32_t Read = 0x80000000u;
+inline constexpr uint32_t Write = 0x40000000u;
+inline constexpr uint32_t CreateNew = 1;
+inline constexpr uint32_t CreateAlways = 2;
+inline constexpr uint32_t OpenExisting = 3;
+inline constexpr uint32_t OpenAlways = 4;
+inline constexpr uint32_t TruncateExisting = 5;
+}  // namespace XFileMode
 inline constexpr uint32_t XFileNormalFlags = 128;
 
 // Seek origins.
@@ -98,6 +100,7 @@ class XFile {
 };
 
 // Whole-file helpers; blocks of 262,144 bytes move between file and memory.
+namespace XFileWhole {
 bool ReadAllBytes(const XString& path, XBuffer& buffer);
 // ReadAllBytes with up to 10 attempts, 50 ms apart, for files another process may hold.
 bool ReadAllBytesWithRetry(const XString& path, XBuffer& buffer);
@@ -109,3 +112,4 @@ bool WriteAllBytesSafely(const XString& path, const void* data, uint32_t size);
 // Moves everything from offset onwards by delta bytes (negative: towards the start), zeroing
 // the gap a growth leaves when asked, and sets the new end.
 bool ShiftContents(XFile& file, int64_t offset, int64_t delta, bool zeroGap);
+}  // namespace XFileWhole

@@ -34,9 +34,9 @@ bool WildcardMatch(const char16_t* pattern, const char16_t* name) {
 }
 
 XFileFinder::XFileFinder(const XString& folder, const XString& pattern_, bool foldersOnly_)
-    : pattern(AppendPath(folder, pattern_)), foldersOnly(foldersOnly_) {}
+    : pattern(XPath::AppendPath(folder, pattern_)), foldersOnly(foldersOnly_) {}
 
-XFileFinder::XFileFinder(const XString& path) : pattern(TrimSeparators(path)) {}
+XFileFinder::XFileFinder(const XString& path) : pattern(XPath::TrimSeparators(path)) {}
 
 XFileFinder::~XFileFinder() { Close(); }
 

@@ -54,8 +54,8 @@ bool HasWildcard(const XString& name) {
 bool XFileFinder::First() {
   XString search = pattern;
   bool hasFolder = std::u16string_view(search.CStr()).find(XPathSeparator) != std::u16string::npos;
-  pattern = hasFolder ? FolderOf(search) : XString();
-  wildcard = FileNameOf(search);
+  pattern = hasFolder ? XPath::FolderOf(search) : XString();
+  wildcard = XPath::FileNameOf(search);
   if (wildcard.Length() == 0) {
     XSetLastError(XErrFileNotFound);
     return false;

@@ -55,7 +55,7 @@ bool TakeSharing(int fd, bool readable, bool writable, bool shareable) {
 }
 
 int OpenFlags(uint32_t access) {
-  bool r = access & GENERIC_READ, w = access & GENERIC_WRITE;
+  bool r = access & XFileMode::Read, w = access & XFileMode::Write;
   int mode = (r && w) ? O_RDWR : w ? O_WRONLY : O_RDONLY;
   return mode | O_CLOEXEC;
 }
@@ -80,13 +80,13 @@ int OpenOrCreate(const char* name, int flags, bool* existed) {
 int OpenByDisposition(const char* name, int flags, uint32_t disposition, bool* existed) {
   *existed = false;
   switch (disposition) {
-    case CREATE_NEW:
+    case XFileMode::CreateNew:
       return open(name, flags | O_CREAT | O_EXCL, 0666);
-    case CREATE_ALWAYS:
-    case OPEN_ALWAYS:
+    case XFileMode::CreateAlways:
+    case XFileMode::OpenAlways:
       return OpenOrCreate(name, flags, existed);
-    case OPEN_EXISTING:
-    case TRUNCATE_EXISTING:
+    case XFileMode::OpenExisting:
+    case XFileMode::TruncateExisting:
       *existed = true;
       return open(name, flags);
     default:
@@ -106,7 +106,7 @@ OpenResult Open(const char* name, uint32_t access, uint32_t disposition, bool sh
   OpenResult result;
   int fd = OpenByDisposition(name, OpenFlags(access), disposition, &result.existed);
   if (fd < 0) {
-    XSetLastErrorFromErrno(disposition == CREATE_NEW);
+    XSetLastErrorFromErrno(disposition == XFileMode::CreateNew);
     return result;
   }
   struct stat st {};
@@ -117,20 +117,21 @@ OpenResult Open(const char* name, uint32_t access, uint32_t disposition, bool sh
     return result;
   }
   if (S_ISREG(st.st_mode) &&
-      !TakeSharing(fd, access & GENERIC_READ, access & GENERIC_WRITE, shareable)) {
+      !TakeSharing(fd, access & XFileMode::Read, access & XFileMode::Write, shareable)) {
     close(fd);
     XSetLastError(XErrSharingViolation);
     return result;
   }
-  bool truncate =
-      disposition == TRUNCATE_EXISTING || (disposition == CREATE_ALWAYS && result.existed);
+  bool truncate = disposition == XFileMode::TruncateExisting ||
+                  (disposition == XFileMode::CreateAlways && result.existed);
   if (truncate && S_ISREG(st.st_mode) && ftruncate(fd, 0) != 0) {
     XSetLastErrorFromErrno();
     close(fd);
     return result;
   }
   result.handle = fd;
-  XSetLastError(result.existed && (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS)
+  XSetLastError(result.existed && (disposition == XFileMode::CreateAlways ||
+                                   disposition == XFileMode::OpenAlways)
                     ? XErrAlreadyExists
                     : XErrNone);
   return result;

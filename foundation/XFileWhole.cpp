@@ -41,7 +41,7 @@ bool CopyBlock(XFile& file, uint8_t* scratch, int64_t from, int64_t to, uint32_t
 
 }  // namespace
 
-bool ReadAllBytes(const XString& path, XBuffer& buffer) {
+bool XFileWhole::ReadAllBytes(const XString& path, XBuffer& buffer) {
   XFile file;
   if (!file.OpenRead(path)) return false;
   bool failed = false;
@@ -59,15 +59,15 @@ bool ReadAllBytes(const XString& path, XBuffer& buffer) {
   return ReadBlocks(file, buffer.data, uint32_t(size));
 }
 
-bool ReadAllBytesWithRetry(const XString& path, XBuffer& buffer) {
+bool XFileWhole::ReadAllBytesWithRetry(const XString& path, XBuffer& buffer) {
   for (int attempt = 0; attempt < 10; ++attempt) {
     if (attempt) xfileos::SleepMs(50);
-    if (ReadAllBytes(path, buffer)) return true;
+    if (XFileWhole::ReadAllBytes(path, buffer)) return true;
   }
   return false;
 }
 
-bool ReadAllLines(const XString& path, XStringList& list) {
+bool XFileWhole::ReadAllLines(const XString& path, XStringList& list) {
   list.Clear();
   XFile file;
   if (!file.OpenRead(path)) return false;
@@ -78,7 +78,7 @@ bool ReadAllLines(const XString& path, XStringList& list) {
   return true;
 }
 
-bool WriteAllBytes(const XString& path, const void* data, uint32_t size) {
+bool XFileWhole::WriteAllBytes(const XString& path, const void* data, uint32_t size) {
   if (!data && size) {
     XSetLastError(XErrInvalidParameter);
     return false;
@@ -87,7 +87,7 @@ bool WriteAllBytes(const XString& path, const void* data, uint32_t size) {
   return file.OpenCreate(path) && WriteBlocks(file, static_cast<const uint8_t*>(data), size);
 }
 
-bool WriteAllBytesSafely(const XString& path, const void* data, uint32_t size) {
+bool XFileWhole::WriteAllBytesSafely(const XString& path, const void* data, uint32_t size) {
   if (!data && size) {
     XSetLastError(XErrInvalidParameter);
     return false;
@@ -98,7 +98,7 @@ bool WriteAllBytesSafely(const XString& path, const void* data, uint32_t size) {
   return file.Finish();
 }
 
-bool ShiftContents(XFile& file, int64_t offset, int64_t delta, bool zeroGap) {
+bool XFileWhole::ShiftContents(XFile& file, int64_t offset, int64_t delta, bool zeroGap) {
   bool failed = false;
   int64_t size = file.Size(&failed);
   if (failed) return false;

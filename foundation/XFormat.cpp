@@ -20,7 +20,7 @@ void CopyCut(char16_t (&field)[6], const XString& text, const char16_t* fallback
 }
 
 XString ReadInternational(const char16_t* name) {
-  return XRegistry::ReadString(name, HKEY_CURRENT_USER, InternationalKey);
+  return XRegistry::ReadString(name, XRegistry::RootCurrentUser, InternationalKey);
 }
 
 clLocaleNumberFormat MakeNeutral() {

@@ -8,7 +8,7 @@ XMappedFile::~XMappedFile() { CloseMapped(); }
 
 bool XMappedFile::OpenMapped(const XString& name) {
   CloseMapped();
-  if (!Open(name, GENERIC_READ, OPEN_EXISTING, false, false)) return false;
+  if (!Open(name, XFileMode::Read, XFileMode::OpenExisting, false, false)) return false;
   bool failed = false;
   int64_t size = Size(&failed);
   if (failed) {

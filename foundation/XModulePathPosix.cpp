@@ -65,4 +65,4 @@ XString ModulePath(const void* module) {
   return path;
 }
 
-XString ModuleFolder(const void* module) { return FolderOf(ModulePath(module)); }
+XString ModuleFolder(const void* module) { return XPath::FolderOf(ModulePath(module)); }

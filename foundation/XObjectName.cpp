@@ -26,4 +26,4 @@ XString XTickName(const char16_t* prefix, uint32_t retry, uint32_t mask) {
   return XString(prefix) + XString::FromUInt64((XTickCount() + retry) & mask);
 }
 
-XString XGuidName(const char16_t* prefix) { return XString(prefix) + NewGuidText(); }
+XString XGuidName(const char16_t* prefix) { return XString(prefix) + XPath::NewGuidText(); }

@@ -43,23 +43,23 @@ size_t RootIndex(const std::u16string& s) { return (!s.empty() && s[0] == Sep) ?
 
 }  // namespace
 
-XString EnsureSeparator(const XString& path) { return Str(Ensure(Text(path))); }
+XString XPath::EnsureSeparator(const XString& path) { return Str(Ensure(Text(path))); }
 
-XString TrimSeparators(const XString& path) { return Str(Trim(Text(path))); }
+XString XPath::TrimSeparators(const XString& path) { return Str(Trim(Text(path))); }
 
-XString FolderOf(const XString& path) {
+XString XPath::FolderOf(const XString& path) {
   std::u16string s = Text(path);
   size_t at = LastSep(s);
   return at == std::u16string::npos ? path : Str(s.substr(0, at + 1));
 }
 
-XString FileNameOf(const XString& path) {
+XString XPath::FileNameOf(const XString& path) {
   std::u16string s = Text(path);
   size_t at = LastSep(s);
   return at == std::u16string::npos ? path : Str(s.substr(at + 1));
 }
 
-XString ExtensionOf(const XString& path) {
+XString XPath::ExtensionOf(const XString& path) {
   std::u16string s = Text(path);
   size_t dot = s.rfind(u'.');
   size_t sep = LastSep(s);
@@ -67,25 +67,27 @@ XString ExtensionOf(const XString& path) {
   return behindFolder ? Str(s.substr(dot)) : XString(u".");
 }
 
-XString WithoutExtension(const XString& path) {
+XString XPath::WithoutExtension(const XString& path) {
   std::u16string s = Text(path);
   size_t dot = s.rfind(u'.');
   return dot == std::u16string::npos ? path : Str(s.substr(0, dot));
 }
 
-XString BaseNameOf(const XString& path) { return WithoutExtension(FileNameOf(path)); }
+XString XPath::BaseNameOf(const XString& path) {
+  return XPath::WithoutExtension(XPath::FileNameOf(path));
+}
 
-XString AppendPath(const XString& path, const XString& name) {
+XString XPath::AppendPath(const XString& path, const XString& name) {
   std::u16string n = Text(name);
   size_t skip = n.find_first_not_of(Sep);
   return Str(Ensure(Text(path)) + (skip == std::u16string::npos ? u"" : n.substr(skip)));
 }
 
-XString QuotePath(const XString& path) { return Str(u"\"" + Text(path) + u"\""); }
+XString XPath::QuotePath(const XString& path) { return Str(u"\"" + Text(path) + u"\""); }
 
-int RootEnd(const XString& path) { return int(RootIndex(Text(path))) + 1; }
+int XPath::RootEnd(const XString& path) { return int(RootIndex(Text(path))) + 1; }
 
-bool Exists(const XString& path, bool* outIsFolder) {
+bool XPath::Exists(const XString& path, bool* outIsFolder) {
   if (outIsFolder) *outIsFolder = false;
   std::u16string s = Text(path);
   if (s.empty()) return false;
@@ -102,29 +104,29 @@ bool Exists(const XString& path, bool* outIsFolder) {
   return false;
 }
 
-uint32_t GetAttributes(const XString& path, bool* outFailed) {
+uint32_t XPath::GetAttributes(const XString& path, bool* outFailed) {
   XFileFinder finder(path);
   bool found = finder.Next();
   if (outFailed) *outFailed = !found;
   return found ? finder.data.attributes : 0;
 }
 
-bool IsRecycleFolder(const XString& path) {
+bool XPath::IsRecycleFolder(const XString& path) {
   static const char16_t* const names[] = {u"@Recycle", u"#recycle", u"$RECYCLE.BIN", u"@tmp",
                                           u"@eaDir"};
-  std::u16string name = Text(FileNameOf(path));
+  std::u16string name = Text(XPath::FileNameOf(path));
   for (const char16_t* n : names)
     if (SameNoCase(name, n)) return true;
   return false;
 }
 
-XString ShortName(const XString& path) { return path; }
+XString XPath::ShortName(const XString& path) { return path; }
 
-bool MoveWithRetry(const XString& source, const XString& target, bool replace, uint32_t timeoutMs,
-                   const XEvent* cancelEvent) {
+bool XPath::MoveWithRetry(const XString& source, const XString& target, bool replace,
+                          uint32_t timeoutMs, const XEvent* cancelEvent) {
   uint32_t start = XTickCount();
   XSetLastError(XErrNone);
-  if (Move(source, target, replace)) return true;
+  if (XPath::Move(source, target, replace)) return true;
   for (;;) {
     uint32_t error = XGetLastError();
     if (error != XErrSharingViolation && error != XErrAccessDenied) return false;
@@ -141,11 +143,11 @@ bool MoveWithRetry(const XString& source, const XString& target, bool replace, u
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     XSetLastError(XErrNone);
-    if (Move(source, target, replace)) return true;
+    if (XPath::Move(source, target, replace)) return true;
   }
 }
 
-bool CreateFolders(const XString& path) {
+bool XPath::CreateFolders(const XString& path) {
   std::u16string s = Text(path);
   if (s.empty()) {
     XSetLastError(XErrPathNotFound);
@@ -170,8 +172,8 @@ bool CreateFolders(const XString& path) {
   return true;
 }
 
-bool DeleteFolderContents(const XString& path, bool removeSelf, const XString& pattern,
-                          bool recurse) {
+bool XPath::DeleteFolderContents(const XString& path, bool removeSelf, const XString& pattern,
+                                 bool recurse) {
   if (path.Length() < 3) {
     XSetLastError(XErrInvalidParameter);
     return false;
@@ -183,15 +185,15 @@ bool DeleteFolderContents(const XString& path, bool removeSelf, const XString& p
     // A linked folder is removed as a link: what it points at is not ours to empty.
     bool folder = finder.IsFolder() && !(finder.data.attributes & XAttrLink);
     if (!folder) {
-      if (!DeleteFile(finder.fullPath)) ok = false;
+      if (!XPath::DeleteFile(finder.fullPath)) ok = false;
     } else if (recurse) {
-      if (!DeleteFolderContents(finder.fullPath, true, wildcard, true)) ok = false;
+      if (!XPath::DeleteFolderContents(finder.fullPath, true, wildcard, true)) ok = false;
     }
   }
   finder.Close();
   if (removeSelf && ok) {
     uint32_t kept = XGetLastError();
-    xpath::RemoveFolder(TrimSeparators(path));
+    xpath::RemoveFolder(XPath::TrimSeparators(path));
     XSetLastError(kept);
   }
   return ok;
@@ -201,35 +203,36 @@ namespace {
 
 bool TransferFolder(const XString& source, const XString& target, bool move) {
   bool isFolder = false;
-  if (!Exists(source, &isFolder) || !isFolder) {
+  if (!XPath::Exists(source, &isFolder) || !isFolder) {
     XSetLastError(XErrPathNotFound);
     return false;
   }
-  if (!CreateFolders(target)) return false;
+  if (!XPath::CreateFolders(target)) return false;
   XFileFinder finder(source, XString(u"*"));
   while (finder.Next()) {
-    XString to = AppendPath(target, finder.data.name);
+    XString to = XPath::AppendPath(target, finder.data.name);
     bool folder = finder.IsFolder() && !(move && (finder.data.attributes & XAttrLink));
     bool ok = folder ? TransferFolder(finder.fullPath, to, move)
-                     : (move ? Move(finder.fullPath, to, true) : Copy(finder.fullPath, to, false));
+                     : (move ? XPath::Move(finder.fullPath, to, true)
+                             : XPath::Copy(finder.fullPath, to, false));
     if (!ok) return false;
   }
   finder.Close();
-  if (move && !xpath::RemoveFolder(TrimSeparators(source))) return false;
+  if (move && !xpath::RemoveFolder(XPath::TrimSeparators(source))) return false;
   return true;
 }
 
 }  // namespace
 
-bool CopyFolder(const XString& source, const XString& target) {
+bool XPath::CopyFolder(const XString& source, const XString& target) {
   return TransferFolder(source, target, false);
 }
 
-bool MoveFolder(const XString& source, const XString& target) {
+bool XPath::MoveFolder(const XString& source, const XString& target) {
   return TransferFolder(source, target, true);
 }
 
-XString LastErrorTextOrEmpty() {
+XString XPath::LastErrorTextOrEmpty() {
   uint32_t error = XGetLastError();
   if (error == 0) return XString();
   char text[32];
@@ -237,7 +240,7 @@ XString LastErrorTextOrEmpty() {
   return XString(text, true);
 }
 
-XString NewGuidText() {
+XString XPath::NewGuidText() {
   uint8_t bytes[16] = {};
   xpath::RandomBytes(bytes, sizeof bytes);
   bytes[6] = uint8_t((bytes[6] & 0x0F) | 0x40);
@@ -253,16 +256,16 @@ XString NewGuidText() {
 
 // Temporary names.
 
-XString TempFolder() {
+XString XPath::TempFolder() {
   XString folder = xpath::SystemTempFolder();
-  return EnsureSeparator(folder.Length() ? folder : XString(u"/tmp"));
+  return XPath::EnsureSeparator(folder.Length() ? folder : XString(u"/tmp"));
 }
 
-XString TempName(const XString& prefix) {
+XString XPath::TempName(const XString& prefix) {
   static std::once_flag once;
   static XString guid;
   static std::atomic<int32_t> counter{0};
-  std::call_once(once, [] { guid = NewGuidText(); });
+  std::call_once(once, [] { guid = XPath::NewGuidText(); });
   int32_t n = counter.fetch_add(1) + 1;
   std::u16string number = Text(XString(int64_t(n)));
   return Str(Text(prefix) + u"-" + Text(guid) + u"-" + number);
@@ -305,9 +308,10 @@ bool IsSingleValueKey(const std::u16string& key) {
 
 }  // namespace
 
-bool IsMultiLineTagKey(const XString& key) { return IsSingleValueKey(Text(key)); }
+bool XPath::IsMultiLineTagKey(const XString& key) { return IsSingleValueKey(Text(key)); }
 
-XString EscapeTagValue(const XString& key, const XString& value, bool encode, bool keepBreaks) {
+XString XPath::EscapeTagValue(const XString& key, const XString& value, bool encode,
+                              bool keepBreaks) {
   std::u16string v = Text(value);
   bool single = IsSingleValueKey(Text(key));
   if (encode) {

@@ -18,6 +18,8 @@ enum : uint32_t {
   XAttrLink = 0x400,  // a symbolic link; a linked folder is never entered when deleting
 };
 
+namespace XPath {
+
 // Name splitting: text alone, only the last separator and the last dot count.
 
 // Appends "/" unless the path ends in one; an empty path becomes "/".
@@ -69,6 +71,8 @@ XString LastErrorTextOrEmpty();
 // 32 upper-case hexadecimal digits of a new random (version 4) identifier.
 XString NewGuidText();
 
+}  // namespace XPath
+
 // Special folders: ids of the shell folder numbering, mapped to the XDG folders.
 inline constexpr int XFolderDocuments = 5;
 inline constexpr int XFolderMusic = 13;
@@ -86,6 +90,8 @@ inline constexpr int XFolderWindows = 20481;
 inline constexpr int XFolderSystem = 20482;
 inline constexpr int XFolderTemp = 20483;
 inline constexpr int XFolderProgramFiles64 = 20484;
+
+namespace XPath {
 
 // The folder with a trailing "/", or fallback (null: "C:\Error") when it is unknown;
 // a result of a lone "/" becomes empty.
@@ -111,3 +117,5 @@ XString CleanPath(const XString& path, bool shorten = false, const char16_t* inv
 bool IsMultiLineTagKey(const XString& key);
 // Escapes (encode) or restores line breaks of a tag value for single-line use.
 XString EscapeTagValue(const XString& key, const XString& value, bool encode, bool keepBreaks);
+
+}  // namespace XPath

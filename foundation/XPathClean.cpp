@@ -163,8 +163,8 @@ void ReplaceRepeatedly(std::u16string& s, const std::u16string& find, size_t fro
 
 }  // namespace
 
-XString CleanPath(const XString& path, bool shorten, const char16_t* invalidMap,
-                  bool keepSeparators, bool skipRoot) {
+XString XPath::CleanPath(const XString& path, bool shorten, const char16_t* invalidMap,
+                         bool keepSeparators, bool skipRoot) {
   std::u16string s = Text(path);
   size_t root = (!s.empty() && s[0] == Sep) ? 1 : 0;
   s = ReplaceForbidden(s, skipRoot ? root : 0, invalidMap ? invalidMap : defaultMap,

@@ -223,7 +223,7 @@ XString SystemTempFolder() {
 
 using xpath::ToSystem;
 
-bool SetAttributes(const XString& path, uint32_t setMask, uint32_t clearMask) {
+bool XPath::SetAttributes(const XString& path, uint32_t setMask, uint32_t clearMask) {
   std::string p = ToSystem(path);
   struct stat st {};
   if (stat(p.c_str(), &st) != 0) return SetErrorFromErrno(), false;
@@ -239,7 +239,7 @@ bool SetAttributes(const XString& path, uint32_t setMask, uint32_t clearMask) {
   return true;
 }
 
-uint64_t SizeOf(const XString& path, bool* outFailed) {
+uint64_t XPath::SizeOf(const XString& path, bool* outFailed) {
   int fd = open(ToSystem(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   struct stat st {};
   bool ok = fd >= 0 && fstat(fd, &st) == 0 && !S_ISDIR(st.st_mode);
@@ -252,21 +252,21 @@ uint64_t SizeOf(const XString& path, bool* outFailed) {
   return ok ? uint64_t(st.st_size) : 0;
 }
 
-bool DeleteFile(const XString& path) {
+bool XPath::DeleteFile(const XString& path) {
   XSetLastError(XErrNone);
   std::string p = ToSystem(path);
   if (IsHeld(p)) return FailHeld();
   if (unlink(p.c_str()) == 0) return true;
   bool folder = errno == EISDIR;
   if (SetErrorFromErrno() != XErrAccessDenied || folder) return false;
-  SetAttributes(path, 0, XAttrReadOnly);
+  XPath::SetAttributes(path, 0, XAttrReadOnly);
   XSetLastError(XErrNone);
   if (unlink(p.c_str()) == 0) return true;
   SetErrorFromErrno();
   return false;
 }
 
-bool Move(const XString& source, const XString& target, bool replace) {
+bool XPath::Move(const XString& source, const XString& target, bool replace) {
   std::string from = ToSystem(source);
   std::string to = ToSystem(target);
   if (IsHeld(from) || (replace && IsHeld(to))) return FailHeld();
@@ -302,6 +302,6 @@ bool Move(const XString& source, const XString& target, bool replace) {
   return true;
 }
 
-bool Copy(const XString& source, const XString& target, bool failIfExists) {
+bool XPath::Copy(const XString& source, const XString& target, bool failIfExists) {
   return CopyFileTo(ToSystem(source), ToSystem(target), failIfExists);
 }

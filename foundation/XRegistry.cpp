@@ -23,7 +23,8 @@ constexpr size_t EnumNameRoom = 1040;
 constexpr int StringReadAttempts = 3;
 
 bool WantsWrite(uint32_t access) {
-  constexpr uint32_t writeBits = KEY_SET_VALUE | KEY_CREATE_SUB_KEY | 0x10000u /* DELETE */;
+  constexpr uint32_t writeBits =
+      XRegistry::AccessSet | XRegistry::AccessCreateSubKey | 0x10000u /* DELETE */;
   return (access & writeBits) != 0;
 }
 
@@ -33,8 +34,8 @@ void SetFailed(uint8_t* failed, bool value) {
 
 bool TypesMatch(uint32_t stored, uint32_t expected) {
   if (stored == expected) return true;
-  return (stored == REG_SZ && expected == REG_EXPAND_SZ) ||
-         (stored == REG_EXPAND_SZ && expected == REG_SZ);
+  return (stored == XRegistry::TypeString && expected == XRegistry::TypeExpandString) ||
+         (stored == XRegistry::TypeExpandString && expected == XRegistry::TypeString);
 }
 
 void Zero(void* buffer, uint32_t length) {
@@ -44,7 +45,7 @@ void Zero(void* buffer, uint32_t length) {
 // The core read on an open key: all of the value or nothing, and only of a matching type.
 bool QueryTyped(XRegHandle key, const char16_t* name, void* buffer, uint32_t length,
                 uint32_t expected, long* code = nullptr) {
-  uint32_t type = REG_NONE;
+  uint32_t type = XRegistry::TypeNone;
   uint32_t size = length;
   long result = XRegStore::Query(key, View(name), &type, buffer, &size);
   if (code) *code = result;
@@ -55,7 +56,7 @@ bool QueryTyped(XRegHandle key, const char16_t* name, void* buffer, uint32_t len
 
 bool ReadFixed(const char16_t* name, void* buffer, uint32_t length, uint32_t expected,
                uint32_t root, const char16_t* key) {
-  XRegHandle handle = XRegistry::OpenKey(KEY_QUERY_VALUE, root, key);
+  XRegHandle handle = XRegistry::OpenKey(XRegistry::AccessQuery, root, key);
   if (!handle) {
     Zero(buffer, length);
     return false;
@@ -79,7 +80,7 @@ std::u16string_view PathOf(const char16_t* key) {
 
 bool ReadTextData(const char16_t* name, uint32_t root, const char16_t* key, uint32_t expected,
                   uint32_t extra, std::vector<char16_t>& data) {
-  XRegHandle handle = XRegistry::OpenKey(KEY_QUERY_VALUE, root, key);
+  XRegHandle handle = XRegistry::OpenKey(XRegistry::AccessQuery, root, key);
   if (!handle) return false;
   bool ok = false;
   for (int attempt = 0; attempt < StringReadAttempts; ++attempt) {
@@ -103,7 +104,7 @@ bool ReadTextData(const char16_t* name, uint32_t root, const char16_t* key, uint
 
 bool WriteValue(const char16_t* name, uint32_t type, const void* data, uint32_t size, uint32_t root,
                 const char16_t* key) {
-  XRegHandle handle = XRegistry::OpenKey(KEY_WRITE, root, key);
+  XRegHandle handle = XRegistry::OpenKey(XRegistry::AccessWrite, root, key);
   if (!handle) return false;
   bool ok = XRegStore::Set(handle, View(name), type, data, size) == XRegStore::Ok;
   XRegistry::CloseKey(handle);
@@ -148,30 +149,30 @@ void CloseKey(XRegHandle handle) { XRegStore::Close(handle); }
 
 uint32_t ReadDWORD(const char16_t* name, uint32_t root, const char16_t* key, uint8_t* failed) {
   uint32_t value = 0;
-  SetFailed(failed, !ReadFixed(name, &value, sizeof value, REG_DWORD, root, key));
+  SetFailed(failed, !ReadFixed(name, &value, sizeof value, XRegistry::TypeDword, root, key));
   return value;
 }
 
 uint64_t ReadQWORD(const char16_t* name, uint32_t root, const char16_t* key, uint8_t* failed) {
   uint64_t value = 0;
-  SetFailed(failed, !ReadFixed(name, &value, sizeof value, REG_QWORD, root, key));
+  SetFailed(failed, !ReadFixed(name, &value, sizeof value, XRegistry::TypeQword, root, key));
   return value;
 }
 
 double ReadFloat(const char16_t* name, uint32_t root, const char16_t* key, uint8_t* failed) {
   float value = 0;
-  SetFailed(failed, !ReadFixed(name, &value, sizeof value, REG_BINARY, root, key));
+  SetFailed(failed, !ReadFixed(name, &value, sizeof value, XRegistry::TypeBinary, root, key));
   return value;
 }
 
 bool ReadBinary(const char16_t* name, void* buffer, uint32_t size, uint32_t root,
                 const char16_t* key) {
-  return ReadFixed(name, buffer, size, REG_BINARY, root, key);
+  return ReadFixed(name, buffer, size, XRegistry::TypeBinary, root, key);
 }
 
 XString ReadString(const char16_t* name, uint32_t root, const char16_t* key, uint8_t* failed) {
   std::vector<char16_t> data;
-  bool ok = ReadTextData(name, root, key, REG_SZ, 2, data);
+  bool ok = ReadTextData(name, root, key, XRegistry::TypeString, 2, data);
   SetFailed(failed, !ok);
   if (!ok || data.empty()) return XString();
   return XString(data.data());
@@ -186,7 +187,7 @@ bool ValueExists(const char16_t* name, uint32_t root, const char16_t* key) {
 uint32_t ValueSize(const char16_t* name, uint32_t root, const char16_t* key, uint8_t* failed) {
   uint32_t size = 0;
   long result = XRegStore::NotFound;
-  if (XRegHandle handle = OpenKey(KEY_QUERY_VALUE, root, key)) {
+  if (XRegHandle handle = OpenKey(XRegistry::AccessQuery, root, key)) {
     result = XRegStore::Query(handle, View(name), nullptr, nullptr, &size);
     CloseKey(handle);
   }
@@ -195,32 +196,32 @@ uint32_t ValueSize(const char16_t* name, uint32_t root, const char16_t* key, uin
 }
 
 uint32_t ValueType(const char16_t* name, uint32_t root, const char16_t* key, uint8_t* failed) {
-  uint32_t type = REG_NONE;
+  uint32_t type = XRegistry::TypeNone;
   uint32_t size = 0;
   long result = XRegStore::NotFound;
-  if (XRegHandle handle = OpenKey(KEY_QUERY_VALUE, root, key)) {
+  if (XRegHandle handle = OpenKey(XRegistry::AccessQuery, root, key)) {
     result = XRegStore::Query(handle, View(name), &type, nullptr, &size);
     CloseKey(handle);
   }
   SetFailed(failed, result != XRegStore::Ok);
-  return result == XRegStore::Ok ? type : REG_NONE;
+  return result == XRegStore::Ok ? type : XRegistry::TypeNone;
 }
 
 bool WriteDWORD(uint32_t value, const char16_t* name, uint32_t root, const char16_t* key) {
-  return WriteValue(name, REG_DWORD, &value, sizeof value, root, key);
+  return WriteValue(name, XRegistry::TypeDword, &value, sizeof value, root, key);
 }
 
 bool WriteQWORD(uint64_t value, const char16_t* name, uint32_t root, const char16_t* key) {
-  return WriteValue(name, REG_QWORD, &value, sizeof value, root, key);
+  return WriteValue(name, XRegistry::TypeQword, &value, sizeof value, root, key);
 }
 
 bool WriteFloat(float value, const char16_t* name, uint32_t root, const char16_t* key) {
-  return WriteValue(name, REG_BINARY, &value, sizeof value, root, key);
+  return WriteValue(name, XRegistry::TypeBinary, &value, sizeof value, root, key);
 }
 
 bool WriteBinary(const char16_t* name, const void* data, uint32_t length, uint32_t root,
                  const char16_t* key) {
-  return WriteValue(name, REG_BINARY, data, data ? length : 0, root, key);
+  return WriteValue(name, XRegistry::TypeBinary, data, data ? length : 0, root, key);
 }
 
 bool WriteString(const char16_t* text, const char16_t* name, uint32_t root, const char16_t* key,
@@ -228,11 +229,12 @@ bool WriteString(const char16_t* text, const char16_t* name, uint32_t root, cons
   std::u16string_view value = View(text);
   uint32_t bytes = uint32_t((value.size() + 1) * sizeof(char16_t));
   const char16_t* data = text ? text : u"";
-  return WriteValue(name, expand ? REG_EXPAND_SZ : REG_SZ, data, bytes, root, key);
+  return WriteValue(name, expand ? XRegistry::TypeExpandString : XRegistry::TypeString, data, bytes,
+                    root, key);
 }
 
 void DeleteValue(const char16_t* name, uint32_t root, const char16_t* key) {
-  if (XRegHandle handle = OpenKey(KEY_ALL_ACCESS, root, key)) {
+  if (XRegHandle handle = OpenKey(XRegistry::AccessAll, root, key)) {
     XRegStore::DeleteValue(handle, View(name));
     CloseKey(handle);
   }
@@ -246,7 +248,7 @@ void DeleteKey(uint32_t root, const char16_t* parent, const char16_t* subkey) {
   std::vector<std::u16string> children;
   if (uint32_t actualRoot = RootOf(root)) SubKeyNames(actualRoot, child, children);
   for (const std::u16string& name : children) DeleteKey(root, child.c_str(), name.c_str());
-  if (XRegHandle handle = OpenKey(KEY_ALL_ACCESS, root, parent)) {
+  if (XRegHandle handle = OpenKey(XRegistry::AccessAll, root, parent)) {
     XRegStore::DeleteSubKey(handle, subkey);
     CloseKey(handle);
   }

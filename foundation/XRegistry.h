@@ -6,29 +6,33 @@
 class XString;
 class XStringList;
 
+namespace XRegistry {
+
 // Predefined roots. The current user's root is the per-user store; the others are read
 // from the system-wide store when one exists, and are never written.
-constexpr uint32_t HKEY_CLASSES_ROOT = 0x80000000u;
-constexpr uint32_t HKEY_CURRENT_USER = 0x80000001u;
-constexpr uint32_t HKEY_LOCAL_MACHINE = 0x80000002u;
-constexpr uint32_t HKEY_USERS = 0x80000003u;
+constexpr uint32_t RootClasses = 0x80000000u;
+constexpr uint32_t RootCurrentUser = 0x80000001u;
+constexpr uint32_t RootLocalMachine = 0x80000002u;
+constexpr uint32_t RootUsers = 0x80000003u;
 
 // Value types, with the registry's own numbers.
-constexpr uint32_t REG_NONE = 0;
-constexpr uint32_t REG_SZ = 1;
-constexpr uint32_t REG_EXPAND_SZ = 2;
-constexpr uint32_t REG_BINARY = 3;
-constexpr uint32_t REG_DWORD = 4;
-constexpr uint32_t REG_MULTI_SZ = 7;
-constexpr uint32_t REG_QWORD = 11;
+constexpr uint32_t TypeNone = 0;
+constexpr uint32_t TypeString = 1;
+constexpr uint32_t TypeExpandString = 2;
+constexpr uint32_t TypeBinary = 3;
+constexpr uint32_t TypeDword = 4;
+constexpr uint32_t TypeMultiString = 7;
+constexpr uint32_t TypeQword = 11;
 
 // Access masks. Any mask with a write bit asks for a writable key.
-constexpr uint32_t KEY_QUERY_VALUE = 0x0001u;
-constexpr uint32_t KEY_SET_VALUE = 0x0002u;
-constexpr uint32_t KEY_CREATE_SUB_KEY = 0x0004u;
-constexpr uint32_t KEY_READ = 131097u;
-constexpr uint32_t KEY_WRITE = 131078u;
-constexpr uint32_t KEY_ALL_ACCESS = 983103u;
+constexpr uint32_t AccessQuery = 0x0001u;
+constexpr uint32_t AccessSet = 0x0002u;
+constexpr uint32_t AccessCreateSubKey = 0x0004u;
+constexpr uint32_t AccessRead = 131097u;
+constexpr uint32_t AccessWrite = 131078u;
+constexpr uint32_t AccessAll = 983103u;
+
+}  // namespace XRegistry
 
 // An open key; 0 (null) when a key could not be opened.
 struct XRegKey;
@@ -48,22 +52,22 @@ void SetDefaultKey(uint32_t root, const char16_t* key);
 XRegHandle OpenKey(uint32_t access, uint32_t root = 0, const char16_t* key = nullptr);
 void CloseKey(XRegHandle handle);
 
-// REG_DWORD only; 0 on failure.
+// TypeDword only; 0 on failure.
 uint32_t ReadDWORD(const char16_t* name, uint32_t root = 0, const char16_t* key = nullptr,
                    uint8_t* failed = nullptr);
-// REG_QWORD only; 0 on failure.
+// TypeQword only; 0 on failure.
 uint64_t ReadQWORD(const char16_t* name, uint32_t root = 0, const char16_t* key = nullptr,
                    uint8_t* failed = nullptr);
-// A 32-bit float kept as 4 bytes of REG_BINARY, widened.
+// A 32-bit float kept as 4 bytes of TypeBinary, widened.
 double ReadFloat(const char16_t* name, uint32_t root = 0, const char16_t* key = nullptr,
                  uint8_t* failed = nullptr);
-// REG_BINARY of at most `size` bytes; the buffer is zeroed when nothing was delivered.
+// TypeBinary of at most `size` bytes; the buffer is zeroed when nothing was delivered.
 bool ReadBinary(const char16_t* name, void* buffer, uint32_t size, uint32_t root = 0,
                 const char16_t* key = nullptr);
-// REG_SZ or REG_EXPAND_SZ, as stored (no expansion); empty on failure.
+// TypeString or TypeExpandString, as stored (no expansion); empty on failure.
 XString ReadString(const char16_t* name, uint32_t root = 0, const char16_t* key = nullptr,
                    uint8_t* failed = nullptr);
-// REG_MULTI_SZ into `list`, which is cleared first.
+// TypeMultiString into `list`, which is cleared first.
 bool ReadStrings(XStringList& list, const char16_t* name, uint32_t root = 0,
                  const char16_t* key = nullptr);
 
@@ -82,10 +86,10 @@ bool WriteFloat(float value, const char16_t* name, uint32_t root = 0,
                 const char16_t* key = nullptr);
 bool WriteBinary(const char16_t* name, const void* data, uint32_t length, uint32_t root = 0,
                  const char16_t* key = nullptr);
-// REG_EXPAND_SZ when `expand` is set, else REG_SZ; stored with its terminator.
+// TypeExpandString when `expand` is set, else TypeString; stored with its terminator.
 bool WriteString(const char16_t* text, const char16_t* name, uint32_t root = 0,
                  const char16_t* key = nullptr, bool expand = false);
-// REG_MULTI_SZ: each string terminated, one more terminator at the end.
+// TypeMultiString: each string terminated, one more terminator at the end.
 bool WriteStrings(const XStringList& list, const char16_t* name, uint32_t root = 0,
                   const char16_t* key = nullptr);
 

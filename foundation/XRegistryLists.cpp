@@ -13,7 +13,7 @@ namespace XRegistry {
 bool ReadStrings(XStringList& list, const char16_t* name, uint32_t root, const char16_t* key) {
   list.Clear();
   std::vector<char16_t> data;
-  if (!ReadTextData(name, root, key, REG_MULTI_SZ, 4, data)) return false;
+  if (!ReadTextData(name, root, key, XRegistry::TypeMultiString, 4, data)) return false;
   if (!data.empty()) {
     list.FromMultiString(data.data(), uint32_t(data.size() * sizeof(char16_t)), 1);
   }
@@ -24,7 +24,7 @@ bool WriteStrings(const XStringList& list, const char16_t* name, uint32_t root,
                   const char16_t* key) {
   XBuffer data;
   if (!list.ToMultiString(data, 1) || !data.data) return false;
-  return WriteValue(name, REG_MULTI_SZ, data.data, data.size, root, key);
+  return WriteValue(name, XRegistry::TypeMultiString, data.data, data.size, root, key);
 }
 
 bool EnumKeys(uint32_t root, const char16_t* key, XStringList& list) {
@@ -42,7 +42,7 @@ bool EnumValues(uint32_t root, const char16_t* key, XStringList& names,
                 std::vector<uint32_t>* types) {
   names.Clear();
   if (types) types->clear();
-  XRegHandle handle = OpenKey(KEY_READ, root, key);
+  XRegHandle handle = OpenKey(XRegistry::AccessRead, root, key);
   if (!handle) return false;
   std::vector<std::u16string> found;
   std::vector<uint32_t> foundTypes;

@@ -395,11 +395,11 @@ std::string SystemStorePath() {
 long Open(uint32_t root, std::u16string_view path, bool create, bool writable, XRegKey** out) {
   *out = nullptr;
   std::string file;
-  bool userStore = root == HKEY_CURRENT_USER;
+  bool userStore = root == XRegistry::RootCurrentUser;
   if (userStore) {
     file = UserStorePath();
     if (file.empty() || !CreateFolders(file.substr(0, file.rfind('/')))) return IoFailed;
-  } else if (root == HKEY_LOCAL_MACHINE) {
+  } else if (root == XRegistry::RootLocalMachine) {
     if (writable) return AccessDenied;
     file = SystemStorePath();
     if (file.empty()) return NotFound;

@@ -24,7 +24,7 @@ bool XRewriteFile::OpenRewrite(const XString& name) {
   target = std::move(wanted);
   commit = false;
   for (int n = 0; n < 100; ++n) {
-    if (Open(RewriteName(target, n), GENERIC_WRITE, CREATE_NEW)) return true;
+    if (Open(RewriteName(target, n), XFileMode::Write, XFileMode::CreateNew)) return true;
   }
   path.Clear();
   return false;

@@ -30,7 +30,7 @@ namespace {
 
 // A folder the system knows for id, with trailing "/", or empty.
 std::u16string KnownFolder(int id) {
-  if (id == XFolderTemp) return Text(TempFolder());
+  if (id == XFolderTemp) return Text(XPath::TempFolder());
   XString found = xpath::UserFolder(id);
   return found.Length() ? Ensure(Text(found)) : std::u16string();
 }
@@ -87,7 +87,7 @@ constexpr NamedFolder namedFolders[] = {
 
 }  // namespace
 
-XString SpecialFolder(int id, const char16_t* fallback) {
+XString XPath::SpecialFolder(int id, const char16_t* fallback) {
   std::u16string result = KnownFolder(id);
   if (result.empty()) result = DerivedFolder(id);
   if (result.empty()) result = fallback ? fallback : u"C:\\Error";
@@ -95,19 +95,19 @@ XString SpecialFolder(int id, const char16_t* fallback) {
   return result.size() == 1 ? XString() : Str(result);
 }
 
-void SpecialFolderNames(XStringList& outPaths, XStringList& outNames) {
+void XPath::SpecialFolderNames(XStringList& outPaths, XStringList& outNames) {
   outPaths.Clear();
   outNames.Clear();
   for (const NamedFolder& f : namedFolders) {
-    outPaths.Add(SpecialFolder(f.id, u""), 0);
+    outPaths.Add(XPath::SpecialFolder(f.id, u""), 0);
     outNames.Add(XString(f.name), 0);
   }
 }
 
-XString FriendlyPath(const XString& path, bool isFile) {
+XString XPath::FriendlyPath(const XString& path, bool isFile) {
   std::u16string s = Text(path);
   for (const NamedFolder& f : namedFolders) {
-    std::u16string folder = Trim(Text(SpecialFolder(f.id, u"")));
+    std::u16string folder = Trim(Text(XPath::SpecialFolder(f.id, u"")));
     if (folder.empty() || !StartsNoCase(s, folder)) continue;
     if (s.size() > folder.size() && s[folder.size()] != Sep) continue;
     return Str(f.name + s.substr(folder.size()));
@@ -115,14 +115,14 @@ XString FriendlyPath(const XString& path, bool isFile) {
   return path;
 }
 
-XString RealPath(const XString& friendly) {
+XString XPath::RealPath(const XString& friendly) {
   std::u16string s = Text(friendly);
   for (const NamedFolder& f : namedFolders) {
     std::u16string name = f.name;
     if (!StartsNoCase(s, name) || (s.size() > name.size() && s[name.size()] != Sep)) continue;
-    std::u16string folder = Trim(Text(SpecialFolder(f.id, u"")));
+    std::u16string folder = Trim(Text(XPath::SpecialFolder(f.id, u"")));
     if (folder.empty()) continue;
-    return CleanPath(Str(folder + s.substr(name.size())));
+    return XPath::CleanPath(Str(folder + s.substr(name.size())));
   }
   return friendly;
 }

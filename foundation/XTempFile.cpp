@@ -24,16 +24,17 @@ XTempFile::~XTempFile() {
 
 bool XTempFile::Create(const char* prefix, const char* suffix) {
   Drop();
-  XString folder = TempFolder();
+  XString folder = XPath::TempFolder();
   XString head = Narrow(prefix ? prefix : "TMP");
   XString tail = Narrow(suffix);
   for (int attempt = 0; attempt < maxAttempts; ++attempt) {
     XString name = folder;
-    name += TempName(head).CStr();
+    name += XPath::TempName(head).CStr();
     name += tail.CStr();
     bool made = xpath::CreateNewFile(name);
     uint32_t error = XGetLastError();
-    if (!made && (error == XErrPathNotFound || error == XErrFileNotFound) && CreateFolders(folder))
+    if (!made && (error == XErrPathNotFound || error == XErrFileNotFound) &&
+        XPath::CreateFolders(folder))
       made = xpath::CreateNewFile(name);
     if (made) {
       path = name;
@@ -56,7 +57,7 @@ XString XTempFile::Detach() {
 }
 
 void XTempFile::Drop() {
-  if (path.Length()) DeleteFile(path);
+  if (path.Length()) XPath::DeleteFile(path);
   path = XString();
 }
 
@@ -64,14 +65,14 @@ XTempFolder::XTempFolder(const char* prefix) {
   XTempFile file(prefix);
   if (file.IsEmpty()) return;
   XString name = file.Detach();
-  DeleteFile(name);
-  name = EnsureSeparator(name);
-  if (CreateFolders(name)) path = name;
+  XPath::DeleteFile(name);
+  name = XPath::EnsureSeparator(name);
+  if (XPath::CreateFolders(name)) path = name;
 }
 
 XTempFolder::~XTempFolder() {
   if (path.Length() == 0) return;
   uint32_t kept = XGetLastError();
-  DeleteFolderContents(path, true, XString(u"*.*"), true);
+  XPath::DeleteFolderContents(path, true, XString(u"*.*"), true);
   XSetLastError(kept);
 }

@@ -101,7 +101,7 @@ XString clTvCodecHandler::BaseFolder(const void* module) {
 
 void clTvCodecHandler::SetBaseFolder(const XString& folder) {
   std::lock_guard<std::mutex> lock(Override().mutex);
-  Override().folder = folder.IsEmpty() ? XString() : EnsureSeparator(folder);
+  Override().folder = folder.IsEmpty() ? XString() : XPath::EnsureSeparator(folder);
 }
 
 XString clTvCodecHandler::DecoderFolder(const void* module) {
@@ -130,9 +130,9 @@ bool clTvCodecHandler::FindDecoder(const XString& source, clTvDecoder& decoder,
   XString found;
   // Only the cached file name counts: a moved installation still hits, and a path written
   // by another installation is never loaded.
-  XString cached = XRegistry::ReadString(ext.CStr(), HKEY_CURRENT_USER, key);
+  XString cached = XRegistry::ReadString(ext.CStr(), XRegistry::RootCurrentUser, key);
   if (!cached.IsEmpty()) {
-    XString path = folder + FileNameOf(cached);
+    XString path = folder + XPath::FileNameOf(cached);
     if (TryDecoderLibrary(path, ext, decoder, context, streaming)) found = path;
   }
   if (found.IsEmpty()) {
@@ -142,7 +142,7 @@ bool clTvCodecHandler::FindDecoder(const XString& source, clTvDecoder& decoder,
       if (TryDecoderLibrary(files[i], ext, decoder, context, streaming)) found = files[i];
   }
   if (found.IsEmpty()) return false;
-  XRegistry::WriteString(found.CStr(), ext.CStr(), HKEY_CURRENT_USER, key);
+  XRegistry::WriteString(found.CStr(), ext.CStr(), XRegistry::RootCurrentUser, key);
   return true;
 }
 
@@ -258,7 +258,7 @@ void clTvCodecHandler::ListEncoders(XStringList& list, const XString& exclusions
   LibraryFiles(EncoderFolder(module), files);
   list.Clear();
   for (int32_t i = 0; i < files.Count(); ++i) {
-    XString stem = WithoutExtension(FileNameOf(files[i]));
+    XString stem = XPath::WithoutExtension(XPath::FileNameOf(files[i]));
     if (!excluded.Contains(stem)) list.Add(stem);
   }
   // "{" sorts behind every letter: bracketed names go last, but "[multi encoder]" stays first.
@@ -293,4 +293,4 @@ bool clTvCodecHandler::IsLosslessFormatName(const XString& name) {
   return false;
 }
 
-bool clTvCodecHandler::IsMultiLineTag(const XString& key) { return IsMultiLineTagKey(key); }
+bool clTvCodecHandler::IsMultiLineTag(const XString& key) { return XPath::IsMultiLineTagKey(key); }

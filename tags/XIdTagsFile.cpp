@@ -9,7 +9,7 @@ namespace {
 
 bool ReadWhole(const XString& path, XBuffer& bytes) {
   XFile file;
-  if (!file.Open(path, GENERIC_READ, OPEN_EXISTING, false)) return false;
+  if (!file.Open(path, XFileMode::Read, XFileMode::OpenExisting, false)) return false;
   bool failed = false;
   int64_t size = file.Size(&failed);
   if (failed || size <= 0 || size >= int64_t(UINT32_MAX) + 1) return false;

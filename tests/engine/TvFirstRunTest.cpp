@@ -21,7 +21,7 @@ class TvFirstRunTest : public ::testing::Test {
 };
 
 uint32_t Read(const char16_t* name, const char16_t* key, uint8_t* failed = nullptr) {
-  return XRegistry::ReadDWORD(name, HKEY_CURRENT_USER, key, failed);
+  return XRegistry::ReadDWORD(name, XRegistry::RootCurrentUser, key, failed);
 }
 
 }  // namespace
@@ -32,33 +32,36 @@ TEST_F(TvFirstRunTest, FirstRunWritesTheFourDefaults) {
   EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 3u);
   EXPECT_EQ(Read(u"Mp3ID3v2UnicodeEncode", Tagging), 1u);
   EXPECT_EQ(Read(u"tVHProfFreqConversion", TvProductKey), 1u);
-  EXPECT_EQ(XRegistry::ValueType(u"Mp3TagDefault", HKEY_CURRENT_USER, Tagging), REG_DWORD);
+  EXPECT_EQ(XRegistry::ValueType(u"Mp3TagDefault", XRegistry::RootCurrentUser, Tagging),
+            XRegistry::TypeDword);
 }
 
 TEST_F(TvFirstRunTest, WorksWhateverTheDefaultLocationIs) {
-  XRegistry::SetDefaultKey(HKEY_CURRENT_USER, u"Somewhere\\Else");
+  XRegistry::SetDefaultKey(XRegistry::RootCurrentUser, u"Somewhere\\Else");
   TvSeedFirstRunDefaults();
   XRegistry::SetDefaultKey(0, nullptr);
   EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 3u);
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Somewhere\\Else\\Tagging"));
+  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Somewhere\\Else\\Tagging"));
 }
 
 TEST_F(TvFirstRunTest, SecondRunWritesNothingEvenAfterTheUserDeletedValues) {
   TvSeedFirstRunDefaults();
-  XRegistry::DeleteValue(u"AlbumArtFolderJPG", HKEY_CURRENT_USER, Profile);
-  XRegistry::DeleteValue(u"tVHProfFreqConversion", HKEY_CURRENT_USER, TvProductKey);
-  ASSERT_TRUE(XRegistry::WriteDWORD(7, u"Mp3TagDefault", HKEY_CURRENT_USER, Tagging));
+  XRegistry::DeleteValue(u"AlbumArtFolderJPG", XRegistry::RootCurrentUser, Profile);
+  XRegistry::DeleteValue(u"tVHProfFreqConversion", XRegistry::RootCurrentUser, TvProductKey);
+  ASSERT_TRUE(XRegistry::WriteDWORD(7, u"Mp3TagDefault", XRegistry::RootCurrentUser, Tagging));
   TvSeedFirstRunDefaults();
-  EXPECT_FALSE(XRegistry::ValueExists(u"AlbumArtFolderJPG", HKEY_CURRENT_USER, Profile));
-  EXPECT_FALSE(XRegistry::ValueExists(u"tVHProfFreqConversion", HKEY_CURRENT_USER, TvProductKey));
+  EXPECT_FALSE(XRegistry::ValueExists(u"AlbumArtFolderJPG", XRegistry::RootCurrentUser, Profile));
+  EXPECT_FALSE(
+      XRegistry::ValueExists(u"tVHProfFreqConversion", XRegistry::RootCurrentUser, TvProductKey));
   EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 7u);
 }
 
 TEST_F(TvFirstRunTest, MarkerOfAnyTypeCountsAsPresent) {
-  ASSERT_TRUE(XRegistry::WriteString(u"3", u"mp3tagdefault", HKEY_CURRENT_USER, Tagging));
+  ASSERT_TRUE(XRegistry::WriteString(u"3", u"mp3tagdefault", XRegistry::RootCurrentUser, Tagging));
   TvSeedFirstRunDefaults();
-  EXPECT_FALSE(XRegistry::ValueExists(u"Mp3ID3v2UnicodeEncode", HKEY_CURRENT_USER, Tagging));
-  EXPECT_FALSE(XRegistry::ValueExists(u"AlbumArtFolderJPG", HKEY_CURRENT_USER, Profile));
+  EXPECT_FALSE(
+      XRegistry::ValueExists(u"Mp3ID3v2UnicodeEncode", XRegistry::RootCurrentUser, Tagging));
+  EXPECT_FALSE(XRegistry::ValueExists(u"AlbumArtFolderJPG", XRegistry::RootCurrentUser, Profile));
 }
 
 TEST_F(TvFirstRunTest, AStoreThatCannotBeOpenedIsPassedOver) {

@@ -68,7 +68,7 @@ class XSettingsSandbox : public XFileTestFolder {
     XFileTestFolder::SetUp();
     configHome.emplace("XDG_CONFIG_HOME", folder.c_str());
     configDirs.emplace("XDG_CONFIG_DIRS", (folder + "/system").c_str());
-    XRegistry::SetDefaultKey(HKEY_CURRENT_USER, u"Software\\Test");
+    XRegistry::SetDefaultKey(XRegistry::RootCurrentUser, u"Software\\Test");
   }
   void TearDown() override {
     XRegistry::SetDefaultKey(0, nullptr);

@@ -211,7 +211,7 @@ TEST_F(XDebugLogTest, DebugFileNamesCountUpInTheDocumentsFolder) {
 
 TEST_F(XDebugLogTest, EnvironmentStartWritesAUtf16FileAndLeavesTheSettingAlone) {
   setenv("TONVERA_DEBUG", "1", 1);
-  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
+  XRegistry::WriteDWORD(1, u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera");
   XFile file;
   XEvent watch;
   ASSERT_TRUE(StartDebugLog(file, watch));
@@ -228,11 +228,13 @@ TEST_F(XDebugLogTest, EnvironmentStartWritesAUtf16FileAndLeavesTheSettingAlone) 
   EXPECT_EQ(ReadUtf16File(path),
             "->->  [Main]\r\n  Gr\xC3\xBC\xC3\x9F"
             "e \xF0\x9F\x8E\xB5\r\n<-<-  [Main]\r\n");
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 1u);
+  EXPECT_EQ(
+      XRegistry::ReadDWORD(u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera"),
+      1u);
 }
 
 TEST_F(XDebugLogTest, SettingStartIsOneShotAndUsesATemporaryFile) {
-  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
+  XRegistry::WriteDWORD(1, u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera");
   {
     XFile file;
     XEvent watch;
@@ -245,7 +247,9 @@ TEST_F(XDebugLogTest, SettingStartIsOneShotAndUsesATemporaryFile) {
     EXPECT_TRUE(name.ends_with(".TXT")) << name;
     XSetLogContext({2, -1, -1});
   }
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 0u);
+  EXPECT_EQ(
+      XRegistry::ReadDWORD(u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera"),
+      0u);
   XFile none;
   XEvent noWatch;
   EXPECT_FALSE(StartDebugLog(none, noWatch));

@@ -136,8 +136,8 @@ TEST(XFileFinderTest, NamesSurviveTheRoundTripThroughTheFileSystem) {
                                   u"\u00C9t\u00E9 \u00E0 l'\u00EEle.ogg", u"\u65E5\u672C\u8A9E.wav",
                                   u"\U0001F3B5 \U0001F600.opus"};
   for (const std::u16string& name : names) {
-    XString path = AppendPath(dir.Path(), XString(name.c_str()));
-    ASSERT_TRUE(CreateFolders(FolderOf(path)));
+    XString path = XPath::AppendPath(dir.Path(), XString(name.c_str()));
+    ASSERT_TRUE(XPath::CreateFolders(XPath::FolderOf(path)));
     XFileFinder before(path);
     EXPECT_FALSE(before.Next());
     dir.WriteFile(U8(XString(name.c_str())));

@@ -33,16 +33,17 @@ TEST_F(XFileTest, DispositionsDecideWhatAnOpenDoes) {
     uint32_t access, disposition, error;
     int64_t size;  // after the open; -1 when it fails
   } cases[] = {
-      {"missing", GENERIC_READ, OPEN_EXISTING, XErrFileNotFound, -1},
-      {"missing", GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, XErrFileNotFound, -1},
-      {"missing", GENERIC_WRITE, TRUNCATE_EXISTING, XErrFileNotFound, -1},
-      {"old", GENERIC_WRITE, TRUNCATE_EXISTING, XErrNone, 0},
-      {"old", GENERIC_WRITE, CREATE_NEW, XErrFileExists, -1},
-      {"new", GENERIC_WRITE, CREATE_NEW, XErrNone, 0},
-      {"old", GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, XErrAlreadyExists, 0},
-      {"new", GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS, XErrNone, 0},
-      {"old", GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS, XErrAlreadyExists, 8},
-      {"new", GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS, XErrNone, 0},
+      {"missing", XFileMode::Read, XFileMode::OpenExisting, XErrFileNotFound, -1},
+      {"missing", XFileMode::Read | XFileMode::Write, XFileMode::OpenExisting, XErrFileNotFound,
+       -1},
+      {"missing", XFileMode::Write, XFileMode::TruncateExisting, XErrFileNotFound, -1},
+      {"old", XFileMode::Write, XFileMode::TruncateExisting, XErrNone, 0},
+      {"old", XFileMode::Write, XFileMode::CreateNew, XErrFileExists, -1},
+      {"new", XFileMode::Write, XFileMode::CreateNew, XErrNone, 0},
+      {"old", XFileMode::Read | XFileMode::Write, XFileMode::CreateAlways, XErrAlreadyExists, 0},
+      {"new", XFileMode::Read | XFileMode::Write, XFileMode::CreateAlways, XErrNone, 0},
+      {"old", XFileMode::Read | XFileMode::Write, XFileMode::OpenAlways, XErrAlreadyExists, 8},
+      {"new", XFileMode::Read | XFileMode::Write, XFileMode::OpenAlways, XErrNone, 0},
   };
   for (const auto& c : cases) {
     std::filesystem::remove(Native("new"));
@@ -81,17 +82,18 @@ TEST_F(XFileTest, UnshareableOpenExcludesOtherOpens) {
   Put("f", "data");
   XFile shared, alone;
   ASSERT_TRUE(shared.OpenRead(Path("f")));
-  EXPECT_FALSE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
+  EXPECT_FALSE(alone.Open(Path("f"), XFileMode::Read | XFileMode::Write, XFileMode::OpenExisting,
+                          false, false));
   EXPECT_EQ(XGetLastError(), XErrSharingViolation);
   shared.Close();
 
-  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ, OPEN_EXISTING, false, false));
+  ASSERT_TRUE(alone.Open(Path("f"), XFileMode::Read, XFileMode::OpenExisting, false, false));
   EXPECT_EQ(alone.shareMode, 0u);
   XFile other;
   EXPECT_FALSE(other.OpenRead(Path("f")));
   EXPECT_EQ(XGetLastError(), XErrSharingViolation);
-  EXPECT_FALSE(other.Open(Path("f"), GENERIC_WRITE, OPEN_EXISTING));
-  EXPECT_FALSE(other.Open(Path("f"), GENERIC_READ, OPEN_EXISTING, false, false));
+  EXPECT_FALSE(other.Open(Path("f"), XFileMode::Write, XFileMode::OpenExisting));
+  EXPECT_FALSE(other.Open(Path("f"), XFileMode::Read, XFileMode::OpenExisting, false, false));
   alone.Close();
   EXPECT_TRUE(other.OpenRead(Path("f")));
 }
@@ -99,7 +101,8 @@ TEST_F(XFileTest, UnshareableOpenExcludesOtherOpens) {
 TEST_F(XFileTest, SharingViolationDoesNotTruncate) {
   Put("f", "data");
   XFile alone, other;
-  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
+  ASSERT_TRUE(alone.Open(Path("f"), XFileMode::Read | XFileMode::Write, XFileMode::OpenExisting,
+                         false, false));
   EXPECT_FALSE(other.OpenCreate(Path("f")));
   EXPECT_EQ(Get("f"), "data");
 }
@@ -107,7 +110,8 @@ TEST_F(XFileTest, SharingViolationDoesNotTruncate) {
 TEST_F(XFileTest, UnshareableOpenIsSeenByAnotherProcess) {
   Put("f", "data");
   XFile alone;
-  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
+  ASSERT_TRUE(alone.Open(Path("f"), XFileMode::Read | XFileMode::Write, XFileMode::OpenExisting,
+                         false, false));
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {

@@ -45,7 +45,7 @@ std::u16string Applied(const char16_t* plain, const clLocaleNumberFormat& format
 }
 
 void Store(const char16_t* name, const char16_t* value) {
-  ASSERT_TRUE(XRegistry::WriteString(value, name, HKEY_CURRENT_USER, International));
+  ASSERT_TRUE(XRegistry::WriteString(value, name, XRegistry::RootCurrentUser, International));
 }
 
 }  // namespace

@@ -17,28 +17,34 @@
 
 namespace {
 
-std::string Clean(const char* path) { return U8(CleanPath(X(path), false, nullptr, true, true)); }
+std::string Clean(const char* path) {
+  return U8(XPath::CleanPath(X(path), false, nullptr, true, true));
+}
 
 }  // namespace
 
 TEST(XPathTest, PathPartsSplitAtTheLastSeparatorAndDot) {
   // A backslash is an ordinary character of a Linux name.
-  EXPECT_EQ(Joined({FolderOf(u"/music/a b/x.flac"), FolderOf(u"x.flac"), FolderOf(u"/"),
-                    FileNameOf(u"/music/a b/x.flac"), FileNameOf(u"x.flac"), FileNameOf(u"/music/"),
-                    FileNameOf(u"/a/b\\c")}),
+  EXPECT_EQ(Joined({XPath::FolderOf(u"/music/a b/x.flac"), XPath::FolderOf(u"x.flac"),
+                    XPath::FolderOf(u"/"), XPath::FileNameOf(u"/music/a b/x.flac"),
+                    XPath::FileNameOf(u"x.flac"), XPath::FileNameOf(u"/music/"),
+                    XPath::FileNameOf(u"/a/b\\c")}),
             "/music/a b/|x.flac|/|x.flac|x.flac||b\\c");
   // The last dot counts wherever it stands; no extension is a lone dot.
-  EXPECT_EQ(
-      Joined({ExtensionOf(u"/m/song.flac"), ExtensionOf(u"/m/a.tar.gz"), ExtensionOf(u"/m.d/song"),
-              ExtensionOf(u"/m/song."), ExtensionOf(u""), WithoutExtension(u"/m/song.flac"),
-              WithoutExtension(u"/m.d/song"), WithoutExtension(u"song"),
-              BaseNameOf(u"/m.d/song.flac"), BaseNameOf(u"/m.d/song")}),
-      ".flac|.gz|.|.|.|/m/song|/m|song|song|song");
-  EXPECT_EQ(Joined({EnsureSeparator(u""), EnsureSeparator(u"a"), EnsureSeparator(u"a/"),
-                    TrimSeparators(u"a///"), TrimSeparators(u"///"), AppendPath(u"a", u"//b"),
-                    AppendPath(u"a/", u"b/c"), AppendPath(u"", u"b"), QuotePath(u"a b")}),
+  EXPECT_EQ(Joined({XPath::ExtensionOf(u"/m/song.flac"), XPath::ExtensionOf(u"/m/a.tar.gz"),
+                    XPath::ExtensionOf(u"/m.d/song"), XPath::ExtensionOf(u"/m/song."),
+                    XPath::ExtensionOf(u""), XPath::WithoutExtension(u"/m/song.flac"),
+                    XPath::WithoutExtension(u"/m.d/song"), XPath::WithoutExtension(u"song"),
+                    XPath::BaseNameOf(u"/m.d/song.flac"), XPath::BaseNameOf(u"/m.d/song")}),
+            ".flac|.gz|.|.|.|/m/song|/m|song|song|song");
+  EXPECT_EQ(Joined({XPath::EnsureSeparator(u""), XPath::EnsureSeparator(u"a"),
+                    XPath::EnsureSeparator(u"a/"), XPath::TrimSeparators(u"a///"),
+                    XPath::TrimSeparators(u"///"), XPath::AppendPath(u"a", u"//b"),
+                    XPath::AppendPath(u"a/", u"b/c"), XPath::AppendPath(u"", u"b"),
+                    XPath::QuotePath(u"a b")}),
             "/|a/|a/|a||a/b|a/b/c|/b|\"a b\"");
-  EXPECT_EQ((Ints{RootEnd(u"/a/b"), RootEnd(u"/"), RootEnd(u"a/b"), RootEnd(u"")}),
+  EXPECT_EQ((Ints{XPath::RootEnd(u"/a/b"), XPath::RootEnd(u"/"), XPath::RootEnd(u"a/b"),
+                  XPath::RootEnd(u"")}),
             (Ints{2, 2, 1, 1}));
 }
 
@@ -73,13 +79,13 @@ TEST(XPathTest, CleanPathRules) {
       {"/a/./b/c ./d", "/a/b/c/d"},
   };
   for (const auto& [path, cleaned] : cases) EXPECT_EQ(Clean(path), cleaned) << path;
-  EXPECT_EQ(U8(CleanPath(u"/m/a/b", false, nullptr, false, true)), "/m-a-b");
-  EXPECT_EQ(U8(CleanPath(u"/m/a/b", false, nullptr, false, false)), "-m-a-b");
+  EXPECT_EQ(U8(XPath::CleanPath(u"/m/a/b", false, nullptr, false, true)), "/m-a-b");
+  EXPECT_EQ(U8(XPath::CleanPath(u"/m/a/b", false, nullptr, false, false)), "-m-a-b");
   const char16_t map[] = {u'.', u'_', u'#', u'*', 0};
-  EXPECT_EQ(U8(CleanPath(u"/m/a.b#c.flac", false, map, true, true)), "/m/a_bc.flac");
+  EXPECT_EQ(U8(XPath::CleanPath(u"/m/a.b#c.flac", false, map, true, true)), "/m/a_bc.flac");
   // An odd last entry without a replacement is ignored, not read past.
   const char16_t odd[] = {u'#', 0};
-  EXPECT_EQ(U8(CleanPath(u"/m/a#b", false, odd, true, true)), "/m/a#b");
+  EXPECT_EQ(U8(XPath::CleanPath(u"/m/a#b", false, odd, true, true)), "/m/a#b");
 }
 
 TEST(XPathTest, CleanPathCutsLongNamesButKeepsTheExtension) {
@@ -101,7 +107,7 @@ TEST(XPathTest, CleanPathKeepsNamesWithinTheLinuxByteLimit) {
   // Emoji are surrogate pairs: a cut never leaves half of one.
   std::string emoji;
   for (int i = 0; i < 100; ++i) emoji += "\U0001F3B5";
-  XString cut = CleanPath(X("/m/" + emoji));
+  XString cut = XPath::CleanPath(X("/m/" + emoji));
   std::u16string units(cut.CStr());
   EXPECT_LE(cut.ToUtf8String().size() - 3, 255u);
   EXPECT_FALSE(units.back() >= 0xD800 && units.back() < 0xDC00);
@@ -111,16 +117,16 @@ TEST(XPathTest, CleanPathKeepsNamesWithinTheLinuxByteLimit) {
 TEST(XPathTest, CleanPathShortensLongPathsToBelow260) {
   std::string folder = "/m/" + std::string(200, 'f') + "/";
   std::string path = folder + std::string(80, 'n') + ".flac";
-  std::string shortened = U8(CleanPath(X(path), true, nullptr, true, true));
+  std::string shortened = U8(XPath::CleanPath(X(path), true, nullptr, true, true));
   // A long name goes first, down to 60 characters, then the deepest folder.
   EXPECT_EQ(shortened, "/m/" + std::string(190, 'f') + "/" + std::string(60, 'n') + ".flac");
   path = "/m/" + std::string(230, 'f') + "/" + std::string(50, 'n') + ".flac";
-  shortened = U8(CleanPath(X(path), true, nullptr, true, true));
+  shortened = U8(XPath::CleanPath(X(path), true, nullptr, true, true));
   EXPECT_EQ(shortened.size(), 259u);
   EXPECT_NE(shortened.find(std::string(50, 'n') + ".flac"), std::string::npos);
   // A name at the root is shortened down to one character and no further.
   std::string atRoot = "/" + std::string(300, 'n') + ".flac";
-  EXPECT_EQ(U8(CleanPath(X(atRoot), true, nullptr, true, true)),
+  EXPECT_EQ(U8(XPath::CleanPath(X(atRoot), true, nullptr, true, true)),
             "/" + std::string(249, 'n') + ".flac");
 }
 
@@ -144,35 +150,36 @@ TEST(XPathTest, EscapeTagValueRules) {
       {u"title", u"a; b", false, true, "a; b"},
   };
   for (const auto& c : cases)
-    EXPECT_EQ(U8(EscapeTagValue(c.key, c.value, c.encode, c.keepBreaks)), c.result) << U8(c.key);
+    EXPECT_EQ(U8(XPath::EscapeTagValue(c.key, c.value, c.encode, c.keepBreaks)), c.result)
+        << U8(c.key);
 }
 
 TEST(XPathTest, ErrorGuidAndRecycleTexts) {
   XSetLastError(0);
-  EXPECT_EQ(U8(LastErrorTextOrEmpty()), "");
+  EXPECT_EQ(U8(XPath::LastErrorTextOrEmpty()), "");
   XSetLastError(1223);
-  EXPECT_EQ(U8(LastErrorTextOrEmpty()), "(Win:1223)");
-  std::string a = U8(NewGuidText());
+  EXPECT_EQ(U8(XPath::LastErrorTextOrEmpty()), "(Win:1223)");
+  std::string a = U8(XPath::NewGuidText());
   ASSERT_EQ(a.size(), 32u);
   EXPECT_EQ(a.find_first_not_of("0123456789ABCDEF"), std::string::npos);
   EXPECT_EQ(a[12], '4');  // random, version four
   EXPECT_NE(std::string("89AB").find(a[16]), std::string::npos);
-  EXPECT_NE(a, U8(NewGuidText()));
-  EXPECT_TRUE(IsRecycleFolder(u"/share/@eaDir"));
-  EXPECT_TRUE(IsRecycleFolder(u"/share/$recycle.bin"));
-  EXPECT_FALSE(IsRecycleFolder(u"/share/@eaDir/x"));
-  EXPECT_FALSE(IsRecycleFolder(u"/share/recycle"));
+  EXPECT_NE(a, U8(XPath::NewGuidText()));
+  EXPECT_TRUE(XPath::IsRecycleFolder(u"/share/@eaDir"));
+  EXPECT_TRUE(XPath::IsRecycleFolder(u"/share/$recycle.bin"));
+  EXPECT_FALSE(XPath::IsRecycleFolder(u"/share/@eaDir/x"));
+  EXPECT_FALSE(XPath::IsRecycleFolder(u"/share/recycle"));
 }
 
 TEST(XPathTest, TempNamesAreUniqueAcrossThreads) {
-  std::string first = U8(TempName(u"P"));
+  std::string first = U8(XPath::TempName(u"P"));
   ASSERT_EQ(first.size(), 2u + 32u + 2u);
   EXPECT_EQ(first.substr(0, 2), "P-");
   std::vector<std::vector<std::string>> names(4);
   std::vector<std::thread> threads;
   for (auto& list : names)
     threads.emplace_back([&list] {
-      for (int i = 0; i < 200; ++i) list.push_back(U8(TempName(u"P")));
+      for (int i = 0; i < 200; ++i) list.push_back(U8(XPath::TempName(u"P")));
     });
   for (auto& t : threads) t.join();
   std::set<std::string> all{first};
@@ -188,27 +195,27 @@ TEST(XPathTest, ExistsAttributesAndSize) {
   dir.WriteFile("f", "12345");
   XString f = X(dir / "f"), missing = X(dir / "missing");
   bool isFolder = true, failed = true;
-  EXPECT_TRUE(Exists(f, &isFolder));
+  EXPECT_TRUE(XPath::Exists(f, &isFolder));
   EXPECT_FALSE(isFolder);
   for (const XString& folder : {dir.Path(), XString(u"/")}) {
     isFolder = false;
-    EXPECT_TRUE(Exists(folder, &isFolder));
+    EXPECT_TRUE(XPath::Exists(folder, &isFolder));
     EXPECT_TRUE(isFolder);
   }
-  EXPECT_FALSE(Exists(missing, &isFolder));
-  EXPECT_FALSE(Exists(u"", nullptr));
-  EXPECT_FALSE(GetAttributes(f, &failed) & XAttrReadOnly);
+  EXPECT_FALSE(XPath::Exists(missing, &isFolder));
+  EXPECT_FALSE(XPath::Exists(u"", nullptr));
+  EXPECT_FALSE(XPath::GetAttributes(f, &failed) & XAttrReadOnly);
   EXPECT_FALSE(failed);
-  ASSERT_TRUE(SetAttributes(f, XAttrReadOnly, 0));
-  EXPECT_TRUE(GetAttributes(f) & XAttrReadOnly);
-  ASSERT_TRUE(SetAttributes(f, 0, XAttrReadOnly));
-  EXPECT_FALSE(GetAttributes(f) & XAttrReadOnly);
-  EXPECT_EQ(GetAttributes(missing, &failed), 0u);
+  ASSERT_TRUE(XPath::SetAttributes(f, XAttrReadOnly, 0));
+  EXPECT_TRUE(XPath::GetAttributes(f) & XAttrReadOnly);
+  ASSERT_TRUE(XPath::SetAttributes(f, 0, XAttrReadOnly));
+  EXPECT_FALSE(XPath::GetAttributes(f) & XAttrReadOnly);
+  EXPECT_EQ(XPath::GetAttributes(missing, &failed), 0u);
   EXPECT_TRUE(failed);
-  EXPECT_FALSE(SetAttributes(missing, XAttrReadOnly, 0));
-  EXPECT_EQ(SizeOf(f, &failed), 5u);
+  EXPECT_FALSE(XPath::SetAttributes(missing, XAttrReadOnly, 0));
+  EXPECT_EQ(XPath::SizeOf(f, &failed), 5u);
   EXPECT_FALSE(failed);
-  EXPECT_EQ(SizeOf(dir.Path(), &failed), 0u);
+  EXPECT_EQ(XPath::SizeOf(dir.Path(), &failed), 0u);
   EXPECT_TRUE(failed);
 }
 
@@ -218,20 +225,20 @@ TEST(XPathTest, DeleteMoveAndCopyRules) {
   dir.WriteFile("ro");
   dir.WriteFile("a", "new");
   dir.WriteFile("b", "old");
-  ASSERT_TRUE(SetAttributes(at("ro"), XAttrReadOnly, 0));
-  EXPECT_EQ(FailedWith(DeleteFile(at("ro"))), 0u);  // read-only is no protection
-  EXPECT_EQ(FailedWith(DeleteFile(at("ro"))), XErrFileNotFound);
-  EXPECT_EQ(FailedWith(DeleteFile(dir.Path())), XErrAccessDenied);
-  EXPECT_EQ(FailedWith(Move(at("a"), at("b"), false)), XErrAlreadyExists);
-  EXPECT_EQ(FailedWith(Move(at("a"), at("b"), true)), 0u);
+  ASSERT_TRUE(XPath::SetAttributes(at("ro"), XAttrReadOnly, 0));
+  EXPECT_EQ(FailedWith(XPath::DeleteFile(at("ro"))), 0u);  // read-only is no protection
+  EXPECT_EQ(FailedWith(XPath::DeleteFile(at("ro"))), XErrFileNotFound);
+  EXPECT_EQ(FailedWith(XPath::DeleteFile(dir.Path())), XErrAccessDenied);
+  EXPECT_EQ(FailedWith(XPath::Move(at("a"), at("b"), false)), XErrAlreadyExists);
+  EXPECT_EQ(FailedWith(XPath::Move(at("a"), at("b"), true)), 0u);
   EXPECT_FALSE(dir.Has("a"));
-  EXPECT_EQ(SizeOf(at("b")), 3u);
-  EXPECT_EQ(FailedWith(Move(at("a"), at("c"), false)), XErrFileNotFound);
-  EXPECT_EQ(FailedWith(Copy(at("b"), at("ro"), false)), 0u);
-  EXPECT_EQ(FailedWith(Copy(at("ro"), at("b"), true)), XErrFileExists);
+  EXPECT_EQ(XPath::SizeOf(at("b")), 3u);
+  EXPECT_EQ(FailedWith(XPath::Move(at("a"), at("c"), false)), XErrFileNotFound);
+  EXPECT_EQ(FailedWith(XPath::Copy(at("b"), at("ro"), false)), 0u);
+  EXPECT_EQ(FailedWith(XPath::Copy(at("ro"), at("b"), true)), XErrFileExists);
   EXPECT_TRUE(dir.Has("b"));
-  EXPECT_EQ(SizeOf(at("ro")), 3u);
-  EXPECT_FALSE(Copy(dir.Path(), at("c"), false));
+  EXPECT_EQ(XPath::SizeOf(at("ro")), 3u);
+  EXPECT_FALSE(XPath::Copy(dir.Path(), at("c"), false));
 }
 
 TEST(XPathTest, DeleteFileInAFolderWithoutWriteAccessIsDenied) {
@@ -239,7 +246,7 @@ TEST(XPathTest, DeleteFileInAFolderWithoutWriteAccessIsDenied) {
   ScratchFolder dir;
   dir.WriteFile("locked/f");
   chmod((dir / "locked").c_str(), 0555);
-  EXPECT_EQ(FailedWith(DeleteFile(X(dir / "locked/f"))), XErrAccessDenied);
+  EXPECT_EQ(FailedWith(XPath::DeleteFile(X(dir / "locked/f"))), XErrAccessDenied);
 }
 
 TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryEndsOnCancelOrTimeout) {
@@ -247,51 +254,52 @@ TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryEndsOnCancelOrTimeou
   dir.WriteFile("src");
   XString src = X(dir / "src"), dst = X(dir / "dst");
   XFile file;
-  ASSERT_TRUE(file.Open(src, GENERIC_READ, 3, false, false));
-  EXPECT_EQ(FailedWith(DeleteFile(src)), XErrSharingViolation);
-  EXPECT_EQ(FailedWith(Move(src, dst, true)), XErrSharingViolation);
+  ASSERT_TRUE(file.Open(src, XFileMode::Read, 3, false, false));
+  EXPECT_EQ(FailedWith(XPath::DeleteFile(src)), XErrSharingViolation);
+  EXPECT_EQ(FailedWith(XPath::Move(src, dst, true)), XErrSharingViolation);
   XEvent cancel;
-  EXPECT_EQ(FailedWith(MoveWithRetry(src, dst, true, 30, &cancel)), XErrTimeout);
-  EXPECT_EQ(FailedWith(MoveWithRetry(src, dst, true, 0, nullptr)), XErrTimeout);
+  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 30, &cancel)), XErrTimeout);
+  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 0, nullptr)), XErrTimeout);
   cancel.Set();
-  EXPECT_EQ(FailedWith(MoveWithRetry(src, dst, true, 60000, &cancel)), XErrCancelled);
+  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 60000, &cancel)), XErrCancelled);
   EXPECT_TRUE(dir.Has("src"));
   file.Close();
-  EXPECT_TRUE(Move(src, dst, true));
+  EXPECT_TRUE(XPath::Move(src, dst, true));
 }
 
 TEST(XPathTest, MoveWithRetrySucceedsOnceTheFileIsLetGo) {
   ScratchFolder dir;
   dir.WriteFile("src");
   auto* file = new XFile;
-  ASSERT_TRUE(file->Open(X(dir / "src"), GENERIC_READ, 3, false, false));
+  ASSERT_TRUE(file->Open(X(dir / "src"), XFileMode::Read, 3, false, false));
   std::thread release([file] {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     delete file;
   });
-  bool moved = MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 60000, nullptr);
+  bool moved = XPath::MoveWithRetry(X(dir / "src"), X(dir / "dst"), true, 60000, nullptr);
   release.join();
   EXPECT_TRUE(moved);
   EXPECT_TRUE(dir.Has("dst"));
   // A failure other than a busy or denied file is not retried.
-  EXPECT_EQ(FailedWith(MoveWithRetry(X(dir / "none"), X(dir / "d2"), true, 60000, nullptr)),
+  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(X(dir / "none"), X(dir / "d2"), true, 60000, nullptr)),
             XErrFileNotFound);
 }
 
 TEST(XPathTest, CreateFoldersMakesDeepAndRelativePathsAndAcceptsExistingOnes) {
   ScratchFolder dir;
   XString deep = X(dir / "a b/\u00E9t\u00E9/\U0001F3B5/d/e/");
-  EXPECT_TRUE(CreateFolders(deep));
+  EXPECT_TRUE(XPath::CreateFolders(deep));
   bool isFolder = false;
-  EXPECT_TRUE(Exists(deep, &isFolder));
+  EXPECT_TRUE(XPath::Exists(deep, &isFolder));
   EXPECT_TRUE(isFolder);
-  for (const XString& there : {deep, dir.Path(), XString(u"/")}) EXPECT_TRUE(CreateFolders(there));
-  EXPECT_FALSE(CreateFolders(u""));
+  for (const XString& there : {deep, dir.Path(), XString(u"/")})
+    EXPECT_TRUE(XPath::CreateFolders(there));
+  EXPECT_FALSE(XPath::CreateFolders(u""));
   dir.WriteFile("file");
-  EXPECT_EQ(FailedWith(CreateFolders(X(dir / "file/sub"))), XErrPathNotFound);
+  EXPECT_EQ(FailedWith(XPath::CreateFolders(X(dir / "file/sub"))), XErrPathNotFound);
   char* old = getcwd(nullptr, 0);
   ASSERT_EQ(chdir(dir.Utf8().c_str()), 0);
-  EXPECT_TRUE(CreateFolders(u"rel/sub"));
+  EXPECT_TRUE(XPath::CreateFolders(u"rel/sub"));
   EXPECT_EQ(chdir(old), 0);
   free(old);
   EXPECT_TRUE(dir.Has("rel/sub"));
@@ -302,17 +310,17 @@ TEST(XPathTest, DeleteFolderContentsFollowsPatternAndRecursionButNotLinks) {
   for (const char* name : {"t/a.tmp", "t/b.flac", "t/sub/c.tmp", "t/sub/d.flac", "keep/precious"})
     dir.WriteFile(name);
   ASSERT_EQ(symlink((dir / "keep").c_str(), (dir / "t/link").c_str()), 0);
-  EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), false, u"*.TMP", false));
+  EXPECT_TRUE(XPath::DeleteFolderContents(X(dir / "t"), false, u"*.TMP", false));
   EXPECT_FALSE(dir.Has("t/a.tmp"));
   EXPECT_TRUE(dir.Has("t/b.flac"));
   EXPECT_TRUE(dir.Has("t/sub/c.tmp"));
-  EXPECT_TRUE(DeleteFolderContents(X(dir / "t/"), false, u"*.*", false));
+  EXPECT_TRUE(XPath::DeleteFolderContents(X(dir / "t/"), false, u"*.*", false));
   EXPECT_FALSE(dir.Has("t/b.flac"));
   EXPECT_TRUE(dir.Has("t/sub/d.flac"));
-  EXPECT_TRUE(DeleteFolderContents(X(dir / "t"), true, u"*.*", true));
+  EXPECT_TRUE(XPath::DeleteFolderContents(X(dir / "t"), true, u"*.*", true));
   EXPECT_FALSE(dir.Has("t"));
   EXPECT_TRUE(dir.Has("keep/precious"));  // a linked folder goes, not what it holds
-  EXPECT_FALSE(DeleteFolderContents(u"/a", true, u"*.*", true));
+  EXPECT_FALSE(XPath::DeleteFolderContents(u"/a", true, u"*.*", true));
 }
 
 namespace {
@@ -330,20 +338,20 @@ void WriteTree(const ScratchFolder& dir, const std::string& under) {
 TEST(XPathTest, CopyFolderCopiesATreeWithUnusualNames) {
   ScratchFolder dir;
   WriteTree(dir, "src/");
-  EXPECT_TRUE(CopyFolder(X(dir / "src"), X(dir / "dst/new")));
+  EXPECT_TRUE(XPath::CopyFolder(X(dir / "src"), X(dir / "dst/new")));
   for (const char* f : treeFiles) {
     EXPECT_TRUE(dir.Has(std::string("src/") + f)) << f;
     EXPECT_TRUE(dir.Has(std::string("dst/new/") + f)) << f;
-    EXPECT_EQ(SizeOf(X(dir / ("dst/new/" + std::string(f)))), strlen(f)) << f;
+    EXPECT_EQ(XPath::SizeOf(X(dir / ("dst/new/" + std::string(f)))), strlen(f)) << f;
   }
-  EXPECT_FALSE(CopyFolder(X(dir / "missing"), X(dir / "dst2")));
+  EXPECT_FALSE(XPath::CopyFolder(X(dir / "missing"), X(dir / "dst2")));
   EXPECT_EQ(XGetLastError(), XErrPathNotFound);
 }
 
 TEST(XPathTest, MoveFolderMovesATreeAndRemovesTheSource) {
   ScratchFolder dir;
   WriteTree(dir, "src/");
-  EXPECT_TRUE(MoveFolder(X(dir / "src/"), X(dir / "dst/")));
+  EXPECT_TRUE(XPath::MoveFolder(X(dir / "src/"), X(dir / "dst/")));
   EXPECT_FALSE(dir.Has("src"));
   for (const char* f : treeFiles) EXPECT_TRUE(dir.Has(std::string("dst/") + f)) << f;
 }
@@ -374,15 +382,18 @@ struct FakeHome {
 
 TEST(XPathTest, SpecialFoldersDefaultBelowHomeOrGiveTheFallback) {
   FakeHome fake;
-  EXPECT_EQ(fake.Short(Joined({SpecialFolder(XFolderDocuments), SpecialFolder(XFolderMusic),
-                               SpecialFolder(XFolderPictures), SpecialFolder(XFolderVideo),
-                               SpecialFolder(XFolderDesktop), SpecialFolder(XFolderAppData),
-                               SpecialFolder(XFolderTemp)})),
-            "H/Documents/|H/Music/|H/Pictures/|H/Videos/|H/Desktop/|H/.local/share/|T/");
+  EXPECT_EQ(
+      fake.Short(Joined({XPath::SpecialFolder(XFolderDocuments), XPath::SpecialFolder(XFolderMusic),
+                         XPath::SpecialFolder(XFolderPictures), XPath::SpecialFolder(XFolderVideo),
+                         XPath::SpecialFolder(XFolderDesktop), XPath::SpecialFolder(XFolderAppData),
+                         XPath::SpecialFolder(XFolderTemp)})),
+      "H/Documents/|H/Music/|H/Pictures/|H/Videos/|H/Desktop/|H/.local/share/|T/");
   // Folders without a Linux counterpart.
-  EXPECT_EQ(Joined({SpecialFolder(XFolderWindows), SpecialFolder(XFolderProgramFiles, u"/opt"),
-                    SpecialFolder(XFolderSystem, u""), SpecialFolder(XFolderPublicMusic, u"/fb/"),
-                    SpecialFolder(XFolderCommonFiles, u"/fb"), SpecialFolder(12345)}),
+  EXPECT_EQ(Joined({XPath::SpecialFolder(XFolderWindows),
+                    XPath::SpecialFolder(XFolderProgramFiles, u"/opt"),
+                    XPath::SpecialFolder(XFolderSystem, u""),
+                    XPath::SpecialFolder(XFolderPublicMusic, u"/fb/"),
+                    XPath::SpecialFolder(XFolderCommonFiles, u"/fb"), XPath::SpecialFolder(12345)}),
             "C:\\Error/|/opt/||/fb/|/fb/|C:\\Error/");
 }
 
@@ -398,32 +409,33 @@ TEST(XPathTest, SpecialFoldersFollowUserDirsAndXdgVariables) {
                      "  XDG_VIDEOS_DIR=\"$HOME\"\n"
                      "XDG_DESKTOP_DIR=\"relative/ignored\"\n"
                      "XDG_PICTURES_DIR_X=\"/wrong\"\n");
-  EXPECT_EQ(fake.Short(Joined({SpecialFolder(XFolderMusic), SpecialFolder(XFolderDocuments),
-                               SpecialFolder(XFolderVideo), SpecialFolder(XFolderDesktop),
-                               SpecialFolder(XFolderPictures)})),
-            "H/T\u00F6ne/|/srv/docs/|H/|H/Desktop/|H/Pictures/");
-  EXPECT_EQ(U8(SpecialFolder(XFolderAppData)), fake.dir / "data/");
+  EXPECT_EQ(
+      fake.Short(Joined({XPath::SpecialFolder(XFolderMusic), XPath::SpecialFolder(XFolderDocuments),
+                         XPath::SpecialFolder(XFolderVideo), XPath::SpecialFolder(XFolderDesktop),
+                         XPath::SpecialFolder(XFolderPictures)})),
+      "H/T\u00F6ne/|/srv/docs/|H/|H/Desktop/|H/Pictures/");
+  EXPECT_EQ(U8(XPath::SpecialFolder(XFolderAppData)), fake.dir / "data/");
 }
 
 TEST(XPathTest, TempFolderComesFromTmpdir) {
   ScopedEnv tmp("TMPDIR", "/var/tmp/x");
-  EXPECT_EQ(U8(TempFolder()), "/var/tmp/x/");
+  EXPECT_EQ(U8(XPath::TempFolder()), "/var/tmp/x/");
   ScopedEnv empty("TMPDIR", "");
-  EXPECT_EQ(U8(TempFolder()), "/tmp/");
+  EXPECT_EQ(U8(XPath::TempFolder()), "/tmp/");
 }
 
 TEST(XPathTest, FriendlyPathsNameTheSpecialFolderAndComeBack) {
   FakeHome fake;
   XString real = X(fake.home + "/Music/Album/a.flac");
-  XString friendly = FriendlyPath(real, true);
+  XString friendly = XPath::FriendlyPath(real, true);
   EXPECT_EQ(U8(friendly), "Music/Album/a.flac");
-  EXPECT_EQ(U8(RealPath(friendly)), U8(real));
-  EXPECT_EQ(U8(FriendlyPath(X(fake.home + "/Musical/a"), true)), fake.home + "/Musical/a");
-  EXPECT_EQ(U8(FriendlyPath(X(fake.tmp + "/x"), true)), "[Temporary Folder]/x");
-  EXPECT_EQ(U8(RealPath(u"Documents")), fake.home + "/Documents");
-  EXPECT_EQ(U8(RealPath(u"Musicals/x")), "Musicals/x");
+  EXPECT_EQ(U8(XPath::RealPath(friendly)), U8(real));
+  EXPECT_EQ(U8(XPath::FriendlyPath(X(fake.home + "/Musical/a"), true)), fake.home + "/Musical/a");
+  EXPECT_EQ(U8(XPath::FriendlyPath(X(fake.tmp + "/x"), true)), "[Temporary Folder]/x");
+  EXPECT_EQ(U8(XPath::RealPath(u"Documents")), fake.home + "/Documents");
+  EXPECT_EQ(U8(XPath::RealPath(u"Musicals/x")), "Musicals/x");
   XStringList paths, names;
-  SpecialFolderNames(paths, names);
+  XPath::SpecialFolderNames(paths, names);
   ASSERT_EQ(paths.Count(), 10);
   ASSERT_EQ(names.Count(), 10);
   EXPECT_EQ(U8(names[0]), "Music");

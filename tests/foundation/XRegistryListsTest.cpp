@@ -15,7 +15,7 @@
 namespace {
 
 void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t size) {
-  XRegHandle key = XRegistry::OpenKey(KEY_WRITE);
+  XRegHandle key = XRegistry::OpenKey(XRegistry::AccessWrite);
   ASSERT_NE(key, nullptr);
   EXPECT_EQ(XRegStore::Set(key, name, type, data, size), XRegStore::Ok);
   XRegistry::CloseKey(key);
@@ -31,9 +31,9 @@ TEST_F(XRegistryListsTest, StringListsRoundTripAndOtherTypesReadAsFailures) {
   list.Add(u"");
   list.Add(u"third \u00e9");
   ASSERT_TRUE(XRegistry::WriteStrings(list, u"Paths"));
-  EXPECT_EQ(XRegistry::ValueType(u"Paths"), REG_MULTI_SZ);
+  EXPECT_EQ(XRegistry::ValueType(u"Paths"), XRegistry::TypeMultiString);
   ASSERT_TRUE(XRegistry::WriteStrings(XStringList(), u"None"));
-  WriteRaw(u"EmptyMulti", REG_MULTI_SZ, "", 0);
+  WriteRaw(u"EmptyMulti", XRegistry::TypeMultiString, "", 0);
   ASSERT_TRUE(XRegistry::WriteString(u"one", u"Single"));
   const std::pair<const char16_t*, const char*> cases[] = {{u"Paths", "3:C:\\first||third \u00e9"},
                                                            {u"None", "0:"},
@@ -53,12 +53,12 @@ TEST_F(XRegistryListsTest, EnumKeysListsChildrenAndEmptyPathListsTheRoot) {
                               u"Software\\Test\\_under", u"Software\\Test\\Gamma"}) {
     ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, key));
   }
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", HKEY_CURRENT_USER, u"Another"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", XRegistry::RootCurrentUser, u"Another"));
   XStringList list;
   list.Add(u"stale");
   ASSERT_TRUE(XRegistry::EnumKeys(0, nullptr, list));
   EXPECT_EQ(Listed(list), "4:_under|Alpha|beta|Gamma");
-  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
+  ASSERT_TRUE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"", list));
   EXPECT_EQ(Listed(list), "2:Another|Software");
   ASSERT_TRUE(XRegistry::EnumKeys(0, u"Software\\Test\\Gamma", list));
   EXPECT_EQ(Listed(list), "0:");
@@ -73,7 +73,8 @@ TEST_F(XRegistryListsTest, EnumValuesGivesNamesAndTypesInWritingOrder) {
   std::vector<uint32_t> types{99};
   ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names, &types));
   EXPECT_EQ(Listed(names), "3:Zeta|Alpha|Mid");
-  EXPECT_EQ(types, (std::vector<uint32_t>{REG_DWORD, REG_DWORD, REG_QWORD}));
+  EXPECT_EQ(types, (std::vector<uint32_t>{XRegistry::TypeDword, XRegistry::TypeDword,
+                                          XRegistry::TypeQword}));
   ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names));
   EXPECT_EQ(names.Count(), 3);
 }
@@ -92,14 +93,14 @@ TEST_F(XRegistryListsTest, EnumerationStopsAtANameTooLongForItsBuffer) {
 }
 
 TEST_F(XRegistryListsTest, ListingsKeepTheFirstSpellingOfANameTheirOwn) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", HKEY_CURRENT_USER, u"Software\\Case"));
-  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"VOLUME", HKEY_CURRENT_USER, u"SOFTWARE\\case"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", XRegistry::RootCurrentUser, u"Software\\Case"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"VOLUME", XRegistry::RootCurrentUser, u"SOFTWARE\\case"));
   XStringList list;
-  ASSERT_TRUE(XRegistry::EnumValues(HKEY_CURRENT_USER, u"Software\\Case", list));
+  ASSERT_TRUE(XRegistry::EnumValues(XRegistry::RootCurrentUser, u"Software\\Case", list));
   EXPECT_EQ(Listed(list), "1:Volume");
-  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"software", list));
+  ASSERT_TRUE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"software", list));
   EXPECT_EQ(Listed(list), "1:Case");
-  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
+  ASSERT_TRUE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"", list));
   EXPECT_EQ(Listed(list), "1:Software");
 }
 
@@ -109,7 +110,7 @@ TEST_F(XRegistryListsTest, NoDefaultAndNoKeyListsNothing) {
   list.Add(u"stale");
   EXPECT_FALSE(XRegistry::EnumKeys(0, nullptr, list));
   EXPECT_EQ(list.Count(), 0);
-  EXPECT_FALSE(XRegistry::EnumValues(HKEY_CURRENT_USER, nullptr, list));
+  EXPECT_FALSE(XRegistry::EnumValues(XRegistry::RootCurrentUser, nullptr, list));
   EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
   EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
   EXPECT_FALSE(std::filesystem::exists(folder + "/Morlane"));
@@ -122,7 +123,7 @@ TEST_F(XRegistryListsTest, DamagedStoreListsNothing) {
   list.Add(u"x");
   EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
   EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
-  EXPECT_FALSE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
+  EXPECT_FALSE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"", list));
   std::vector<uint32_t> types{1};
   EXPECT_FALSE(XRegistry::EnumValues(0, nullptr, list, &types));
   EXPECT_TRUE(types.empty());

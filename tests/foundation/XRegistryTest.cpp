@@ -26,7 +26,7 @@ namespace {
 std::vector<std::u16string> ValueNames(uint32_t root, const char16_t* key) {
   std::vector<std::u16string> names;
   std::vector<uint32_t> types;
-  XRegHandle handle = XRegistry::OpenKey(KEY_READ, root, key);
+  XRegHandle handle = XRegistry::OpenKey(XRegistry::AccessRead, root, key);
   if (handle) XRegStore::ListValues(handle, names, types);
   XRegistry::CloseKey(handle);
   return names;
@@ -34,7 +34,7 @@ std::vector<std::u16string> ValueNames(uint32_t root, const char16_t* key) {
 
 // Stores raw bytes with any type, as another writer of the store might have.
 void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t size) {
-  XRegHandle key = XRegistry::OpenKey(KEY_WRITE);
+  XRegHandle key = XRegistry::OpenKey(XRegistry::AccessWrite);
   ASSERT_NE(key, nullptr);
   EXPECT_EQ(XRegStore::Set(key, name, type, data, size), XRegStore::Ok);
   XRegistry::CloseKey(key);
@@ -96,10 +96,11 @@ TEST_F(XRegistryTest, EachReadTakesOnlyItsOwnType) {
   EXPECT_EQ(String(u"AsText") + "," + String(u"Expand") + "," + String(u"Level") + "," +
                 String(u"Missing"),
             "12,%HOME%\\x, failed, failed");
-  const std::tuple<const char16_t*, uint32_t, uint32_t> kinds[] = {{u"AsQword", REG_QWORD, 8},
-                                                                   {u"Gain", REG_BINARY, 4},
-                                                                   {u"Expand", REG_EXPAND_SZ, 18},
-                                                                   {u"AsText", REG_SZ, 6}};
+  const std::tuple<const char16_t*, uint32_t, uint32_t> kinds[] = {
+      {u"AsQword", XRegistry::TypeQword, 8},
+      {u"Gain", XRegistry::TypeBinary, 4},
+      {u"Expand", XRegistry::TypeExpandString, 18},
+      {u"AsText", XRegistry::TypeString, 6}};
   for (auto [name, type, size] : kinds) {
     EXPECT_EQ(XRegistry::ValueType(name), type) << U8(name);
     EXPECT_EQ(XRegistry::ValueSize(name), size) << U8(name);
@@ -108,10 +109,10 @@ TEST_F(XRegistryTest, EachReadTakesOnlyItsOwnType) {
 }
 
 TEST_F(XRegistryTest, StringStoredWithoutTerminatorOrEmptyReadsWhole) {
-  WriteRaw(u"Bare", REG_SZ, u"abc", 6);
-  WriteRaw(u"Odd", REG_SZ, u"xy", 3);
-  WriteRaw(u"Empty", REG_SZ, "", 0);
-  WriteRaw(u"Inner", REG_SZ, u"ab\0cd", 10);
+  WriteRaw(u"Bare", XRegistry::TypeString, u"abc", 6);
+  WriteRaw(u"Odd", XRegistry::TypeString, u"xy", 3);
+  WriteRaw(u"Empty", XRegistry::TypeString, "", 0);
+  WriteRaw(u"Inner", XRegistry::TypeString, u"ab\0cd", 10);
   EXPECT_EQ(String(u"Bare") + "," + String(u"Empty") + "," + String(u"Inner"), "abc,,ab");
   EXPECT_EQ(XRegistry::ReadString(u"Odd").CharAt(1), u'x');
 }
@@ -135,12 +136,16 @@ TEST_F(XRegistryTest, BinaryIsDeliveredWholeOrNotAtAll) {
 }
 
 TEST_F(XRegistryTest, NamesIgnoreAsciiCaseOnly) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", HKEY_CURRENT_USER, u"Software\\Mixed\\Case"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"VOLUME", HKEY_CURRENT_USER, u"SOFTWARE\\mixed\\CASE"), 1u);
-  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"vOLUME", HKEY_CURRENT_USER, u"software\\MIXED\\case"));
-  EXPECT_EQ(ValueNames(HKEY_CURRENT_USER, u"Software\\Mixed\\Case"),
+  ASSERT_TRUE(
+      XRegistry::WriteDWORD(1, u"Volume", XRegistry::RootCurrentUser, u"Software\\Mixed\\Case"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"VOLUME", XRegistry::RootCurrentUser, u"SOFTWARE\\mixed\\CASE"),
+            1u);
+  ASSERT_TRUE(
+      XRegistry::WriteDWORD(2, u"vOLUME", XRegistry::RootCurrentUser, u"software\\MIXED\\case"));
+  EXPECT_EQ(ValueNames(XRegistry::RootCurrentUser, u"Software\\Mixed\\Case"),
             std::vector<std::u16string>{u"Volume"});
-  EXPECT_EQ(XRegistry::ReadDWORD(u"volume", HKEY_CURRENT_USER, u"Software\\Mixed\\Case"), 2u);
+  EXPECT_EQ(XRegistry::ReadDWORD(u"volume", XRegistry::RootCurrentUser, u"Software\\Mixed\\Case"),
+            2u);
 
   ASSERT_TRUE(XRegistry::WriteDWORD(3, u"\u00c4"));
   ASSERT_TRUE(XRegistry::WriteDWORD(4, u"\u00e4"));
@@ -156,11 +161,11 @@ TEST_F(XRegistryTest, NamesKeepEveryUtf16Unit) {
 }
 
 TEST_F(XRegistryTest, ReadingFromAnAbsentKeyCreatesItEmpty) {
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Later"));
+  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software\\Test\\Later"));
   uint8_t failed = 0;
   XRegistry::ReadDWORD(u"Anything", 0, u"Software\\Test\\Later", &failed);
   EXPECT_EQ(failed, 1);
-  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Later"));
+  EXPECT_TRUE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software\\Test\\Later"));
   EXPECT_TRUE(ValueNames(0, u"Software\\Test\\Later").empty());
 }
 
@@ -170,18 +175,18 @@ TEST_F(XRegistryTest, NoDefaultAndNoKeyLeavesTheStoreUntouched) {
   EXPECT_EQ(XRegistry::ReadDWORD(u"Level", 0, nullptr, &failed), 0u);
   EXPECT_EQ(failed, 1);
   EXPECT_FALSE(XRegistry::WriteDWORD(1, u"Level"));
-  EXPECT_FALSE(XRegistry::WriteString(u"x", u"Name", HKEY_CURRENT_USER, nullptr));
+  EXPECT_FALSE(XRegistry::WriteString(u"x", u"Name", XRegistry::RootCurrentUser, nullptr));
   EXPECT_FALSE(XRegistry::ValueExists(u"Level"));
-  EXPECT_EQ(XRegistry::OpenKey(KEY_READ), nullptr);
+  EXPECT_EQ(XRegistry::OpenKey(XRegistry::AccessRead), nullptr);
   EXPECT_FALSE(std::filesystem::exists(StoreFile()));
 }
 
 TEST_F(XRegistryTest, AnExplicitPathReplacesTheDefaultWhole) {
   ASSERT_TRUE(XRegistry::WriteDWORD(6, u"Where", 0, u"Other"));
-  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Other"));
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Other"));
+  EXPECT_TRUE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Other"));
+  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software\\Test\\Other"));
   EXPECT_FALSE(XRegistry::ValueExists(u"Where"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Where", HKEY_CURRENT_USER, u"Other"), 6u);
+  EXPECT_EQ(XRegistry::ReadDWORD(u"Where", XRegistry::RootCurrentUser, u"Other"), 6u);
 }
 
 TEST_F(XRegistryTest, DeleteValueRemovesOnlyThatValue) {
@@ -201,10 +206,10 @@ TEST_F(XRegistryTest, DeleteKeyRemovesTheWholeSubtree) {
   ASSERT_TRUE(XRegistry::WriteDWORD(3, u"V", 0, u"Software\\Test\\A\\D"));
   ASSERT_TRUE(XRegistry::WriteDWORD(4, u"V", 0, u"Software\\Test\\Ab"));
   ASSERT_TRUE(XRegistry::WriteDWORD(5, u"V", 0, parent));
-  XRegistry::DeleteKey(HKEY_CURRENT_USER, parent, u"a");
+  XRegistry::DeleteKey(XRegistry::RootCurrentUser, parent, u"a");
   for (const char16_t* gone : {u"Software\\Test\\A", u"Software\\Test\\A\\B",
                                u"Software\\Test\\A\\B\\C", u"Software\\Test\\A\\D"}) {
-    EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, gone));
+    EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, gone));
   }
   EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, u"Software\\Test\\Ab"), 4u);
   EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, parent), 5u);
@@ -215,45 +220,46 @@ TEST_F(XRegistryTest, DeleteKeyRemovesTheWholeSubtree) {
 TEST_F(XRegistryTest, DeleteKeyTakesPathsOnEitherSideButNeverAnEmptySubkey) {
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\A\\B\\C"));
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, u"Software\\Test\\Child\\Grand"));
-  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"");
-  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", nullptr);
+  XRegistry::DeleteKey(XRegistry::RootCurrentUser, u"Software", u"");
+  XRegistry::DeleteKey(XRegistry::RootCurrentUser, u"Software", nullptr);
   EXPECT_EQ(Dword(u"V", u"Software\\Test\\Child\\Grand"), "1");
-  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test", u"a\\b");
-  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software\\Test\\", u"Child");
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A\\B"));
-  EXPECT_TRUE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\A"));
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software\\Test\\Child"));
+  XRegistry::DeleteKey(XRegistry::RootCurrentUser, u"Software\\Test", u"a\\b");
+  XRegistry::DeleteKey(XRegistry::RootCurrentUser, u"Software\\Test\\", u"Child");
+  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software\\Test\\A\\B"));
+  EXPECT_TRUE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software\\Test\\A"));
+  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software\\Test\\Child"));
 }
 
 TEST_F(XRegistryTest, OpenKeyGivesAHandleThatReadsAndWritesAsAsked) {
-  XRegHandle reader = XRegistry::OpenKey(KEY_QUERY_VALUE);
+  XRegHandle reader = XRegistry::OpenKey(XRegistry::AccessQuery);
   ASSERT_NE(reader, nullptr);
-  EXPECT_EQ(XRegStore::Set(reader, u"X", REG_DWORD, "\1\0\0\0", 4), XRegStore::AccessDenied);
+  EXPECT_EQ(XRegStore::Set(reader, u"X", XRegistry::TypeDword, "\1\0\0\0", 4),
+            XRegStore::AccessDenied);
   XRegistry::CloseKey(reader);
-  XRegHandle writer = XRegistry::OpenKey(KEY_ALL_ACCESS, 0, u"Software\\Fresh");
+  XRegHandle writer = XRegistry::OpenKey(XRegistry::AccessAll, 0, u"Software\\Fresh");
   ASSERT_NE(writer, nullptr);
-  EXPECT_EQ(XRegStore::Set(writer, u"X", REG_DWORD, "\1\0\0\0", 4), XRegStore::Ok);
+  EXPECT_EQ(XRegStore::Set(writer, u"X", XRegistry::TypeDword, "\1\0\0\0", 4), XRegStore::Ok);
   XRegistry::CloseKey(writer);
   EXPECT_EQ(XRegistry::ReadDWORD(u"X", 0, u"Software\\Fresh"), 1u);
   XRegistry::CloseKey(nullptr);
 }
 
 TEST_F(XRegistryTest, OtherRootsReadTheSystemStoreAndAreNeverWritten) {
-  EXPECT_EQ(XRegistry::ReadDWORD(u"V", HKEY_LOCAL_MACHINE, u"Software\\Sys"), 0u);
-  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V", HKEY_LOCAL_MACHINE, u"Software\\Sys"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", XRegistry::RootLocalMachine, u"Software\\Sys"), 0u);
+  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V", XRegistry::RootLocalMachine, u"Software\\Sys"));
 
   // Make a system store by writing one as a user whose folder is the system folder.
   setenv("XDG_CONFIG_HOME", (folder + "/system").c_str(), 1);
-  ASSERT_TRUE(XRegistry::WriteDWORD(42, u"V", HKEY_CURRENT_USER, u"Software\\Sys"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(42, u"V", XRegistry::RootCurrentUser, u"Software\\Sys"));
   setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
 
-  EXPECT_EQ(XRegistry::ReadDWORD(u"v", HKEY_LOCAL_MACHINE, u"software\\sys"), 42u);
-  EXPECT_EQ(XRegistry::ReadDWORD(u"V", HKEY_CURRENT_USER, u"Software\\Sys"), 0u);
-  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V", HKEY_LOCAL_MACHINE, u"Software\\Sys"));
-  XRegistry::ReadDWORD(u"V", HKEY_LOCAL_MACHINE, u"Software\\NotThere");
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_LOCAL_MACHINE, u"Software\\NotThere"));
-  EXPECT_TRUE(XRegistry::KeyExists(HKEY_LOCAL_MACHINE, u"Software\\Sys"));
-  EXPECT_FALSE(XRegistry::KeyExists(HKEY_USERS, u"Software\\Sys"));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"v", XRegistry::RootLocalMachine, u"software\\sys"), 42u);
+  EXPECT_EQ(XRegistry::ReadDWORD(u"V", XRegistry::RootCurrentUser, u"Software\\Sys"), 0u);
+  EXPECT_FALSE(XRegistry::WriteDWORD(1, u"V", XRegistry::RootLocalMachine, u"Software\\Sys"));
+  XRegistry::ReadDWORD(u"V", XRegistry::RootLocalMachine, u"Software\\NotThere");
+  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootLocalMachine, u"Software\\NotThere"));
+  EXPECT_TRUE(XRegistry::KeyExists(XRegistry::RootLocalMachine, u"Software\\Sys"));
+  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootUsers, u"Software\\Sys"));
   EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0x12345u, u"Software\\Sys"), 0u);
 }
 
@@ -292,15 +298,15 @@ TEST_F(XRegistryTest, DamagedStoresGiveDefaultsAndAreLeftAlone) {
     EXPECT_FALSE(XRegistry::WriteString(u"x", u"S")) << damage;
     EXPECT_FALSE(XRegistry::ValueExists(u"V")) << damage;
     EXPECT_EQ(XRegistry::ValueSize(u"S"), 0u) << damage;
-    EXPECT_FALSE(XRegistry::KeyExists(HKEY_CURRENT_USER, u"Software")) << damage;
-    EXPECT_EQ(XRegistry::OpenKey(KEY_READ), nullptr) << damage;
-    XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"Test");
+    EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software")) << damage;
+    EXPECT_EQ(XRegistry::OpenKey(XRegistry::AccessRead), nullptr) << damage;
+    XRegistry::DeleteKey(XRegistry::RootCurrentUser, u"Software", u"Test");
   }
   std::filesystem::remove_all(folder + "/Morlane");
   std::filesystem::create_directories(StoreFolder());
   std::ofstream(StoreFile(), std::ios::binary) << garbage;
   XRegistry::WriteDWORD(1, u"V");
-  XRegistry::DeleteKey(HKEY_CURRENT_USER, u"Software", u"Test");
+  XRegistry::DeleteKey(XRegistry::RootCurrentUser, u"Software", u"Test");
   std::ifstream in(StoreFile(), std::ios::binary);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), garbage);
 }
@@ -324,18 +330,19 @@ TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "writer failed: " << status;
   }
   const char16_t* shared = u"Software\\Stress";
-  EXPECT_EQ(ValueNames(HKEY_CURRENT_USER, shared).size(), size_t(processes * writes + 1));
+  EXPECT_EQ(ValueNames(XRegistry::RootCurrentUser, shared).size(), size_t(processes * writes + 1));
   for (int p = 0; p < processes; ++p) {
     for (int i = 0; i < writes; ++i) {
       std::string name = "W" + std::to_string(p) + "_" + std::to_string(i);
       std::u16string wide(name.begin(), name.end());
-      EXPECT_EQ(XRegistry::ReadDWORD(wide.c_str(), HKEY_CURRENT_USER, shared),
+      EXPECT_EQ(XRegistry::ReadDWORD(wide.c_str(), XRegistry::RootCurrentUser, shared),
                 uint32_t(p * 1000 + i));
     }
     std::u16string own = u"Software\\Stress\\P" + std::u16string(1, char16_t(u'A' + p));
-    EXPECT_EQ(XRegistry::ReadQWORD(u"Last", HKEY_CURRENT_USER, own.c_str()), uint64_t(writes - 1));
+    EXPECT_EQ(XRegistry::ReadQWORD(u"Last", XRegistry::RootCurrentUser, own.c_str()),
+              uint64_t(writes - 1));
   }
-  uint32_t last = XRegistry::ReadDWORD(u"Shared", HKEY_CURRENT_USER, shared);
+  uint32_t last = XRegistry::ReadDWORD(u"Shared", XRegistry::RootCurrentUser, shared);
   EXPECT_EQ(last % 1000, uint32_t(writes - 1));
   EXPECT_LT(last / 1000, uint32_t(processes));
 }

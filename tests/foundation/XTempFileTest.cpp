@@ -35,7 +35,7 @@ TEST(XTempFileTest, MakesAnEmptyFileNamedFromPrefixAndSuffix) {
     EXPECT_EQ(name.substr(0, here.dir.Utf8().size() + 4), here.dir / "DSP-");
     EXPECT_EQ(name.substr(name.size() - 4), ".raw");
     bool failed = true;
-    EXPECT_EQ(SizeOf(path, &failed), 0u);
+    EXPECT_EQ(XPath::SizeOf(path, &failed), 0u);
     EXPECT_FALSE(failed);
   }
   EXPECT_FALSE(ExistsOnDisk(path));
@@ -47,7 +47,7 @@ TEST(XTempFileTest, DefaultPrefixAndDistinctNames) {
   EXPECT_TRUE(a.IsEmpty());
   ASSERT_TRUE(a.Create());
   XTempFile b("TMP");
-  EXPECT_EQ(U8(FileNameOf(a.Path())).substr(0, 4), "TMP-");
+  EXPECT_EQ(U8(XPath::FileNameOf(a.Path())).substr(0, 4), "TMP-");
   EXPECT_NE(U8(a.Path()), U8(b.Path()));
   XString first = a.Path();
   ASSERT_TRUE(a.Create("X"));  // drops the file held before
@@ -61,7 +61,7 @@ TEST(XTempFileTest, MakesAMissingTemporaryFolder) {
   ScopedEnv tmp("TMPDIR", deep.c_str());
   XTempFile file("T");
   ASSERT_FALSE(file.IsEmpty());
-  EXPECT_EQ(U8(FolderOf(file.Path())), deep + "/");
+  EXPECT_EQ(U8(XPath::FolderOf(file.Path())), deep + "/");
   EXPECT_TRUE(ExistsOnDisk(file.Path()));
 }
 
@@ -102,11 +102,11 @@ TEST(XTempFileTest, FolderIsMadeAndRemovedWithItsContents) {
     ASSERT_FALSE(folder.IsEmpty());
     EXPECT_EQ(U8(path).back(), '/');
     bool isFolder = false;
-    EXPECT_TRUE(Exists(path, &isFolder));
+    EXPECT_TRUE(XPath::Exists(path, &isFolder));
     EXPECT_TRUE(isFolder);
-    EXPECT_TRUE(CreateFolders(AppendPath(path, u"a/b")));
-    here.dir.WriteFile(U8(FileNameOf(TrimSeparators(path))) + "/a/b/\U0001F3B5.flac");
-    here.dir.WriteFile(U8(FileNameOf(TrimSeparators(path))) + "/.hidden");
+    EXPECT_TRUE(XPath::CreateFolders(XPath::AppendPath(path, u"a/b")));
+    here.dir.WriteFile(U8(XPath::FileNameOf(XPath::TrimSeparators(path))) + "/a/b/\U0001F3B5.flac");
+    here.dir.WriteFile(U8(XPath::FileNameOf(XPath::TrimSeparators(path))) + "/.hidden");
   }
   EXPECT_FALSE(ExistsOnDisk(path));
 }

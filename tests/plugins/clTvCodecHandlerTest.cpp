@@ -96,7 +96,8 @@ class clTvCodecHandlerTest : public ::testing::Test {
     return creates;
   }
   void SetCached(const char16_t* ext, const std::string& path) {
-    ASSERT_TRUE(XRegistry::WriteString(X(path).CStr(), ext, HKEY_CURRENT_USER, TvDecoderCacheKey));
+    ASSERT_TRUE(
+        XRegistry::WriteString(X(path).CStr(), ext, XRegistry::RootCurrentUser, TvDecoderCacheKey));
   }
   // A link named `name` in `folder` to a library file.
   void Link(const std::string& folder, const std::string& name, const std::string& target) {
@@ -106,10 +107,10 @@ class clTvCodecHandlerTest : public ::testing::Test {
     scratch.WriteFile("app/" + relative, content);
   }
   std::string Cached(const char16_t* ext) {
-    return U8(XRegistry::ReadString(ext, HKEY_CURRENT_USER, TvDecoderCacheKey));
+    return U8(XRegistry::ReadString(ext, XRegistry::RootCurrentUser, TvDecoderCacheKey));
   }
   bool HasCacheEntry(const char16_t* ext) {
-    return XRegistry::ValueExists(ext, HKEY_CURRENT_USER, TvDecoderCacheKey);
+    return XRegistry::ValueExists(ext, XRegistry::RootCurrentUser, TvDecoderCacheKey);
   }
 
   ScratchFolder scratch;
@@ -162,7 +163,7 @@ TEST_F(clTvCodecHandlerTest, TheSameExtensionOnTheBindingLoadsNothing) {
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
   TakeCalls();
   // Neither cache nor folder could give it now: the held library is used again.
-  XRegistry::DeleteValue(u".flac", HKEY_CURRENT_USER, TvDecoderCacheKey);
+  XRegistry::DeleteValue(u".flac", XRegistry::RootCurrentUser, TvDecoderCacheKey);
   std::filesystem::remove(base + "decoder/flac.so");
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"SONG.FLAC", decoder, &context));
   EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
@@ -217,7 +218,7 @@ TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCaseAndUpToANullText) {
   EXPECT_EQ(U8(decoder.Path()), base + "decoder/mpeg.so");
   // Cache entries are named as the source spells the extension...
   XStringList names;
-  ASSERT_TRUE(XRegistry::EnumValues(HKEY_CURRENT_USER, TvDecoderCacheKey, names));
+  ASSERT_TRUE(XRegistry::EnumValues(XRegistry::RootCurrentUser, TvDecoderCacheKey, names));
   std::vector<std::string> items = Items(names);
   std::sort(items.begin(), items.end());
   EXPECT_EQ(items, (std::vector<std::string>{".FlAc", ".mp3"}));
@@ -246,9 +247,10 @@ TEST_F(clTvCodecHandlerTest, StreamsBareNamesAndOtherCacheKeys) {
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
   EXPECT_EQ(Cached(u""), base + "decoder/raw.so");
   const char16_t* key = u"Software\\Morlane\\Tonvera\\FrontEndCache";
-  XRegistry::DeleteValue(u".flac", HKEY_CURRENT_USER, TvDecoderCacheKey);
+  XRegistry::DeleteValue(u".flac", XRegistry::RootCurrentUser, TvDecoderCacheKey);
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"a.flac", decoder, &context, nullptr, false, key));
-  EXPECT_EQ(U8(XRegistry::ReadString(u".flac", HKEY_CURRENT_USER, key)), base + "decoder/flac.so");
+  EXPECT_EQ(U8(XRegistry::ReadString(u".flac", XRegistry::RootCurrentUser, key)),
+            base + "decoder/flac.so");
   EXPECT_FALSE(HasCacheEntry(u".flac"));
 }
 
@@ -455,12 +457,12 @@ TEST_F(clTvCodecHandlerTest, NameTablesIgnoreCaseButNotSpelling) {
 TEST_F(clTvCodecHandlerTest, TheEscapeHelperKeepsBreaksExactlyForMultiLineTags) {
   for (const char16_t* key : {u"Title", u"Lyrics", u"EACLOG", u"Artist", u"Genre", u""}) {
     bool multi = clTvCodecHandler::IsMultiLineTag(key);
-    XString encoded = EscapeTagValue(key, u"one\r\ntwo\rthree\nfour", true, true);
+    XString encoded = XPath::EscapeTagValue(key, u"one\r\ntwo\rthree\nfour", true, true);
     // Out: a multi-line value keeps every break as a mark; any other value turns a lone CR
     // into a value separator, and what remains of each line end becomes one CR.
     EXPECT_EQ(U8(encoded), multi ? "one{CR}{LF}two{CR}three{LF}four" : "one; \rtwo; three\rfour")
         << U8(key);
-    EXPECT_EQ(U8(EscapeTagValue(key, encoded, false, true)),
+    EXPECT_EQ(U8(XPath::EscapeTagValue(key, encoded, false, true)),
               multi ? "one\r\ntwo\rthree\nfour" : "one\r\rtwo\rthree\rfour")
         << U8(key);
   }

@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
   }
   int index = atoi(argv[1]);
   int count = atoi(argv[2]);
-  XRegistry::SetDefaultKey(HKEY_CURRENT_USER, u"Software\\Stress");
+  XRegistry::SetDefaultKey(XRegistry::RootCurrentUser, u"Software\\Stress");
   std::u16string own = u"Software\\Stress\\P" + std::u16string(1, char16_t(u'A' + index));
   int failures = 0;
   for (int i = 0; i < count; ++i) {
