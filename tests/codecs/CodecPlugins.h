@@ -54,6 +54,13 @@ class PluginLibrary {
   void* handle;
 };
 
+// A plug-in instance made through the library's create entry, or null.
+template <typename CreateFn>
+TvInstance Create(const PluginLibrary& library, const char* name, TvHostContext* context) {
+  CreateFn create = library.Symbol<CreateFn>(name);
+  return create ? create(context) : nullptr;
+}
+
 // A pipe whose write end is the plug-in's error channel; Text() gives what arrived as ASCII.
 class ErrorChannel {
  public:
@@ -87,18 +94,7 @@ class ErrorChannel {
 // A decoder plug-in (decoder/<stem>.so, pcm by default) with one instance, which keeps the
 // record of its last Open(path) with the quality text and the tags ("Key=Value;" each).
 struct DecoderPlugin {
-  explicit DecoderPlugin(const std::string& stem = "pcm") : library(PluginPath("decoder", stem)) {
-    destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
-    get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
-    set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
-    open = library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN);
-    closeFile = library.Symbol<TvDecoderCloseFn>(TV_DECODER_CLOSE);
-    decodeBlock = library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
-    setPosition = library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
-    deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
-    auto create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
-    instance = create ? create(&context) : nullptr;
-  }
+  explicit DecoderPlugin(const std::string& stem = "pcm") : library(PluginPath("decoder", stem)) {}
   ~DecoderPlugin() {
     if (instance) destroy(instance);
   }
@@ -149,33 +145,24 @@ struct DecoderPlugin {
   PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvDecoderDestroyFn destroy;
-  TvDecoderGetFn get;
-  TvDecoderSetFn set;
-  TvDecoderOpenFn open;
-  TvDecoderCloseFn closeFile;
-  TvDecoderDecodeBlockFn decodeBlock;
-  TvDecoderSetPositionFn setPosition;
-  TvDecoderDeleteATagFn deleteATag;
-  TvInstance instance;
+  TvDecoderDestroyFn destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
+  TvDecoderGetFn get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
+  TvDecoderSetFn set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
+  TvDecoderOpenFn open = library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN);
+  TvDecoderCloseFn closeFile = library.Symbol<TvDecoderCloseFn>(TV_DECODER_CLOSE);
+  TvDecoderDecodeBlockFn decodeBlock =
+      library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
+  TvDecoderSetPositionFn setPosition =
+      library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
+  TvDecoderDeleteATagFn deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
+  TvInstance instance = Create<TvDecoderCreateFn>(library, TV_DECODER_CREATE, &context);
   TvOpenInfo info{};
   std::u16string name;
 };
 
 // One encoder plug-in (encoder/<stem>.so) with one instance.
 struct EncoderPlugin {
-  explicit EncoderPlugin(const std::string& stem) : library(PluginPath("encoder", stem)) {
-    destroy = library.Symbol<TvEncoderDestroyFn>(TV_ENCODER_DESTROY);
-    get = library.Symbol<TvEncoderGetFn>(TV_ENCODER_GET);
-    set = library.Symbol<TvEncoderSetFn>(TV_ENCODER_SET);
-    showConfigBit = library.Symbol<TvEncoderShowConfigBitFn>(TV_ENCODER_SHOW_CONFIG_BIT);
-    removeConfigBit = library.Symbol<TvEncoderRemoveConfigBitFn>(TV_ENCODER_REMOVE_CONFIG_BIT);
-    begin = library.Symbol<TvEncoderBeginConversionFn>(TV_ENCODER_BEGIN_CONVERSION);
-    end = library.Symbol<TvEncoderEndConversionFn>(TV_ENCODER_END_CONVERSION);
-    encodeBlock = library.Symbol<TvEncoderEncodeBlockFn>(TV_ENCODER_ENCODE_BLOCK);
-    auto create = library.Symbol<TvEncoderCreateFn>(TV_ENCODER_CREATE);
-    instance = create ? create(&context) : nullptr;
-  }
+  explicit EncoderPlugin(const std::string& stem) : library(PluginPath("encoder", stem)) {}
   ~EncoderPlugin() {
     if (instance) destroy(instance);
   }
@@ -187,15 +174,20 @@ struct EncoderPlugin {
   PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvEncoderDestroyFn destroy;
-  TvEncoderGetFn get;
-  TvEncoderSetFn set;
-  TvEncoderShowConfigBitFn showConfigBit;
-  TvEncoderRemoveConfigBitFn removeConfigBit;
-  TvEncoderBeginConversionFn begin;
-  TvEncoderEndConversionFn end;
-  TvEncoderEncodeBlockFn encodeBlock;
-  TvInstance instance;
+  TvEncoderDestroyFn destroy = library.Symbol<TvEncoderDestroyFn>(TV_ENCODER_DESTROY);
+  TvEncoderGetFn get = library.Symbol<TvEncoderGetFn>(TV_ENCODER_GET);
+  TvEncoderSetFn set = library.Symbol<TvEncoderSetFn>(TV_ENCODER_SET);
+  TvEncoderShowConfigBitFn showConfigBit =
+      library.Symbol<TvEncoderShowConfigBitFn>(TV_ENCODER_SHOW_CONFIG_BIT);
+  TvEncoderRemoveConfigBitFn removeConfigBit =
+      library.Symbol<TvEncoderRemoveConfigBitFn>(TV_ENCODER_REMOVE_CONFIG_BIT);
+  TvEncoderBeginConversionFn begin =
+      library.Symbol<TvEncoderBeginConversionFn>(TV_ENCODER_BEGIN_CONVERSION);
+  TvEncoderEndConversionFn end =
+      library.Symbol<TvEncoderEndConversionFn>(TV_ENCODER_END_CONVERSION);
+  TvEncoderEncodeBlockFn encodeBlock =
+      library.Symbol<TvEncoderEncodeBlockFn>(TV_ENCODER_ENCODE_BLOCK);
+  TvInstance instance = Create<TvEncoderCreateFn>(library, TV_ENCODER_CREATE, &context);
 };
 
 // Test audio: deterministic noise over the full range of the sample type.

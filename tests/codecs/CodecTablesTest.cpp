@@ -303,6 +303,9 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
            {"opus", "wave.opus", wave, "': not an Ogg Opus file"},
            {"opus", "vorbis.opus", "sox src.wav -t ogg OUT", opened},
            {"opus", "empty.opus", empty, opened},
+           {"opus", "mixed.opus",
+            "sox src.wav -c 1 m.wav && opusenc --quiet m.wav m.opus && cat good.opus m.opus > OUT",
+            "different channel counts"},
            {"vorbis", "cut.ogg", half, "truncated: the file ends inside"},
            {"vorbis", "pagecut.ogg",
             "/usr/bin/python3 -c \"d = open('good.ogg', 'rb').read(); open('OUT', "

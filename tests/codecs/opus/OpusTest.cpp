@@ -4,13 +4,7 @@
 
 namespace {
 
-class OpusTest : public ConversionTest {
- protected:
-  long OpusdecFrames(const std::string& file) {
-    Sh("rm -f ref.wav && opusdec --quiet --rate 48000 '" + file + "' ref.wav");
-    return Samples("ref.wav");
-  }
-};
+class OpusTest : public ConversionTest {};
 
 // Pre-skip and end trimming are opusdec's: the float samples line up with its own.
 TEST_F(OpusTest, FloatOutputMatchesOpusdec) {
@@ -41,17 +35,12 @@ TEST_F(OpusTest, OpusencSurroundComesBackInWavOrder) {
   }
 }
 
-TEST_F(OpusTest, ChainedStreamsDecodeAsOneWhenTheirChannelCountsAgree) {
+TEST_F(OpusTest, ChainedStreamsOfOneChannelCountDecodeAsOne) {
   MakeTones("two.wav", 2);
-  MakeTones("one.wav", 1, 44100);
   Sh("opusenc --quiet --serial 1 two.wav a.opus && opusenc --quiet --serial 2 two.wav b.opus && "
-     "opusenc --quiet --serial 3 one.wav m.opus && cat a.opus b.opus > chain.opus && cat a.opus "
-     "m.opus > mixed.opus");
+     "cat a.opus b.opus > chain.opus && opusdec --quiet --rate 48000 a.opus ref.wav");
   ASSERT_EQ(Transmill("chain.opus", "out.wav", "-convert_to=wav").exitCode, 0);
-  EXPECT_EQ(Samples("out.wav"), 2 * OpusdecFrames("a.opus"));
-  RunResult r = Transmill("mixed.opus", "mixed.wav", "-convert_to=wav");
-  EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("different channel counts"), std::string::npos) << r.err;
+  EXPECT_EQ(Samples("out.wav"), 2 * Samples("ref.wav"));
 }
 
 }  // namespace
