@@ -10,7 +10,6 @@ struct Expected {
   const char* extension;  // the first of them
   bool writesTags;
 };
-void PrintTo(const Expected& expected, std::ostream* out) { *out << expected.stem; }
 
 class DecoderExportsTest : public ::testing::TestWithParam<Expected> {
  protected:

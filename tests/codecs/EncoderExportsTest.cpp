@@ -15,7 +15,6 @@ struct Expected {
   bool wantsFloat;  // "NeedHQAudio"
   bool engineTags;  // asks the engine to write the tags (the PCM types write their own)
 };
-void PrintTo(const Expected& expected, std::ostream* out) { *out << expected.stem; }
 
 TvWaveFormatExtensible Pcm16(int channels, int rate) {
   TvWaveFormatExtensible image{};
@@ -82,6 +81,7 @@ TEST_P(EncoderExportsTest, AnswersItsExtensionLosslessnessAndFloatWishAndTakesTh
   EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_NEED_HQ_AUDIO, &value) != 0,
             GetParam().wantsFloat);
   EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_REQUIRES_DSP, &value), 0);
+  EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_SEND_RAW_UNCOMPRESSED, &value), 0);
   EXPECT_EQ(encoder.get(encoder.instance, nullptr, &value), 0);
   EXPECT_EQ(encoder.get(encoder.instance, TV_KEY_EXTENSION, nullptr), 0);
   EXPECT_NE(encoder.set(encoder.instance, u"EVENTQUIT", &value), 0);
