@@ -42,8 +42,6 @@ class PluginLibrary {
   ~PluginLibrary() {
     if (handle) dlclose(handle);
   }
-  PluginLibrary(const PluginLibrary&) = delete;
-  PluginLibrary& operator=(const PluginLibrary&) = delete;
   bool Loaded() const { return handle != nullptr; }
   template <typename Fn>
   Fn Symbol(const char* name) const {
@@ -71,8 +69,6 @@ class ErrorChannel {
     for (int fd : ends)
       if (fd >= 0) close(fd);
   }
-  ErrorChannel(const ErrorChannel&) = delete;
-  ErrorChannel& operator=(const ErrorChannel&) = delete;
   TvHostContext Context() const { return TvHostContext{ends[1], 0, 0}; }
   // What arrived since the last call, UTF-16LE turned to ASCII ('?' for the rest).
   std::string Text() {
@@ -102,13 +98,6 @@ struct DecoderPlugin {
     return instance && destroy && get && set && open && closeFile && decodeBlock && setPosition &&
            deleteATag;
   }
-  // Opens a file; file must outlive the open record.
-  bool Open(const std::u16string& file, TvOpenInfo& record) {
-    memset(&record, 0, sizeof record);
-    record.fileName = file.c_str();
-    record.interfaceLevel = TV_INTERFACE_LEVEL;
-    return open(instance, &record) != 0;
-  }
   // Every block to the end; false if a call fails or no end flag comes.
   bool DecodeAll(std::vector<uint8_t>& out, int* blocks = nullptr) {
     for (int round = 0; round < 100000; ++round) {
@@ -123,7 +112,10 @@ struct DecoderPlugin {
   }
   bool Open(const std::string& path) {
     name = U16(path);
-    return Open(name, info);
+    info = TvOpenInfo{};
+    info.fileName = name.c_str();
+    info.interfaceLevel = TV_INTERFACE_LEVEL;
+    return open(instance, &info) != 0;
   }
   std::string Quality() const {
     codec::TagItems items = codec::ReadTagItemBlock(info.properties, info.propertiesSize);
@@ -232,16 +224,6 @@ struct TestAudio {
     sf_count_t done = IsFloat() ? sf_writef_float(file, floats.data(), frames)
                                 : sf_writef_int(file, ints.data(), frames);
     return sf_close(file) == 0 && done == frames;
-  }
-  // The samples as the decoder lays them in a block.
-  std::vector<uint8_t> BlockBytes() const {
-    std::vector<uint8_t> out;
-    for (size_t i = 0; i < ints.size(); ++i) {
-      uint32_t v = uint32_t(ints[i]) >> (32 - Bits());
-      if (IsFloat()) memcpy(&v, &floats[i], 4);
-      for (int b = 0; b < Bits() / 8; ++b) out.push_back(uint8_t(v >> (8 * b)));
-    }
-    return out;
   }
 };
 

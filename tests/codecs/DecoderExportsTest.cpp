@@ -57,9 +57,7 @@ TEST_P(DecoderExportsTest, CallsWithoutAFileFailQuietlyAlsoAfterAFailedOpen) {
   EXPECT_EQ(decoder.errors.Text(), "");
 
   ScratchFolder folder;
-  std::u16string name = U16(folder / "absent");
-  TvOpenInfo info{};
-  ASSERT_FALSE(decoder.Open(name, info));
+  ASSERT_FALSE(decoder.Open(folder / "absent"));
   EXPECT_EQ(
       decoder.errors.Text().rfind("Error: Unable to open file '" + folder / "absent" + "': ", 0),
       0u);
@@ -94,9 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(PluginBoundaryTest, AThrowingCallGivesZeroAndAnErrorLine) {
   DecoderPlugin decoder(TV_TEST_CODEC);
   ASSERT_TRUE(decoder.Complete());
-  std::u16string name = u"any.broken";
-  TvOpenInfo info{};
-  EXPECT_FALSE(decoder.Open(name, info));
+  EXPECT_FALSE(decoder.Open("any.broken"));
   EXPECT_EQ(decoder.errors.Text(), "Error: The plug-in's Open call failed: std::bad_alloc\r\n");
 
   EncoderPlugin encoder(TV_TEST_CODEC);
