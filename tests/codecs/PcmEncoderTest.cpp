@@ -103,7 +103,7 @@ TEST_F(PcmEncoderTest, TitleTagGoesIntoTheFileUnlessToldNotTo) {
   auto title = [&](const std::string& file) {
     return Sh("ffprobe -v error -show_entries format_tags=title -of csv=p=0 " + file);
   };
-  Encode("wav", "out.wav", "-tag=Title=Song");
+  Encode("wav", "out.wav", "-tag=TITLE=Song");  // keys match in any case
   EXPECT_EQ(title("out.wav"), "Song");
   Encode("wav", "bare.wav", "-notags -tag=Title=Song");
   EXPECT_EQ(title("bare.wav"), "");
