@@ -43,21 +43,19 @@ class PluginLibrary {
     if (handle) dlclose(handle);
   }
   bool Loaded() const { return handle != nullptr; }
-  template <typename Fn>
-  Fn Symbol(const char* name) const {
-    return handle ? reinterpret_cast<Fn>(dlsym(handle, name)) : nullptr;
-  }
+  // An entry point, null when absent; it turns into the function type it is assigned to.
+  struct Entry {
+    void* address;
+    template <typename Fn>
+    operator Fn() const {
+      return reinterpret_cast<Fn>(address);
+    }
+  };
+  Entry Symbol(const char* name) const { return {handle ? dlsym(handle, name) : nullptr}; }
 
  private:
   void* handle;
 };
-
-// A plug-in instance made through the library's create entry, or null.
-template <typename CreateFn>
-TvInstance Create(const PluginLibrary& library, const char* name, TvHostContext* context) {
-  CreateFn create = library.Symbol<CreateFn>(name);
-  return create ? create(context) : nullptr;
-}
 
 // A pipe whose write end is the plug-in's error channel; Text() gives what arrived as ASCII.
 class ErrorChannel {
@@ -137,17 +135,16 @@ struct DecoderPlugin {
   PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvDecoderDestroyFn destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
-  TvDecoderGetFn get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
-  TvDecoderSetFn set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
-  TvDecoderOpenFn open = library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN);
-  TvDecoderCloseFn closeFile = library.Symbol<TvDecoderCloseFn>(TV_DECODER_CLOSE);
-  TvDecoderDecodeBlockFn decodeBlock =
-      library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
-  TvDecoderSetPositionFn setPosition =
-      library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
-  TvDecoderDeleteATagFn deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
-  TvInstance instance = Create<TvDecoderCreateFn>(library, TV_DECODER_CREATE, &context);
+  TvDecoderDestroyFn destroy = library.Symbol(TV_DECODER_DESTROY);
+  TvDecoderGetFn get = library.Symbol(TV_DECODER_GET);
+  TvDecoderSetFn set = library.Symbol(TV_DECODER_SET);
+  TvDecoderOpenFn open = library.Symbol(TV_DECODER_OPEN);
+  TvDecoderCloseFn closeFile = library.Symbol(TV_DECODER_CLOSE);
+  TvDecoderDecodeBlockFn decodeBlock = library.Symbol(TV_DECODER_DECODE_BLOCK);
+  TvDecoderSetPositionFn setPosition = library.Symbol(TV_DECODER_SET_POSITION);
+  TvDecoderDeleteATagFn deleteATag = library.Symbol(TV_DECODER_DELETE_A_TAG);
+  TvDecoderCreateFn create = library.Symbol(TV_DECODER_CREATE);
+  TvInstance instance = create ? create(&context) : nullptr;
   TvOpenInfo info{};
   std::u16string name;
 };
@@ -166,20 +163,16 @@ struct EncoderPlugin {
   PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvEncoderDestroyFn destroy = library.Symbol<TvEncoderDestroyFn>(TV_ENCODER_DESTROY);
-  TvEncoderGetFn get = library.Symbol<TvEncoderGetFn>(TV_ENCODER_GET);
-  TvEncoderSetFn set = library.Symbol<TvEncoderSetFn>(TV_ENCODER_SET);
-  TvEncoderShowConfigBitFn showConfigBit =
-      library.Symbol<TvEncoderShowConfigBitFn>(TV_ENCODER_SHOW_CONFIG_BIT);
-  TvEncoderRemoveConfigBitFn removeConfigBit =
-      library.Symbol<TvEncoderRemoveConfigBitFn>(TV_ENCODER_REMOVE_CONFIG_BIT);
-  TvEncoderBeginConversionFn begin =
-      library.Symbol<TvEncoderBeginConversionFn>(TV_ENCODER_BEGIN_CONVERSION);
-  TvEncoderEndConversionFn end =
-      library.Symbol<TvEncoderEndConversionFn>(TV_ENCODER_END_CONVERSION);
-  TvEncoderEncodeBlockFn encodeBlock =
-      library.Symbol<TvEncoderEncodeBlockFn>(TV_ENCODER_ENCODE_BLOCK);
-  TvInstance instance = Create<TvEncoderCreateFn>(library, TV_ENCODER_CREATE, &context);
+  TvEncoderDestroyFn destroy = library.Symbol(TV_ENCODER_DESTROY);
+  TvEncoderGetFn get = library.Symbol(TV_ENCODER_GET);
+  TvEncoderSetFn set = library.Symbol(TV_ENCODER_SET);
+  TvEncoderShowConfigBitFn showConfigBit = library.Symbol(TV_ENCODER_SHOW_CONFIG_BIT);
+  TvEncoderRemoveConfigBitFn removeConfigBit = library.Symbol(TV_ENCODER_REMOVE_CONFIG_BIT);
+  TvEncoderBeginConversionFn begin = library.Symbol(TV_ENCODER_BEGIN_CONVERSION);
+  TvEncoderEndConversionFn end = library.Symbol(TV_ENCODER_END_CONVERSION);
+  TvEncoderEncodeBlockFn encodeBlock = library.Symbol(TV_ENCODER_ENCODE_BLOCK);
+  TvEncoderCreateFn create = library.Symbol(TV_ENCODER_CREATE);
+  TvInstance instance = create ? create(&context) : nullptr;
 };
 
 // Test audio: deterministic noise over the full range of the sample type.
