@@ -16,7 +16,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -280,6 +282,50 @@ inline std::string ReadBytes(const std::string& path, size_t count = size_t(1) <
   in.read(bytes.data(), std::streamsize(count));
   bytes.resize(size_t(in.gcount()));
   return bytes;
+}
+
+inline std::vector<uint8_t> Bytes(const std::string& text) {
+  return std::vector<uint8_t>(text.begin(), text.end());
+}
+
+// A file's tags as mutagen sees them: values by key in file order, pictures in order.
+struct RefereePicture {
+  int type;
+  std::string description, mime;
+  std::vector<uint8_t> data;
+};
+using Fields = std::map<std::string, std::vector<std::string>>;
+struct Referee {
+  Fields text;
+  std::vector<RefereePicture> pictures;
+  int id3Version = 0;
+};
+
+inline std::string Unhex(const std::string& hex) {
+  std::string text;
+  for (size_t i = 0; hex != "-" && i + 1 < hex.size(); i += 2)
+    text += char(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return text;
+}
+
+inline Referee ReadWithMutagen(const std::string& path, const std::string& kind,
+                               const ScratchFolder& folder) {
+  std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
+  std::istringstream lines(RunCommand("/usr/bin/python3 '" + script + "' '" + path + "' " + kind +
+                                      " '" + folder / "pic" + "'"));
+  Referee referee;
+  std::string tag, a, b, c;
+  while (lines >> tag) {
+    if (tag == "V") {
+      lines >> referee.id3Version;
+    } else if (tag == "T" && lines >> a >> b) {
+      referee.text[Unhex(a)].push_back(Unhex(b));
+    } else if (tag == "P" && lines >> a >> b >> c) {
+      std::string data = folder / ("pic" + std::to_string(referee.pictures.size() + 1));
+      referee.pictures.push_back({std::stoi(a), Unhex(b), c, Bytes(ReadBytes(data))});
+    }
+  }
+  return referee;
 }
 
 struct RunResult {

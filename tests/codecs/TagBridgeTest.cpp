@@ -7,9 +7,7 @@
 #include "tests/codecs/CodecPlugins.h"
 
 #include <algorithm>
-#include <map>
 #include <memory>
-#include <sstream>
 
 namespace {
 
@@ -29,11 +27,6 @@ std::vector<uint8_t> Noise(size_t size, const char* magic, unsigned seed) {
   for (uint8_t& b : data) b = uint8_t(random());
   std::copy(magic, magic + std::strlen(magic), data.begin());
   return data;
-}
-
-std::vector<uint8_t> FileBytes(const std::string& path) {
-  std::string bytes = ReadBytes(path);
-  return std::vector<uint8_t>(bytes.begin(), bytes.end());
 }
 
 bool RunQuiet(const std::string& command) {
@@ -127,46 +120,6 @@ TEST(TagBridgeTest, DamagedBlocksGiveTheItemsBeforeTheDamage) {
 }
 
 // --- Files ---
-
-// A file's tags as mutagen sees them: values by key in file order, pictures in order.
-struct RefereePicture {
-  int type;
-  std::string description, mime;
-  std::vector<uint8_t> data;
-};
-using Fields = std::map<std::string, std::vector<std::string>>;
-struct Referee {
-  Fields text;
-  std::vector<RefereePicture> pictures;
-  int id3Version = 0;
-};
-
-std::string Unhex(const std::string& hex) {
-  std::string text;
-  for (size_t i = 0; hex != "-" && i + 1 < hex.size(); i += 2)
-    text += char(std::stoi(hex.substr(i, 2), nullptr, 16));
-  return text;
-}
-
-Referee ReadWithMutagen(const std::string& path, const std::string& kind,
-                        const ScratchFolder& folder) {
-  std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
-  std::istringstream lines(RunCommand("/usr/bin/python3 '" + script + "' '" + path + "' " + kind +
-                                      " '" + folder / "pic" + "'"));
-  Referee referee;
-  std::string tag, a, b, c;
-  while (lines >> tag) {
-    if (tag == "V") {
-      lines >> referee.id3Version;
-    } else if (tag == "T" && lines >> a >> b) {
-      referee.text[Unhex(a)].push_back(Unhex(b));
-    } else if (tag == "P" && lines >> a >> b >> c) {
-      std::string data = folder / ("pic" + std::to_string(referee.pictures.size() + 1));
-      referee.pictures.push_back({std::stoi(a), Unhex(b), c, FileBytes(data)});
-    }
-  }
-  return referee;
-}
 
 struct Format {
   std::string ext;
@@ -306,7 +259,7 @@ TEST_P(TagBridgeFileTest, CutAndDamagedFilesGiveNoTagsAndAClearError) {
   std::vector<uint8_t> picture = Noise(200000, "\x89PNG\r\n\x1A\n", 9);
   ASSERT_TRUE(codec::WriteFileTags(
       path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, {}));
-  std::vector<uint8_t> whole = FileBytes(path);
+  std::vector<uint8_t> whole = Bytes(ReadBytes(path));
   std::string field = "METADATA_BLOCK_PICTURE";  // Ogg streams hold pictures in base64
   auto found = std::search(whole.begin(), whole.end(), picture.begin(), picture.begin() + 64);
   if (found == whole.end())
