@@ -134,6 +134,9 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
     ASSERT_EQ(Transmill(out, "back.wav", "-convert_to=wav").exitCode, 0) << label;
     EXPECT_EQ(Samples("back.wav"), frames) << label;
     ExpectTonesInPlace("back.wav", c.channels, label + " by our decoder");
+    if (c.channels > 2) {
+      EXPECT_EQ(Probe("back.wav", "channel_layout"), Probe("src.wav", "channel_layout")) << label;
+    }
     if (!c.check.empty()) {
       size_t equals = c.check.rfind('=');
       std::string command = c.check.substr(0, equals);
