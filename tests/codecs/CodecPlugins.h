@@ -16,7 +16,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -42,13 +44,16 @@ class PluginLibrary {
   ~PluginLibrary() {
     if (handle) dlclose(handle);
   }
-  PluginLibrary(const PluginLibrary&) = delete;
-  PluginLibrary& operator=(const PluginLibrary&) = delete;
   bool Loaded() const { return handle != nullptr; }
-  template <typename Fn>
-  Fn Symbol(const char* name) const {
-    return handle ? reinterpret_cast<Fn>(dlsym(handle, name)) : nullptr;
-  }
+  // An entry point, null when absent; it turns into the function type it is assigned to.
+  struct Entry {
+    void* address;
+    template <typename Fn>
+    operator Fn() const {
+      return reinterpret_cast<Fn>(address);
+    }
+  };
+  Entry Symbol(const char* name) const { return {handle ? dlsym(handle, name) : nullptr}; }
 
  private:
   void* handle;
@@ -64,8 +69,6 @@ class ErrorChannel {
     for (int fd : ends)
       if (fd >= 0) close(fd);
   }
-  ErrorChannel(const ErrorChannel&) = delete;
-  ErrorChannel& operator=(const ErrorChannel&) = delete;
   TvHostContext Context() const { return TvHostContext{ends[1], 0, 0}; }
   // What arrived since the last call, UTF-16LE turned to ASCII ('?' for the rest).
   std::string Text() {
@@ -87,31 +90,13 @@ class ErrorChannel {
 // A decoder plug-in (decoder/<stem>.so, pcm by default) with one instance, which keeps the
 // record of its last Open(path) with the quality text and the tags ("Key=Value;" each).
 struct DecoderPlugin {
-  explicit DecoderPlugin(const std::string& stem = "pcm") : library(PluginPath("decoder", stem)) {
-    destroy = library.Symbol<TvDecoderDestroyFn>(TV_DECODER_DESTROY);
-    get = library.Symbol<TvDecoderGetFn>(TV_DECODER_GET);
-    set = library.Symbol<TvDecoderSetFn>(TV_DECODER_SET);
-    open = library.Symbol<TvDecoderOpenFn>(TV_DECODER_OPEN);
-    closeFile = library.Symbol<TvDecoderCloseFn>(TV_DECODER_CLOSE);
-    decodeBlock = library.Symbol<TvDecoderDecodeBlockFn>(TV_DECODER_DECODE_BLOCK);
-    setPosition = library.Symbol<TvDecoderSetPositionFn>(TV_DECODER_SET_POSITION);
-    deleteATag = library.Symbol<TvDecoderDeleteATagFn>(TV_DECODER_DELETE_A_TAG);
-    auto create = library.Symbol<TvDecoderCreateFn>(TV_DECODER_CREATE);
-    instance = create ? create(&context) : nullptr;
-  }
+  explicit DecoderPlugin(const std::string& stem = "pcm") : library(PluginPath("decoder", stem)) {}
   ~DecoderPlugin() {
     if (instance) destroy(instance);
   }
   bool Complete() const {
     return instance && destroy && get && set && open && closeFile && decodeBlock && setPosition &&
            deleteATag;
-  }
-  // Opens a file; file must outlive the open record.
-  bool Open(const std::u16string& file, TvOpenInfo& record) {
-    memset(&record, 0, sizeof record);
-    record.fileName = file.c_str();
-    record.interfaceLevel = TV_INTERFACE_LEVEL;
-    return open(instance, &record) != 0;
   }
   // Every block to the end; false if a call fails or no end flag comes.
   bool DecodeAll(std::vector<uint8_t>& out, int* blocks = nullptr) {
@@ -127,7 +112,10 @@ struct DecoderPlugin {
   }
   bool Open(const std::string& path) {
     name = U16(path);
-    return Open(name, info);
+    info = TvOpenInfo{};
+    info.fileName = name.c_str();
+    info.interfaceLevel = TV_INTERFACE_LEVEL;
+    return open(instance, &info) != 0;
   }
   std::string Quality() const {
     codec::TagItems items = codec::ReadTagItemBlock(info.properties, info.propertiesSize);
@@ -149,33 +137,23 @@ struct DecoderPlugin {
   PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvDecoderDestroyFn destroy;
-  TvDecoderGetFn get;
-  TvDecoderSetFn set;
-  TvDecoderOpenFn open;
-  TvDecoderCloseFn closeFile;
-  TvDecoderDecodeBlockFn decodeBlock;
-  TvDecoderSetPositionFn setPosition;
-  TvDecoderDeleteATagFn deleteATag;
-  TvInstance instance;
+  TvDecoderDestroyFn destroy = library.Symbol(TV_DECODER_DESTROY);
+  TvDecoderGetFn get = library.Symbol(TV_DECODER_GET);
+  TvDecoderSetFn set = library.Symbol(TV_DECODER_SET);
+  TvDecoderOpenFn open = library.Symbol(TV_DECODER_OPEN);
+  TvDecoderCloseFn closeFile = library.Symbol(TV_DECODER_CLOSE);
+  TvDecoderDecodeBlockFn decodeBlock = library.Symbol(TV_DECODER_DECODE_BLOCK);
+  TvDecoderSetPositionFn setPosition = library.Symbol(TV_DECODER_SET_POSITION);
+  TvDecoderDeleteATagFn deleteATag = library.Symbol(TV_DECODER_DELETE_A_TAG);
+  TvDecoderCreateFn create = library.Symbol(TV_DECODER_CREATE);
+  TvInstance instance = create ? create(&context) : nullptr;
   TvOpenInfo info{};
   std::u16string name;
 };
 
 // One encoder plug-in (encoder/<stem>.so) with one instance.
 struct EncoderPlugin {
-  explicit EncoderPlugin(const std::string& stem) : library(PluginPath("encoder", stem)) {
-    destroy = library.Symbol<TvEncoderDestroyFn>(TV_ENCODER_DESTROY);
-    get = library.Symbol<TvEncoderGetFn>(TV_ENCODER_GET);
-    set = library.Symbol<TvEncoderSetFn>(TV_ENCODER_SET);
-    showConfigBit = library.Symbol<TvEncoderShowConfigBitFn>(TV_ENCODER_SHOW_CONFIG_BIT);
-    removeConfigBit = library.Symbol<TvEncoderRemoveConfigBitFn>(TV_ENCODER_REMOVE_CONFIG_BIT);
-    begin = library.Symbol<TvEncoderBeginConversionFn>(TV_ENCODER_BEGIN_CONVERSION);
-    end = library.Symbol<TvEncoderEndConversionFn>(TV_ENCODER_END_CONVERSION);
-    encodeBlock = library.Symbol<TvEncoderEncodeBlockFn>(TV_ENCODER_ENCODE_BLOCK);
-    auto create = library.Symbol<TvEncoderCreateFn>(TV_ENCODER_CREATE);
-    instance = create ? create(&context) : nullptr;
-  }
+  explicit EncoderPlugin(const std::string& stem) : library(PluginPath("encoder", stem)) {}
   ~EncoderPlugin() {
     if (instance) destroy(instance);
   }
@@ -187,15 +165,16 @@ struct EncoderPlugin {
   PluginLibrary library;
   ErrorChannel errors;
   TvHostContext context = errors.Context();
-  TvEncoderDestroyFn destroy;
-  TvEncoderGetFn get;
-  TvEncoderSetFn set;
-  TvEncoderShowConfigBitFn showConfigBit;
-  TvEncoderRemoveConfigBitFn removeConfigBit;
-  TvEncoderBeginConversionFn begin;
-  TvEncoderEndConversionFn end;
-  TvEncoderEncodeBlockFn encodeBlock;
-  TvInstance instance;
+  TvEncoderDestroyFn destroy = library.Symbol(TV_ENCODER_DESTROY);
+  TvEncoderGetFn get = library.Symbol(TV_ENCODER_GET);
+  TvEncoderSetFn set = library.Symbol(TV_ENCODER_SET);
+  TvEncoderShowConfigBitFn showConfigBit = library.Symbol(TV_ENCODER_SHOW_CONFIG_BIT);
+  TvEncoderRemoveConfigBitFn removeConfigBit = library.Symbol(TV_ENCODER_REMOVE_CONFIG_BIT);
+  TvEncoderBeginConversionFn begin = library.Symbol(TV_ENCODER_BEGIN_CONVERSION);
+  TvEncoderEndConversionFn end = library.Symbol(TV_ENCODER_END_CONVERSION);
+  TvEncoderEncodeBlockFn encodeBlock = library.Symbol(TV_ENCODER_ENCODE_BLOCK);
+  TvEncoderCreateFn create = library.Symbol(TV_ENCODER_CREATE);
+  TvInstance instance = create ? create(&context) : nullptr;
 };
 
 // Test audio: deterministic noise over the full range of the sample type.
@@ -240,16 +219,6 @@ struct TestAudio {
     sf_count_t done = IsFloat() ? sf_writef_float(file, floats.data(), frames)
                                 : sf_writef_int(file, ints.data(), frames);
     return sf_close(file) == 0 && done == frames;
-  }
-  // The samples as the decoder lays them in a block.
-  std::vector<uint8_t> BlockBytes() const {
-    std::vector<uint8_t> out;
-    for (size_t i = 0; i < ints.size(); ++i) {
-      uint32_t v = uint32_t(ints[i]) >> (32 - Bits());
-      if (IsFloat()) memcpy(&v, &floats[i], 4);
-      for (int b = 0; b < Bits() / 8; ++b) out.push_back(uint8_t(v >> (8 * b)));
-    }
-    return out;
   }
 };
 
@@ -313,6 +282,50 @@ inline std::string ReadBytes(const std::string& path, size_t count = size_t(1) <
   in.read(bytes.data(), std::streamsize(count));
   bytes.resize(size_t(in.gcount()));
   return bytes;
+}
+
+inline std::vector<uint8_t> Bytes(const std::string& text) {
+  return std::vector<uint8_t>(text.begin(), text.end());
+}
+
+// A file's tags as mutagen sees them: values by key in file order, pictures in order.
+struct RefereePicture {
+  int type;
+  std::string description, mime;
+  std::vector<uint8_t> data;
+};
+using Fields = std::map<std::string, std::vector<std::string>>;
+struct Referee {
+  Fields text;
+  std::vector<RefereePicture> pictures;
+  int id3Version = 0;
+};
+
+inline std::string Unhex(const std::string& hex) {
+  std::string text;
+  for (size_t i = 0; hex != "-" && i + 1 < hex.size(); i += 2)
+    text += char(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return text;
+}
+
+inline Referee ReadWithMutagen(const std::string& path, const std::string& kind,
+                               const ScratchFolder& folder) {
+  std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
+  std::istringstream lines(RunCommand("/usr/bin/python3 '" + script + "' '" + path + "' " + kind +
+                                      " '" + folder / "pic" + "'"));
+  Referee referee;
+  std::string tag, a, b, c;
+  while (lines >> tag) {
+    if (tag == "V") {
+      lines >> referee.id3Version;
+    } else if (tag == "T" && lines >> a >> b) {
+      referee.text[Unhex(a)].push_back(Unhex(b));
+    } else if (tag == "P" && lines >> a >> b >> c) {
+      std::string data = folder / ("pic" + std::to_string(referee.pictures.size() + 1));
+      referee.pictures.push_back({std::stoi(a), Unhex(b), c, Bytes(ReadBytes(data))});
+    }
+  }
+  return referee;
 }
 
 struct RunResult {

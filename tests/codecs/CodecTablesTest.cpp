@@ -69,15 +69,6 @@ TEST_F(CodecTablesTest, LosslessEncodersKeepEverySampleOfEachLayout) {
           << label;
     }
   }
-  // A chain through both keeps the samples and the layout of the first source.
-  if (Missing("flac") || Missing("wavpack")) return;
-  MakeTones("src.wav", 6, 48000, 24);
-  ASSERT_EQ(Transmill("src.wav", "a.flac", "-convert_to=flac -8").exitCode, 0);
-  ASSERT_EQ(Transmill("a.flac", "b.wv", "-convert_to=wavpack -hh").exitCode, 0);
-  ASSERT_EQ(Transmill("b.wv", "back.wav", "-convert_to=wav").exitCode, 0);
-  EXPECT_TRUE(SameSamples("src.wav", "back.wav"));
-  EXPECT_EQ(Probe("back.wav", "bits_per_raw_sample,channel_layout"),
-            Probe("src.wav", "bits_per_raw_sample,channel_layout"));
 }
 
 // Each setting gives a stream the format's own decoder takes, of the source's length, with
@@ -143,6 +134,9 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
     ASSERT_EQ(Transmill(out, "back.wav", "-convert_to=wav").exitCode, 0) << label;
     EXPECT_EQ(Samples("back.wav"), frames) << label;
     ExpectTonesInPlace("back.wav", c.channels, label + " by our decoder");
+    if (c.channels > 2) {
+      EXPECT_EQ(Probe("back.wav", "channel_layout"), Probe("src.wav", "channel_layout")) << label;
+    }
     if (!c.check.empty()) {
       size_t equals = c.check.rfind('=');
       std::string command = c.check.substr(0, equals);
@@ -303,6 +297,9 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
            {"opus", "wave.opus", wave, "': not an Ogg Opus file"},
            {"opus", "vorbis.opus", "sox src.wav -t ogg OUT", opened},
            {"opus", "empty.opus", empty, opened},
+           {"opus", "mixed.opus",
+            "sox src.wav -c 1 m.wav && opusenc --quiet m.wav m.opus && cat good.opus m.opus > OUT",
+            "different channel counts"},
            {"vorbis", "cut.ogg", half, "truncated: the file ends inside"},
            {"vorbis", "pagecut.ogg",
             "/usr/bin/python3 -c \"d = open('good.ogg', 'rb').read(); open('OUT', "
@@ -438,13 +435,6 @@ TEST_F(CodecTablesTest, TagsAndPicturesReachEachFormat) {
      "&& "
      "metaflac --set-tag=ARTIST=Someone --import-picture-from='3|image/png||1x1x24|cover.png' "
      "src.flac");
-  std::string script = std::string(TV_SOURCE_DIR) + "/tests/codecs/support/mutagen_tags.py";
-  auto hex = [](const std::string& text) {
-    std::string digits;
-    char two[3];
-    for (unsigned char ch : text) snprintf(two, sizeof two, "%02x", ch), digits += two;
-    return digits;
-  };
   // Title and artist under the field names mutagen shows.
   for (auto [codec, title, artist] : {std::tuple{"flac", "TITLE", "ARTIST"},
                                       {"vorbis", "TITLE", "ARTIST"},
@@ -458,19 +448,15 @@ TEST_F(CodecTablesTest, TagsAndPicturesReachEachFormat) {
     ASSERT_EQ(Transmill("a." + ext, "b." + ext, convert).exitCode, 0) << codec;
     ASSERT_EQ(Transmill("src.flac", "c." + ext, convert + " -notags -tag=Title=x").exitCode, 0);
     for (std::string file : {"a.", "b."}) {
-      std::string read =
-          Sh("rm -f pic1 && /usr/bin/python3 '" + script + "' " + file + ext + " " + ext + " pic");
-      EXPECT_NE(read.find("T " + hex(title) + " " + hex("Überschrift")), std::string::npos)
-          << codec << read;
-      EXPECT_NE(read.find("T " + hex(artist) + " " + hex("Someone")), std::string::npos)
-          << codec << read;
-      EXPECT_NE(read.find("P 3 "), std::string::npos) << codec << read;
-      EXPECT_EQ(ReadBytes(folder / "pic1"), ReadBytes(folder / "cover.png")) << codec << file;
+      Referee read = ReadWithMutagen(folder / (file + ext), ext, folder);
+      EXPECT_EQ(read.text[title], std::vector<std::string>{"Überschrift"}) << codec << file;
+      EXPECT_EQ(read.text[artist], std::vector<std::string>{"Someone"}) << codec << file;
+      ASSERT_EQ(read.pictures.size(), 1u) << codec << file;
+      EXPECT_EQ(read.pictures[0].type, 3) << codec << file;
+      EXPECT_EQ(read.pictures[0].data, Bytes(ReadBytes(folder / "cover.png"))) << codec << file;
     }
-    EXPECT_EQ(Sh("/usr/bin/python3 '" + script + "' c." + ext + " " + ext +
-                 " p 2>/dev/null | grep -c '^[TP]'"),
-              "0")
-        << codec;
+    Referee bare = ReadWithMutagen(folder / ("c." + ext), ext, folder);
+    EXPECT_TRUE(bare.text.empty() && bare.pictures.empty()) << codec;
   }
 }
 

@@ -1,16 +1,9 @@
-// What only Opus does: float output that matches opusdec, surround streams of opusenc in WAV
-// order, and chained streams.
+// What only Opus does: float output that matches opusdec, and chained streams.
 #include "tests/codecs/CodecPlugins.h"
 
 namespace {
 
-class OpusTest : public ConversionTest {
- protected:
-  long OpusdecFrames(const std::string& file) {
-    Sh("rm -f ref.wav && opusdec --quiet --rate 48000 '" + file + "' ref.wav");
-    return Samples("ref.wav");
-  }
-};
+class OpusTest : public ConversionTest {};
 
 // Pre-skip and end trimming are opusdec's: the float samples line up with its own.
 TEST_F(OpusTest, FloatOutputMatchesOpusdec) {
@@ -31,27 +24,12 @@ TEST_F(OpusTest, FloatOutputMatchesOpusdec) {
   EXPECT_LT(worst, 1e-3);
 }
 
-TEST_F(OpusTest, OpusencSurroundComesBackInWavOrder) {
-  for (auto [channels, layout] : {std::pair{6, "5.1"}, {8, "7.1"}}) {
-    MakeTones("many.wav", channels);
-    Sh("opusenc --quiet --bitrate 256 many.wav theirs.opus 2>/dev/null");
-    ASSERT_EQ(Transmill("theirs.opus", "back.wav", "-convert_to=wav").exitCode, 0) << layout;
-    ExpectTonesInPlace("back.wav", channels, layout);
-    EXPECT_EQ(Probe("back.wav", "channel_layout"), layout);
-  }
-}
-
-TEST_F(OpusTest, ChainedStreamsDecodeAsOneWhenTheirChannelCountsAgree) {
+TEST_F(OpusTest, ChainedStreamsOfOneChannelCountDecodeAsOne) {
   MakeTones("two.wav", 2);
-  MakeTones("one.wav", 1, 44100);
   Sh("opusenc --quiet --serial 1 two.wav a.opus && opusenc --quiet --serial 2 two.wav b.opus && "
-     "opusenc --quiet --serial 3 one.wav m.opus && cat a.opus b.opus > chain.opus && cat a.opus "
-     "m.opus > mixed.opus");
+     "cat a.opus b.opus > chain.opus && opusdec --quiet --rate 48000 a.opus ref.wav");
   ASSERT_EQ(Transmill("chain.opus", "out.wav", "-convert_to=wav").exitCode, 0);
-  EXPECT_EQ(Samples("out.wav"), 2 * OpusdecFrames("a.opus"));
-  RunResult r = Transmill("mixed.opus", "mixed.wav", "-convert_to=wav");
-  EXPECT_EQ(r.exitCode, 1);
-  EXPECT_NE(r.err.find("different channel counts"), std::string::npos) << r.err;
+  EXPECT_EQ(Samples("out.wav"), 2 * Samples("ref.wav"));
 }
 
 }  // namespace
