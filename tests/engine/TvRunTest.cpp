@@ -223,8 +223,8 @@ TEST_F(TvRunTest, RawPassHandsTheSourceToTheEncoder) {
   const Lines begins = CallsOf("TestEnc ENC_BeginConversion");
   ASSERT_EQ(begins.size(), 1u);
   EXPECT_EQ(FieldOf(begins[0], "output"), PathOf("o.wav"));
-  EXPECT_EQ(FieldOf(begins[0], "extra"),
-            "0");  // the decoder's own properties, of which it gave none
+  // The extra block is the decoder's own properties, of which it gave none.
+  EXPECT_EQ(FieldOf(begins[0], "extra"), "0");
   EXPECT_TRUE(Called("script Close"));
   EXPECT_FALSE(Called("script DecodeBlock"));
   EXPECT_FALSE(Called("TestEnc ENC_EndConversion"));
@@ -437,12 +437,12 @@ class TvTagRunTest : public ScriptRunTest {
  protected:
   const std::string kTagging = "script Set key=\"IDTags\"";
   ChildResult Tagged(const std::string& output, const Lines& config, const Lines& args = {}) {
-    Lines env = {"TestEnc.writetags=1", "script.blocks=400,600E",
-                 "script.save.IDTags=" + PathOf("tags.bin")};
-    env.insert(env.end(), config.begin(), config.end());
+    Lines settings = {"TestEnc.writetags=1", "script.blocks=400,600E",
+                      "script.save.IDTags=" + PathOf("tags.bin")};
+    settings.insert(settings.end(), config.begin(), config.end());
     Lines all = {"-tag=Artist=A"};
     all.insert(all.end(), args.begin(), args.end());
-    return Convert(output, env, all);
+    return Convert(output, settings, all);
   }
   std::string Artist() const {
     const std::string bytes = ReadBytes(PathOf("tags.bin"));
