@@ -1,5 +1,5 @@
 // Whole runs of the transmill program as a child process: exit code, channels, output and the
-// calls the scripted plug-ins saw.
+// calls the test plug-ins saw.
 #include "sdk/tv_named.h"
 #include "tags/XTagList.h"
 #include "tests/engine/TvTestSupport.h"
@@ -17,16 +17,19 @@ const std::string kUsage =
 const std::string kNoDecoder = "Error: Unable to load decoder for file type '";
 
 TEST_F(TvRunTest, ConversionWritesTheOutputAndCallsThePluginsInOrder) {
-  const ChildResult r = Convert(PathOf("out/new.wav"), {"TVTEST_BLOCKS=400,400,200E"});
+  const ChildResult r = Convert(PathOf("out/new.wav"), {"script.blocks=400,400,200E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(ReadBytes(PathOf("out/new.wav")), StreamBytes(0, 1000));
-  EXPECT_EQ(CallsOf("Source"), Lines{"Source " + PathOf("in.tvt")});
-  EXPECT_EQ(CallsOf("ExtraInfo"), Lines{"ExtraInfo _encoder=testenc"});
+  const Lines begins = CallsOf("TestEnc ENC_BeginConversion");
+  ASSERT_EQ(begins.size(), 1u);
+  EXPECT_EQ(FieldOf(begins[0], "source"), PathOf("in.tvt"));
+  EXPECT_EQ(FieldOf(begins[0], "encoder"), "testenc");
   Lines order;
-  const Lines skipped = {"Source", "ExtraInfo", "Format", "ENC_Get", "DecodeBlock"};
+  const Lines skipped = {"Create", "ENC_Create", "Get", "ENC_Get", "DecodeBlock"};
   for (const std::string& line : CallsOf()) {
-    const std::string word = line.substr(0, line.find(' '));
+    const size_t from = line.find(' ') + 1;
+    const std::string word = line.substr(from, line.find(' ', from) - from);
     if (std::find(skipped.begin(), skipped.end(), word) == skipped.end() &&
         (order.empty() || order.back() != word))
       order.push_back(word);
@@ -39,7 +42,7 @@ TEST_F(TvRunTest, ConversionWritesTheOutputAndCallsThePluginsInOrder) {
 
 TEST_F(TvRunTest, ClosingLineTellsTimeAndSpeedUnlessSilent) {
   // Waits for data make the pump's time at least 50 ms.
-  const Lines env = {"TVTEST_BLOCKS=e,e,e,400E", "TVTEST_LENGTH_MS=60000"};
+  const Lines env = {"script.blocks=e,e,e,400E", "script.mslength=60000"};
   const ChildResult r = Convert(PathOf("o.wav"), env);
   EXPECT_EQ(r.exitCode, 0) << r.err;
   const size_t line = r.out.find(" \r\n\r\nConversion completed in ");  // behind the bar
@@ -141,59 +144,62 @@ TEST_F(TvRunTest, UnusualPathsSurviveArgumentsAndCommandFiles) {
 }
 
 // Runs that fail: the error text, the output left behind ("-" for none, "*" for any), and the
-// plug-in calls made ("+Name") or not made ("-Name").
+// plug-in calls made ("+Export") or not made ("-Export").
 TEST_F(TvRunTest, FailedRunsReportAndStopWhereTheyMust) {
   WriteBytes(PathOf("in.xyz"), "x");
   const std::string in = "-infile=" + PathOf("in.tvt"), out = "-outfile=" + PathOf("o.wav");
   const struct {
-    Lines args;
-    std::string env, error, output, calls;
+    Lines args, config;
+    std::string error, output, calls;
   } rows[] = {
       {{"-infile=" + PathOf("in.xyz"), out, "-convert_to=testenc"},
-       "",
+       {},
        kNoDecoder + ".xyz', codec not installed? visit 'Codec Shelf'.",
        "-",
        "-ENC_"},
       {{in, out, "-convert_to=NoSuchEnc"},
-       "",
+       {},
        "Error: Unable to load encoder 'NoSuchEnc'.",
        "-",
        "+Destroy -Open"},
       {{in, out, "-convert_to=testenc", "-dspeffect1=NoSuchDsp=x"},
-       "",
+       {},
        "Error: Unable to load DSP Effect 'NoSuchDsp'.",
        "-",
        "-Open"},
       {{in, out, "-convert_to=testenc"},
-       "TVTEST_DECODER_OPEN=0",
+       {"script.fail.Open=1", "script.error.Open=Test decoder cannot open the file."},
        "Test decoder cannot open the file.",
        "-",
        "+ENC_Destroy -ENC_BeginConversion -Close"},
       {{in, out, "-convert_to=testenc"},
-       "TVTEST_ENCODER_BEGIN=0",
+       {"TestEnc.fail.ENC_BeginConversion=1",
+        "TestEnc.error.ENC_BeginConversion=Test encoder cannot begin."},
        "",
        "*",
        "+ENC_Destroy -DecodeBlock -Close -ENC_EndConversion"},
       {{in, out, "-convert_to=testenc"},
-       "TVTEST_BLOCKS=400,401,400E",
+       {"script.blocks=400,401,400E"},
        "Error: Audio data contains incomplete samples mid-stream.",
        StreamBytes(0, 400),
        "+Close +ENC_EndConversion"},
       {{in, out, "-convert_to=testenc"},
-       "TVTEST_ENCODER_CREATES=0",
+       {"TestEnc.output=0"},
        "Encoder output file does not exist: " + PathOf("o.wav"),
        "-",
        "+ENC_EndConversion"},
       {{"-infile=-", out, "-convert_to=testenc", "-sourcechannels=2", "-sourcebits=16"},
-       "",
+       {},
        "Error: RIFF WAVE StdInput not supported yet.",
        "-",
        "-ENC_BeginConversion"},
   };
   for (const auto& row : rows) {
     std::filesystem::remove(PathOf("o.wav"));
-    const ChildResult r = Run(row.args, {row.env, "TVTEST_BLOCKS=400E"});
-    const std::string name = row.args.back() + " " + row.env;
+    Lines config = {"script.blocks=400E"};
+    config.insert(config.end(), row.config.begin(), row.config.end());
+    const ChildResult r = Run(row.args, config);
+    const std::string name = row.args.back() + " " + config.back();
     EXPECT_EQ(r.exitCode, 1) << name;
     EXPECT_NE(r.err.find(row.error), std::string::npos) << name << ": " << r.err;
     EXPECT_EQ(Has("o.wav"), row.output != "-") << name;
@@ -210,41 +216,46 @@ TEST_F(TvRunTest, FailedRunsReportAndStopWhereTheyMust) {
 }
 
 TEST_F(TvRunTest, RawPassHandsTheSourceToTheEncoder) {
-  const ChildResult r = Convert(PathOf("o.wav"), {"TVTEST_RAW=1"});
+  const ChildResult r = Convert(PathOf("o.wav"), {"TestEnc.get.SendRawUnCompressed=1"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(CallsOf("Open"), Lines{"Open " + PathOf("in.tvt") + " 28"});
-  EXPECT_EQ(CallsOf("ENC_BeginConversion"), Lines{"ENC_BeginConversion " + PathOf("o.wav")});
-  EXPECT_TRUE(Called("Close"));
-  EXPECT_FALSE(Called("ExtraInfo"));  // the decoder's own properties, of which it gave none
-  EXPECT_FALSE(Called("DecodeBlock"));
-  EXPECT_FALSE(Called("ENC_EndConversion"));
+  EXPECT_EQ(CallsOf("script Open"),
+            Lines{"script Open file=\"" + PathOf("in.tvt") + "\" level=28 -> 1"});
+  const Lines begins = CallsOf("TestEnc ENC_BeginConversion");
+  ASSERT_EQ(begins.size(), 1u);
+  EXPECT_EQ(FieldOf(begins[0], "output"), PathOf("o.wav"));
+  // The extra block is the decoder's own properties, of which it gave none.
+  EXPECT_EQ(FieldOf(begins[0], "extra"), "0");
+  EXPECT_TRUE(Called("script Close"));
+  EXPECT_FALSE(Called("script DecodeBlock"));
+  EXPECT_FALSE(Called("TestEnc ENC_EndConversion"));
   // A decoder that cannot open ends a raw pass quietly.
   const ChildResult quiet =
-      Convert(PathOf("p.wav"), {"TVTEST_RAW=1", "TVTEST_DECODER_OPEN=0", "TVTEST_QUIET=1"});
+      Convert(PathOf("p.wav"), {"TestEnc.get.SendRawUnCompressed=1", "script.fail.Open=1"});
   EXPECT_EQ(quiet.exitCode, 0) << quiet.err;
-  EXPECT_FALSE(Called("ENC_BeginConversion"));
+  EXPECT_FALSE(Called("TestEnc ENC_BeginConversion"));
   EXPECT_FALSE(Has("p.wav"));
 }
 
 TEST_F(TvRunTest, DecoderSetOptionsGoToTheDecoderInOrderAndCaseMatters) {
-  Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=4E", "TVTEST_HQ=1"},
+  Convert(PathOf("o.wav"), {"script.blocks=4E", "TestEnc.get.NeedHQAudio=1"},
           {"-DecoderSet=Alpha", "-decoderset=Gamma", "-DecoderSet=Beta"});
-  EXPECT_EQ(CallsOf("Set "),
-            (Lines{"Set Decode As=Highest Quality 0", "Set Alpha= 0", "Set Beta= 0"}));
+  EXPECT_EQ(CallsOf("script Set "),
+            (Lines{"script Set key=\"Decode As\" index=0 value=0 text1=\"Highest Quality\" -> 1",
+                   "script Set key=\"Alpha\" index=0 value=0 text1=null -> 1",
+                   "script Set key=\"Beta\" index=0 value=0 text1=null -> 1"}));
 }
 
 TEST_F(TvRunTest, PumpPollsEmptyBlocksAndDropsAnIncompleteLastOne) {
-  ChildResult r = Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=e,e,e,e,e,e,400,e,400,E"});
+  ChildResult r = Convert(PathOf("o.wav"), {"script.blocks=e,e,e,e,e,e,400,e,400,E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(CallsOf("DecodeBlock").size(), 10u);
-  EXPECT_EQ(CallsOf("ENC_EncodeBlock"),
-            (Lines{"ENC_EncodeBlock 400 at 0 end 0", "ENC_EncodeBlock 400 at 100 end 0",
-                   "ENC_EncodeBlock 0 at 200 end 1"}));
+  EXPECT_EQ(CallsOf("script DecodeBlock").size(), 10u);
+  EXPECT_EQ(EncodedBlocks(),
+            (Lines{"bytes=400 pos=0 eos=0", "bytes=400 pos=100 eos=0", "bytes=0 pos=200 eos=1"}));
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, 800));
 
-  r = Convert(PathOf("p.wav"), {"TVTEST_BLOCKS=400,400,401E"});
+  r = Convert(PathOf("p.wav"), {"script.blocks=400,400,401E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(CallsOf("ENC_EncodeBlock").size(), 2u);
+  EXPECT_EQ(EncodedBlocks().size(), 2u);
   EXPECT_EQ(ReadBytes(PathOf("p.wav")), StreamBytes(0, 800));
   EXPECT_NE(r.out.find("Information: Audio data contains incomplete samples at end."),
             std::string::npos);
@@ -252,18 +263,20 @@ TEST_F(TvRunTest, PumpPollsEmptyBlocksAndDropsAnIncompleteLastOne) {
 
 TEST_F(TvRunTest, ExistingOutputIsReplacedOnlyByACompleteConversion) {
   WriteBytes(PathOf("o.wav"), "old bytes");
-  const ChildResult r = Convert(PathOf("o.wav"), {"TVTEST_BLOCKS=400,8E"});
+  const ChildResult r = Convert(PathOf("o.wav"), {"script.blocks=400,8E"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(CallsOf("ENC_BeginConversion"),
-            Lines{"ENC_BeginConversion " + PathOf("o.wav.tmp.wav")});
+  const Lines begins = CallsOf("TestEnc ENC_BeginConversion");
+  ASSERT_EQ(begins.size(), 1u);
+  EXPECT_EQ(FieldOf(begins[0], "output"), PathOf("o.wav.tmp.wav"));
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, 408));
   EXPECT_FALSE(Has("o.wav.tmp.wav"));
 
-  const std::vector<Lines> failures = {{"TVTEST_BLOCKS=400,F"},
-                                       {"TVTEST_BLOCKS=400,400E", "TVTEST_ENCODE_FAIL_AT=2"},
-                                       {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_END=0"},
-                                       {"TVTEST_BLOCKS=400E", "TVTEST_DECODER_CLOSE=0"},
-                                       {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_WRITES=0"}};
+  const std::vector<Lines> failures = {
+      {"script.blocks=400,F"},
+      {"script.blocks=400,400E", "TestEnc.fail.ENC_EncodeBlock=2-2"},
+      {"script.blocks=400E", "TestEnc.fail.ENC_EndConversion=1"},
+      {"script.blocks=400E", "script.fail.Close=1"},
+      {"script.blocks=400E", "TestEnc.write=0"}};
   for (size_t i = 0; i < failures.size(); i++) {
     WriteBytes(PathOf("o.wav"), std::string("old\0bytes", 9));
     const ChildResult f = Convert(PathOf("o.wav"), failures[i]);
@@ -274,10 +287,11 @@ TEST_F(TvRunTest, ExistingOutputIsReplacedOnlyByACompleteConversion) {
 }
 
 TEST_F(TvRunTest, IgnoreOutputMakesNoFolderAndNoSizeCheck) {
-  const ChildResult r =
-      Convert(PathOf("sub/o.IGNORE"), {"TVTEST_BLOCKS=400E", "TVTEST_ENCODER_CREATES=0"});
+  const ChildResult r = Convert(PathOf("sub/o.IGNORE"), {"script.blocks=400E", "TestEnc.output=0"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(CallsOf("ENC_BeginConversion"), Lines{"ENC_BeginConversion " + PathOf("sub/o.IGNORE")});
+  const Lines begins = CallsOf("TestEnc ENC_BeginConversion");
+  ASSERT_EQ(begins.size(), 1u);
+  EXPECT_EQ(FieldOf(begins[0], "output"), PathOf("sub/o.IGNORE"));
   EXPECT_FALSE(Has("sub"));
   EXPECT_EQ(r.err, "");
 }
@@ -291,18 +305,18 @@ TEST_F(TvRunTest, StandardInputIsReadInWholeFramesToItsEnd) {
     Lines options;
     std::string format;
   } rows[] = {
-      {ChildInput::kPipe, 40000, 1001, 40000, 0, stereo16, "Format 1 2 1000 16 4"},
-      {ChildInput::kFile, 12000, 0, 12000, 0, stereo16, "Format 1 2 1000 16 4"},
+      {ChildInput::kPipe, 40000, 1001, 40000, 0, stereo16, "1/2/1000/16/4"},
+      {ChildInput::kFile, 12000, 0, 12000, 0, stereo16, "1/2/1000/16/4"},
       // The second piece completes no frame; the end comes with it.
-      {ChildInput::kPipe, 4002, 4001, 4000, 300, stereo16, "Format 1 2 1000 16 4"},
+      {ChildInput::kPipe, 4002, 4001, 4000, 300, stereo16, "1/2/1000/16/4"},
       {ChildInput::kPipe,
        800,
        4096,
        800,
        0,
        {"-sourcefreq=1000", "-sourcechannels=2", "-sourcebits=32", "-sourceisfloat"},
-       "Format 3 2 1000 32 8"},
-      {ChildInput::kPipe, 11, 4096, 11, 0, {"-sourcefreq=8000"}, "Format 1 0 8000 0 1"},
+       "3/2/1000/32/8"},
+      {ChildInput::kPipe, 11, 4096, 11, 0, {"-sourcefreq=8000"}, "1/0/8000/0/1"},
   };
   for (const auto& row : rows) {
     input = ChildInput{row.kind};
@@ -316,16 +330,18 @@ TEST_F(TvRunTest, StandardInputIsReadInWholeFramesToItsEnd) {
     const ChildResult r = Run(args);
     EXPECT_EQ(r.exitCode, 0) << row.size << r.err;
     EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, row.kept)) << row.size;
-    EXPECT_EQ(CallsOf("Format"), Lines{row.format}) << row.size;
-    EXPECT_EQ(CallsOf("Source"), Lines{"Source -"});
-    EXPECT_FALSE(Called("Open"));
+    const Lines begins = CallsOf("TestEnc ENC_BeginConversion");
+    ASSERT_EQ(begins.size(), 1u) << row.size;
+    EXPECT_EQ(FieldOf(begins[0], "format"), row.format) << row.size;
+    EXPECT_EQ(FieldOf(begins[0], "source"), "-");
+    EXPECT_FALSE(Called("script Open"));
     EXPECT_NE(r.out.find("Audio Source: Standard Input"), std::string::npos);
     EXPECT_EQ(r.out.find("incomplete samples at end") != std::string::npos, row.kept != row.size);
   }
   input = ChildInput{ChildInput::kNull};
   const ChildResult r =
       Run({"-infile=-", "-outfile=" + PathOf("e.wav"), "-convert_to=testenc", "-sourcefreq=1000"});
-  EXPECT_EQ(CallsOf("ENC_EncodeBlock"), Lines{"ENC_EncodeBlock 0 at 0 end 1"});
+  EXPECT_EQ(EncodedBlocks(), Lines{"bytes=0 pos=0 eos=1"});
   EXPECT_NE(r.err.find("Encoder created a blank file: " + PathOf("e.wav")), std::string::npos);
 }
 
@@ -338,13 +354,13 @@ std::vector<int> PercentsSent(const std::string& out) {
 }
 
 TEST_F(TvRunTest, ProgressNeverGoesBack) {
-  const Lines env = {"TVTEST_LENGTH_MS=1000", "TVTEST_BLOCKS=400@900,400@100,400@950,4@50,E"};
+  const Lines env = {"script.mslength=1000", "script.blocks=400@900,400@100,400@950,4@50,E"};
   ChildResult r = HostConvert(PathOf("o.wav"), env);
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(PercentsSent(r.out), (std::vector<int>{90, 95})) << r.out;
   r = Convert(PathOf("p.wav"), env);
   EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '*'), 57) << r.out;
-  r = HostConvert(PathOf("q.wav"), {"TVTEST_LENGTH_MS=0", "TVTEST_BLOCKS=400@0,400,E"});
+  r = HostConvert(PathOf("q.wav"), {"script.mslength=0", "script.blocks=400@0,400,E"});
   EXPECT_EQ(PercentsSent(r.out), (std::vector<int>{100})) << r.out;
 }
 
@@ -353,17 +369,18 @@ TEST_F(TvRunTest, QuitDuringThePumpStillFinishesAndKeepsTheOldOutput) {
   const std::string quit = UniqueName("quit");
   XEvent event;  // held open, so the name lives until the test has looked
   ASSERT_TRUE(event.Create(X(quit).CStr()));
-  const ChildResult r =
-      HostConvert(PathOf("o.wav"), {"TVTEST_QUIT_AT=1", "TVTEST_BLOCKS=400,400,400,400E"},
-                  "-evtquit=\"" + quit + "\"");
+  const ChildResult r = HostConvert(
+      PathOf("o.wav"), {"TestEnc.quit.ENC_EncodeBlock=1", "script.blocks=400,400,400,400E"},
+      "-evtquit=\"" + quit + "\"");
   EXPECT_TRUE(event.IsSet());
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(r.err, "");  // a quit reports nothing
-  EXPECT_EQ(CallsOf("ENC_EncodeBlock").size(), 1u);
-  EXPECT_TRUE(Called("ENC_EndConversion"));
+  EXPECT_EQ(EncodedBlocks().size(), 1u);
+  EXPECT_TRUE(Called("TestEnc ENC_EndConversion"));
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), "old bytes");
   EXPECT_FALSE(Has("o.wav.tmp.wav"));
-  EXPECT_EQ(CallsOf("Set EventQuit"), Lines{"Set EventQuit=" + quit + " 0"});
+  EXPECT_EQ(CallsOf("script Set key=\"EventQuit\""),
+            Lines{"script Set key=\"EventQuit\" index=0 value=0 text1=\"" + quit + "\" -> 1"});
 }
 
 TEST_F(TvRunTest, AfterConversionErrorEventFailsAFinishedRun) {
@@ -371,7 +388,7 @@ TEST_F(TvRunTest, AfterConversionErrorEventFailsAFinishedRun) {
   XEvent event;
   ASSERT_TRUE(event.Create(X(name).CStr()));
   event.Set();
-  const ChildResult r = HostConvert(PathOf("o.wav"), {"TVTEST_BLOCKS=400E"},
+  const ChildResult r = HostConvert(PathOf("o.wav"), {"script.blocks=400E"},
                                     "-evtafterconvseterror=\"" + name + "\"");
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(0, 400));  // a new output is left as written
@@ -390,8 +407,8 @@ TEST_F(TvRunTest, HostWatchesAWaitingRunAndStopsIt) {
                               "\" -shrbytesencoded=\"" + UniqueName("bytes") + "\"";
   WriteBytes(PathOf("job.tvcmd"), Utf16Le(options, true));
   // Two blocks, then a source that has no data yet, for ever.
-  ASSERT_TRUE(child.Start({"-tvcmd=" + PathOf("job.tvcmd")}, {},
-                          {"TVTEST_LENGTH_MS=1000", "TVTEST_BLOCKS=400@100,400@500,N"}));
+  Configure({"script.mslength=1000", "script.blocks=400@100,400@500,N"});
+  ASSERT_TRUE(child.Start({"-tvcmd=" + PathOf("job.tvcmd")}));
   ASSERT_TRUE(child.WaitForLine("MSGTO: tVH: PCDone: 50 %", 30000));
   uint64_t seen = 0;
   for (int i = 0; i < 1000 && seen != 800; i++) {
@@ -418,12 +435,14 @@ TEST_F(TvRunTest, HostWatchesAWaitingRunAndStopsIt) {
 // Tags go into the finished output through a decoder of its type, which the test decoder is.
 class TvTagRunTest : public ScriptRunTest {
  protected:
-  ChildResult Tagged(const std::string& output, Lines env, const Lines& args = {}) {
-    env.insert(env.end(), {"TVTEST_WRITE_TAGS=1", "TVTEST_BLOCKS=400,600E",
-                           "TVTEST_TAG_BLOCK=" + PathOf("tags.bin")});
+  const std::string kTagging = "script Set key=\"IDTags\"";
+  ChildResult Tagged(const std::string& output, const Lines& config, const Lines& args = {}) {
+    Lines settings = {"TestEnc.writetags=1", "script.blocks=400,600E",
+                      "script.save.IDTags=" + PathOf("tags.bin")};
+    settings.insert(settings.end(), config.begin(), config.end());
     Lines all = {"-tag=Artist=A"};
     all.insert(all.end(), args.begin(), args.end());
-    return Convert(output, env, all);
+    return Convert(output, settings, all);
   }
   std::string Artist() const {
     const std::string bytes = ReadBytes(PathOf("tags.bin"));
@@ -439,41 +458,41 @@ TEST_F(TvTagRunTest, TagsAreWrittenAfterASuccessOrIntoAFailedDirectOutput) {
   ChildResult r = Tagged(out, {});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(out).size(), 1000u);
-  ASSERT_EQ(CallsOf("Set IDTags=").size(), 1u);
-  EXPECT_EQ(CallsOf("Set IDTags=")[0].rfind("Set IDTags=" + out + " ", 0), 0u);
+  ASSERT_EQ(CallsOf(kTagging).size(), 1u);
+  EXPECT_EQ(FieldOf(CallsOf(kTagging)[0], "text1"), out);
   EXPECT_EQ(Artist(), "A");
   EXPECT_NE(r.out.find("Writing ID Tags: Done\r\n"), std::string::npos) << r.out;
 
   WriteBytes(out, "old");
-  EXPECT_EQ(Tagged(out, {"TVTEST_ENCODE_FAIL_AT=2"}).exitCode, 1);
+  EXPECT_EQ(Tagged(out, {"TestEnc.fail.ENC_EncodeBlock=2-2"}).exitCode, 1);
   EXPECT_EQ(ReadBytes(out), "old");
-  EXPECT_FALSE(Called("Set IDTags="));
-  EXPECT_EQ(Tagged(PathOf("direct.wav"), {"TVTEST_ENCODE_FAIL_AT=2"}).exitCode, 1);
-  EXPECT_EQ(CallsOf("Set IDTags=").size(), 1u);
+  EXPECT_FALSE(Called(kTagging));
+  EXPECT_EQ(Tagged(PathOf("direct.wav"), {"TestEnc.fail.ENC_EncodeBlock=2-2"}).exitCode, 1);
+  EXPECT_EQ(CallsOf(kTagging).size(), 1u);
 
   const struct {
-    std::string name, env, arg;
-  } none[] = {{"a.wav", "TVTEST_WRITE_TAGS=0", "-x"},
-              {"b.wav", "TVTEST_WRITE_TAGS=1", "-noidtag"},
-              {"c.IGNORE", "TVTEST_WRITE_TAGS=1", "-x"},
-              {"old.wav", "TVTEST_ENCODER_WRITES=0", "-x"}};
+    std::string name, config, arg;
+  } none[] = {{"a.wav", "TestEnc.writetags=0", "-x"},
+              {"b.wav", "TestEnc.writetags=1", "-noidtag"},
+              {"c.IGNORE", "TestEnc.writetags=1", "-x"},
+              {"old.wav", "TestEnc.write=0", "-x"}};
   for (const auto& row : none) {
-    r = Tagged(PathOf(row.name), {row.env}, {row.arg});
+    r = Tagged(PathOf(row.name), {row.config}, {row.arg});
     EXPECT_EQ(r.exitCode, 0) << row.name << r.err;
-    EXPECT_FALSE(Called("Set IDTags=")) << row.name;
+    EXPECT_FALSE(Called(kTagging)) << row.name;
     EXPECT_EQ(r.out.find("Writing ID Tags"), std::string::npos) << row.name;
   }
 }
 
 TEST_F(TvTagRunTest, TaggingIsTriedTenTimes) {
   const std::string out = PathOf("retry.wav");
-  ChildResult r = Tagged(out, {"TVTEST_TAG_FAILS=9"});
+  ChildResult r = Tagged(out, {"script.fail.Set.IDTags=1-9"});
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(CallsOf("Set IDTags=").size(), 10u);
+  EXPECT_EQ(CallsOf(kTagging).size(), 10u);
   EXPECT_EQ(Artist(), "A");
-  r = Tagged(out, {"TVTEST_TAG_FAILS=10"});
+  r = Tagged(out, {"script.fail.Set.IDTags=1-10"});
   EXPECT_EQ(r.exitCode, 1);
-  EXPECT_EQ(CallsOf("Set IDTags=").size(), 10u);
+  EXPECT_EQ(CallsOf(kTagging).size(), 10u);
   EXPECT_NE(r.err.find("Unable to tag file '" + out + "'"), std::string::npos) << r.err;
   EXPECT_EQ(r.out.find("Done"), std::string::npos);
 }
@@ -487,14 +506,14 @@ TEST_F(TvTagRunTest, ReportedNamesReachTheHostUpToTheFirstGap) {
   WriteBytes(PathOf("returned.bin"), std::string(reinterpret_cast<char*>(block.data), block.size));
   const ChildResult r = HostConvert(
       PathOf("o.wav"),
-      {"TVTEST_WRITE_TAGS=1", "TVTEST_BLOCKS=400,600E", "TVTEST_TAG_BLOCK=" + PathOf("tags.bin"),
-       "TVTEST_RETURN_BLOCK=" + PathOf("returned.bin")},
+      {"TestEnc.writetags=1", "script.blocks=400,600E", "script.save.IDTags=" + PathOf("tags.bin"),
+       "TestEnc.extrainfo=" + PathOf("returned.bin")},
       "-tag=Artist=A");
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.out.find("MSGTO: tVH: FileName: " + PathOf("one.wav")), std::string::npos) << r.out;
   EXPECT_EQ(r.out.find("three.wav"), std::string::npos);
-  ASSERT_EQ(CallsOf("Set IDTags=").size(), 1u);  // tags go to the output name only
-  EXPECT_EQ(CallsOf("Set IDTags=")[0].rfind("Set IDTags=" + PathOf("o.wav") + " ", 0), 0u);
+  ASSERT_EQ(CallsOf(kTagging).size(), 1u);  // tags go to the output name only
+  EXPECT_EQ(FieldOf(CallsOf(kTagging)[0], "text1"), PathOf("o.wav"));
 }
 
 }  // namespace

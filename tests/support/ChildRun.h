@@ -5,6 +5,7 @@
 #pragma once
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestText.h"
+#include "tests/support/plugins/TestPluginSession.h"
 
 #include <gtest/gtest.h>
 
@@ -64,14 +65,14 @@ class ChildRun {
                                std::filesystem::copy_options::overwrite_existing);
   }
 
-  // The scripted test plug-ins: a decoder of ".tvt" files, the encoder "testenc" and effects
-  // under any name. Every test that runs them installs them here.
+  // The test plug-ins: the decoder "script", the encoder "TestEnc" (asked for as "testenc") and
+  // effects under any name. Every test that runs them installs them here.
   void InstallScriptCodecs() const {
-    Install(TV_TEST_PLUGIN_DIR "/TvScriptDecoder.so", "decoder", "script.so");
-    Install(TV_TEST_PLUGIN_DIR "/TvScriptEncoder.so", "encoder", "TestEnc.so");
+    Install(TV_TEST_PLUGIN_DIR "/decoder/TestDecoder.so", "decoder", "script.so");
+    Install(TV_TEST_PLUGIN_DIR "/encoder/TestEncoder.so", "encoder", "TestEnc.so");
   }
   void InstallScriptEffect(const std::string& name) const {
-    Install(TV_TEST_PLUGIN_DIR "/TvScriptDSP.so", "DSPs", name + ".so");
+    Install(TV_TEST_PLUGIN_DIR "/DSPs/TestDSP.so", "DSPs", name + ".so");
   }
 
   // Starts the program; standard output and error are read as they come.
@@ -81,7 +82,10 @@ class ChildRun {
                                     "XDG_DATA_HOME=" + home + "/data", "TMPDIR=" + home};
     for (char** e = environ; *e; e++) {
       const std::string entry = *e;
-      if (entry.rfind("PATH=", 0) == 0 || entry.rfind("LANG=", 0) == 0) env.push_back(entry);
+      // The plug-ins' configuration reaches them through the program.
+      if (entry.rfind("PATH=", 0) == 0 || entry.rfind("LANG=", 0) == 0 ||
+          entry.rfind(TVTEST_CONFIG_VARIABLE "=", 0) == 0)
+        env.push_back(entry);
     }
     env.insert(env.end(), moreEnv.begin(), moreEnv.end());
     std::vector<std::string> argStrings = {app + "/transmill"};
@@ -242,7 +246,8 @@ class ScratchFolderTest : public ::testing::Test {
   const std::string folder = scratch.Folder();
 };
 
-// Runs of in.tvt through the scripted decoder and encoder, whose calls land in calls.txt.
+// Runs of in.tvt through the test decoder and encoder, whose calls land in the call log. Every
+// run writes the configuration anew: the defaults below, then the test's own lines, which win.
 class ScriptRunTest : public ScratchFolderTest {
  protected:
   void SetUp() override {
@@ -250,38 +255,76 @@ class ScriptRunTest : public ScratchFolderTest {
     WriteBytes(PathOf("in.tvt"), "source");
   }
 
-  ChildResult Run(const std::vector<std::string>& args, std::vector<std::string> env = {}) {
-    std::filesystem::remove(PathOf("calls.txt"));
-    env.push_back("TVTEST_CALLS=" + PathOf("calls.txt"));
-    return child.Run(args, input, env);
+  // By default a decoder of .tvt (and .wav, for tagging) files that needs no file: a second at
+  // 1000 frames a second, one empty last block, byte n of the stream being n mod 256. Every
+  // plug-in accepts every Set.
+  void Configure(const std::vector<std::string>& lines) {
+    std::vector<std::string> all = {"script.blocks=E",
+                                    "script.ramp=1",
+                                    "script.anyfile=1",
+                                    "script.rate=1000",
+                                    "script.mslength=1000",
+                                    "script.get.Decodes=1|.tvt|Test Audio;1|.wav|Test Audio",
+                                    "*.set.*=1"};
+    all.insert(all.end(), lines.begin(), lines.end());
+    plugins.Configure(all);
+    std::filesystem::remove(plugins.LogPath());
   }
-  // A console run of in.tvt to the output, with the scripted plug-ins set by env.
-  ChildResult Convert(const std::string& output, const std::vector<std::string>& env,
+  ChildResult Run(const std::vector<std::string>& args,
+                  const std::vector<std::string>& config = {}) {
+    Configure(config);
+    return child.Run(args, input);
+  }
+  // A console run of in.tvt to the output, with the plug-ins configured by config.
+  ChildResult Convert(const std::string& output, const std::vector<std::string>& config,
                       const std::vector<std::string>& moreArgs = {}) {
     std::vector<std::string> args = {"-infile=" + PathOf("in.tvt"), "-outfile=" + output,
                                      "-convert_to=testenc"};
     args.insert(args.end(), moreArgs.begin(), moreArgs.end());
-    return Run(args, env);
+    return Run(args, config);
   }
   // The same through a UTF-8 command file: a host's run.
-  ChildResult HostConvert(const std::string& output, const std::vector<std::string>& env,
+  ChildResult HostConvert(const std::string& output, const std::vector<std::string>& config,
                           const std::string& moreOptions = "") {
     WriteBytes(PathOf("c.tvcmd8"), "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + output +
                                        "\" -convert_to=testenc " + moreOptions);
-    return Run({"-tvcmd8=" + PathOf("c.tvcmd8")}, env);
+    return Run({"-tvcmd8=" + PathOf("c.tvcmd8")}, config);
   }
 
-  // Calls that start with prefix, in order.
-  std::vector<std::string> CallsOf(const std::string& prefix = "") const {
-    std::istringstream in(ReadBytes(PathOf("calls.txt")));
+  // Whether a line of the call log is of call: "A DSP_Create" names the plug-in, "DSP_Create"
+  // alone (or the start of an export, "ENC_") means any plug-in.
+  static bool IsCall(const std::string& line, const std::string& call) {
+    return line.rfind(call, 0) == 0 || line.find(" " + call) != std::string::npos;
+  }
+  // The calls of call, in order.
+  std::vector<std::string> CallsOf(const std::string& call = "") const {
+    std::istringstream in(plugins.Read("calls.log"));
     std::vector<std::string> found;
     for (std::string line; std::getline(in, line);)
-      if (line.rfind(prefix, 0) == 0) found.push_back(line);
+      if (IsCall(line, call)) found.push_back(line);
     return found;
   }
-  bool Called(const std::string& prefix) const { return !CallsOf(prefix).empty(); }
+  bool Called(const std::string& call) const { return !CallsOf(call).empty(); }
+  // The value of " key=" in a call line, without its quotes.
+  static std::string FieldOf(const std::string& line, const std::string& key) {
+    size_t at = line.find(" " + key + "=");
+    if (at == std::string::npos) return "(none)";
+    at += key.size() + 2;
+    const bool quoted = line.compare(at, 1, "\"") == 0;
+    const size_t end = line.find(quoted ? '"' : ' ', at + quoted);
+    return line.substr(at + quoted, end == std::string::npos ? end : end - at - quoted);
+  }
+  // The blocks the encoder was given, as "bytes=n pos=ms eos=e".
+  std::vector<std::string> EncodedBlocks() const {
+    std::vector<std::string> blocks;
+    for (const std::string& line : CallsOf("TestEnc ENC_EncodeBlock ")) {
+      const size_t from = line.find("bytes=");
+      blocks.push_back(line.substr(from, line.find(" format=") - from));
+    }
+    return blocks;
+  }
   bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
-  // The bytes the scripted decoder gives: each byte is its position in the stream.
+  // The bytes the test decoder gives: each byte is its position in the stream.
   static std::string StreamBytes(size_t from, size_t count) {
     std::string bytes(count, '\0');
     for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(from + i);
@@ -292,6 +335,7 @@ class ScriptRunTest : public ScratchFolderTest {
     return "tvtest-" + what + "-" + std::filesystem::path(folder).filename().string();
   }
 
+  TestPluginSession plugins;
   ChildRun child{folder};
   ChildInput input;
 };
