@@ -3,11 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <random>
-
 #include <string>
 #include <vector>
 
@@ -79,32 +74,6 @@ TEST(XArgListTest, TokeniserRules) {
   for (const auto& c : cases)
     EXPECT_EQ(Rendered(XArgList(c.text, c.start)), c.pairs) << U8(c.text) << " from " << c.start;
   EXPECT_EQ(Rendered(XArgList(static_cast<const char16_t*>(nullptr))), "");
-}
-
-TEST(XArgListTest, ThousandsOfOptions) {
-  XString text;
-  for (int i = 0; i < 5000; ++i) text.Append(XString::Formatted(u"-k%d=\"v %d\" ", i, i));
-  XArgList args(text);
-  ASSERT_EQ(args.Count(), 5000);
-  XString value;
-  EXPECT_TRUE(args.Get(u"K4999", value));
-  EXPECT_EQ(value, u"v 4999");
-  EXPECT_EQ(args.IndexOf(u"k2500"), 2500);
-}
-
-TEST(XArgListTest, RandomOptionTextGivesWellFormedKeys) {
-  std::mt19937 random(99);
-  for (int round = 0; round < 3000; ++round) {
-    std::u16string text;
-    size_t length = random() % 60;
-    for (size_t i = 0; i < length; ++i) text += u"-=\" ax"[random() % 6];
-    XArgList args(text.c_str());
-    ASSERT_EQ(args.keys.Count(), args.values.Count());
-    for (int32_t i = 0; i < args.Count(); ++i) {
-      ASSERT_FALSE(args.keys[i].IsEmpty()) << std::string(text.begin(), text.end());
-      for (char16_t c : args.keys[i].View()) ASSERT_TRUE(c != u'"' && c != u'=' && c != u' ');
-    }
-  }
 }
 
 TEST(XArgListTest, TextFormsParseBackToTheSamePairs) {
@@ -184,31 +153,4 @@ TEST(XArgListTest, ParseArgvReadsUtf8FromTheFirstIndex) {
   XStringList list = SplitArgs(u"a \"b c\"");
   ASSERT_EQ(list.Count(), 2);
   EXPECT_EQ(list[1], u"b c");
-}
-
-TEST(XArgListTest, DefaultConstructionReadsTheProcessArguments) {
-  int pipeEnds[2];
-  ASSERT_EQ(pipe(pipeEnds), 0);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
-  posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
-  std::string program = std::string(TV_TEST_BIN_DIR) + "/ArgListEcho";
-  const char* argv[] = {program.c_str(), "-in=x y.wav", "--Level", "-q", "5",
-                        "plain",         "-never",      nullptr};
-  pid_t child = 0;
-  int spawned = posix_spawn(&child, program.c_str(), &actions, nullptr,
-                            const_cast<char* const*>(argv), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(pipeEnds[1]);
-  ASSERT_EQ(spawned, 0);
-  std::string output;
-  char chunk[256];
-  for (ssize_t n; (n = read(pipeEnds[0], chunk, sizeof(chunk))) > 0;)
-    output.append(chunk, size_t(n));
-  close(pipeEnds[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(WEXITSTATUS(status), 0);
-  EXPECT_EQ(output, "in=x y.wav|Level=|q=5|\n");
 }

@@ -133,24 +133,6 @@ TEST_F(XDebugLogTest, ErrorAndInformationGoToLogAndToTheirPipes) {
             "e\r\n");
 }
 
-TEST_F(XDebugLogTest, ReportsReachThePipesWithoutALog) {
-  TvHostContext noLog = {errorPipe[1], infoPipe[1], 0};
-  LogError(u"failed", noLog, "X::Y");
-  LogInfo(XString(u"note"), noLog);
-  EXPECT_EQ(ReadPipe(errorPipe[0]), "failed  [X::Y]\r\n");
-  EXPECT_EQ(ReadPipe(infoPipe[0]), "note\r\n");
-  EXPECT_EQ(Logged(), "");
-}
-
-TEST_F(XDebugLogTest, ContextFreeCallsUseTheProcessContext) {
-  XSetLogContext(context);
-  EXPECT_EQ(XLogContext().logHandle, logFd);
-  Log(u"plain", "F");
-  LogError(XString(u"bad"));
-  EXPECT_EQ(Logged(), "plain  [F]\r\n*** Error: bad\r\n");
-  EXPECT_EQ(ReadPipe(errorPipe[0]), "bad\r\n");
-}
-
 TEST_F(XDebugLogTest, UnwritableChannelsNeverStopTheCaller) {
   int readOnly = open(logPath.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_GE(readOnly, 0);
@@ -186,27 +168,6 @@ TEST_F(XDebugLogTest, ConcurrentLinesNeverInterleave) {
     seen.insert(line);
   }
   EXPECT_EQ(seen.size(), size_t(Threads * Lines));
-}
-
-TEST_F(XDebugLogTest, EnvironmentRequestNeedsAValue) {
-  EXPECT_FALSE(IsDebugRequested());
-  setenv("TONVERA_DEBUG", "", 1);
-  EXPECT_FALSE(IsDebugRequested());
-  setenv("TONVERA_DEBUG", "0", 1);  // the value itself isn't looked at
-  EXPECT_TRUE(IsDebugRequested());
-}
-
-TEST_F(XDebugLogTest, DebugFileNamesCountUpInTheDocumentsFolder) {
-  std::string pid = std::to_string(getpid());
-  std::string folder = dir + "/home/Documents/";
-  std::string first = DebugFileName().ToUtf8String();
-  std::string second = DebugFileName().ToUtf8String();
-  ASSERT_EQ(first.rfind(folder + "TVDebug-" + pid, 0), 0u) << first;
-  ASSERT_EQ(second.rfind(folder + "TVDebug-" + pid + "+", 0), 0u) << second;
-  // The first name of a process has no counter; every later one the count before it.
-  std::string firstRest = first.substr(folder.size() + 8 + pid.size());
-  unsigned before = firstRest == ".txt" ? 0 : unsigned(std::stoul(firstRest.substr(1)));
-  EXPECT_EQ(second, folder + "TVDebug-" + pid + "+" + std::to_string(before + 1) + ".txt");
 }
 
 TEST_F(XDebugLogTest, EnvironmentStartWritesAUtf16FileAndLeavesTheSettingAlone) {
@@ -251,17 +212,4 @@ TEST_F(XDebugLogTest, SettingStartIsOneShotAndUsesATemporaryFile) {
   EXPECT_FALSE(StartDebugLog(none, noWatch));
   EXPECT_FALSE(none.IsOpen());
   EXPECT_EQ(XLogContext().logHandle, -1);
-}
-
-TEST_F(XDebugLogTest, LogFileThatCannotBeCreatedLeavesNoLog) {
-  setenv("TONVERA_DEBUG", "1", 1);
-  std::filesystem::remove_all(dir + "/home/Documents");
-  std::ofstream(dir + "/home/Documents") << "a file where the folder should be";
-  XFile file;
-  XEvent watch;
-  EXPECT_FALSE(StartDebugLog(file, watch));
-  EXPECT_FALSE(file.IsOpen());
-  Log(u"goes nowhere");
-  LogError(u"still reported", context);
-  EXPECT_EQ(ReadPipe(errorPipe[0]), "still reported\r\n");
 }

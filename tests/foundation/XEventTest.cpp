@@ -63,24 +63,6 @@ TEST(XEventTest, SetHereWakesAWaiterInAnotherProcess) {
   EXPECT_EQ(waiter.Wait(), 0);
 }
 
-TEST(XEventTest, SharesEventsWithProgramsOfTheCApi) {
-  std::string madeHere = UniqueName("evt");
-  XEvent event(Wide(madeHere).c_str());
-  std::string output;
-  EXPECT_EQ(RunPeer(CPeer(), {"event-set", madeHere}, &output), 0);
-  EXPECT_EQ(output, "existed=1\n");
-  EXPECT_TRUE(event.IsSet());
-
-  std::string madeThere = UniqueName("evt");
-  Peer holder(CPeer(), {"event-hold", madeThere});
-  ASSERT_TRUE(holder.WaitFor("existed=0"));
-  ASSERT_TRUE(holder.WaitFor("ready"));
-  XEvent opened(Wide(madeThere).c_str());
-  EXPECT_TRUE(opened.AlreadyExisted());
-  EXPECT_EQ(RunPeer(CPeer(), {"event-set", madeThere}), 0);
-  EXPECT_TRUE(opened.Wait(20000));
-}
-
 TEST(XEventTest, ToggleTellsTheNewStateAndAClosedEventDoesNothing) {
   XEvent event;
   EXPECT_TRUE(event.Toggle());
@@ -109,19 +91,6 @@ TEST(XEventTest, WaitEitherTellsWhichOneOrTimeOutOrFailure) {
   closed.Close();
   EXPECT_EQ(XEvent::WaitEither(first, closed, 0), -1);
   EXPECT_EQ(XEvent::WaitEither(closed, second, 0), -1);
-}
-
-TEST(XEventTest, DetachGivesUpTheHandleAndAttachTakesItBack) {
-  XEvent event(Wide(UniqueName("evt")).c_str());
-  XEvent::Handle handle = event.Detach();
-  ASSERT_NE(handle, nullptr);
-  EXPECT_FALSE(event.IsOpen());
-  XEvent other;
-  other.Attach(handle);
-  EXPECT_TRUE(other.AlreadyExisted());
-  EXPECT_EQ(other.GetHandle(), handle);
-  other.Set();
-  EXPECT_TRUE(other.IsSet());
 }
 
 TEST(XEventTest, CreateUniqueAddsAGuidTextToThePrefix) {

@@ -84,6 +84,10 @@ TEST_F(XFileTest, UnshareableOpenExcludesOtherOpens) {
   EXPECT_FALSE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
   EXPECT_EQ(XGetLastError(), XErrSharingViolation);
   shared.Close();
+  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
+  EXPECT_FALSE(shared.OpenCreate(Path("f")));
+  EXPECT_EQ(Get("f"), "data");  // a refused create does not truncate
+  alone.Close();
 
   ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ, OPEN_EXISTING, false, false));
   EXPECT_EQ(alone.shareMode, 0u);
@@ -94,14 +98,6 @@ TEST_F(XFileTest, UnshareableOpenExcludesOtherOpens) {
   EXPECT_FALSE(other.Open(Path("f"), GENERIC_READ, OPEN_EXISTING, false, false));
   alone.Close();
   EXPECT_TRUE(other.OpenRead(Path("f")));
-}
-
-TEST_F(XFileTest, SharingViolationDoesNotTruncate) {
-  Put("f", "data");
-  XFile alone, other;
-  ASSERT_TRUE(alone.Open(Path("f"), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING, false, false));
-  EXPECT_FALSE(other.OpenCreate(Path("f")));
-  EXPECT_EQ(Get("f"), "data");
 }
 
 TEST_F(XFileTest, UnshareableOpenIsSeenByAnotherProcess) {
@@ -306,15 +302,12 @@ TEST_F(XFileTest, AttachedHandleStaysOpenForItsOwner) {
   int copied = copy.handle;
   copy.Close();
   EXPECT_EQ(copy.handle, XInvalidHandle);
+  ASSERT_TRUE(copy.OpenCreate(Path("g")));
+  EXPECT_TRUE(fcntl(copy.handle, F_GETFD) & FD_CLOEXEC);  // opened files are not inherited
+  copy.Close();
   EXPECT_EQ(fcntl(copied, F_GETFD), -1);
   close(fd);
   EXPECT_FALSE(copy.AttachCopy(-1));
-}
-
-TEST_F(XFileTest, OpenedFilesAreNotInherited) {
-  XFile file;
-  ASSERT_TRUE(file.OpenCreate(Path("f")));
-  EXPECT_TRUE(fcntl(file.handle, F_GETFD) & FD_CLOEXEC);
 }
 
 TEST_F(XFileTest, TimesAreFileTimesOfNow) {

@@ -91,18 +91,6 @@ TEST_F(XRegistryListsTest, EnumerationStopsAtANameTooLongForItsBuffer) {
   EXPECT_EQ(types.size(), 1u);
 }
 
-TEST_F(XRegistryListsTest, ListingsKeepTheFirstSpellingOfANameTheirOwn) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", HKEY_CURRENT_USER, u"Software\\Case"));
-  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"VOLUME", HKEY_CURRENT_USER, u"SOFTWARE\\case"));
-  XStringList list;
-  ASSERT_TRUE(XRegistry::EnumValues(HKEY_CURRENT_USER, u"Software\\Case", list));
-  EXPECT_EQ(Listed(list), "1:Volume");
-  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"software", list));
-  EXPECT_EQ(Listed(list), "1:Case");
-  ASSERT_TRUE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
-  EXPECT_EQ(Listed(list), "1:Software");
-}
-
 TEST_F(XRegistryListsTest, NoDefaultAndNoKeyListsNothing) {
   XRegistry::SetDefaultKey(0, nullptr);
   XStringList list;

@@ -339,32 +339,3 @@ TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
   EXPECT_EQ(last % 1000, uint32_t(writes - 1));
   EXPECT_LT(last / 1000, uint32_t(processes));
 }
-
-TEST_F(XRegistryTest, AStoreRemovedBetweenCallsIsMadeAgain) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Before"));
-  std::filesystem::remove_all(folder + "/Morlane");
-  EXPECT_FALSE(XRegistry::ValueExists(u"Before"));
-  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"After"));
-  EXPECT_TRUE(std::filesystem::exists(StoreFile()));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"After"), 2u);
-}
-
-TEST_F(XRegistryTest, ThreadsWritingAtOnceLoseNothing) {
-  constexpr int threads = 8;
-  constexpr int writes = 25;
-  std::vector<std::thread> workers;
-  std::atomic<int> failures{0};
-  for (int t = 0; t < threads; ++t) {
-    workers.emplace_back([t, &failures] {
-      for (int i = 0; i < writes; ++i) {
-        std::u16string name =
-            u"T" + std::u16string(1, char16_t(u'a' + t)) + std::u16string(1, char16_t(u'a' + i));
-        if (!XRegistry::WriteDWORD(uint32_t(t * 100 + i), name.c_str())) ++failures;
-      }
-    });
-  }
-  for (std::thread& worker : workers) worker.join();
-  EXPECT_EQ(failures.load(), 0);
-  EXPECT_EQ(ValueNames(0, nullptr).size(), size_t(threads * writes));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Thy"), 724u);
-}

@@ -103,20 +103,6 @@ TEST(XThreadTest, OverrunLeavesTheThreadSuspendedAndTheNextStopResumesIt) {
   EXPECT_TRUE(thread.IsFinished());
 }
 
-TEST(XThreadTest, ThreadsStartedTogetherHaveTheirOwnQuitEvents) {
-  std::atomic<bool> secondQuit{false};
-  XThread first, second;
-  ASSERT_TRUE(first.Start([](XEvent& quit) { quit.Wait(XEvent::Infinite); }, false, 0));
-  ASSERT_TRUE(
-      second.Start([&](XEvent& quit) { secondQuit = quit.Wait(XEvent::Infinite); }, false, 0));
-  first.SignalStop(true);
-  EXPECT_TRUE(first.IsFinished());
-  EXPECT_FALSE(second.QuitEvent()->IsSet());
-  EXPECT_FALSE(second.IsFinished());
-  second.Close();
-  EXPECT_TRUE(secondQuit);
-}
-
 TEST(XThreadTest, FunctionFormPassesTheArgumentAndAStartReplacesTheOldThread) {
   std::atomic<uintptr_t> seen{0};
   auto body = [](XEvent& quit, uintptr_t argument) {
@@ -147,17 +133,6 @@ TEST(XThreadTest, DetachLetsTheThreadRunOn) {
   }  // the destructor must not wait for the detached thread
   go = true;
   EXPECT_TRUE(Eventually([&] { return done.load(); }));
-}
-
-TEST(XThreadTest, ObjectWithoutThreadIsFinishedAndStopsQuietly) {
-  XThread thread;
-  EXPECT_TRUE(thread.IsFinished());
-  EXPECT_TRUE(thread.WaitFinished(10));
-  thread.SignalStop(true);
-  thread.SetPriority(XThreadPriorityLowest);
-  thread.Close();
-  thread.Detach();
-  EXPECT_EQ(thread.QuitEvent(), nullptr);
 }
 
 TEST(XThreadTest, PrioritiesBecomeNiceOffsetsAndIdlePolicy) {
