@@ -188,10 +188,8 @@ TEST_F(XRegistryTest, DeleteValueRemovesOnlyThatValue) {
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Gone"));
   ASSERT_TRUE(XRegistry::WriteDWORD(2, u"Stays"));
   XRegistry::DeleteValue(u"GONE");
-  EXPECT_FALSE(XRegistry::ValueExists(u"Gone"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Stays"), 2u);
   XRegistry::DeleteValue(u"Never");
-  EXPECT_TRUE(XRegistry::ValueExists(u"Stays"));
+  EXPECT_EQ(Dword(u"Gone") + "," + Dword(u"Stays"), "0 failed,2");
 }
 
 TEST_F(XRegistryTest, DeleteKeyRemovesTheWholeSubtree) {
@@ -259,20 +257,14 @@ TEST_F(XRegistryTest, OtherRootsReadTheSystemStoreAndAreNeverWritten) {
 
 TEST_F(XRegistryTest, StorePathFollowsXdgConfigHomeElseHome) {
   EXPECT_EQ(XRegStore::UserStorePath(), folder + "/Morlane/Tonvera/settings.db");
-  const char* home = getenv("HOME");
-  std::string homeBefore = home ? home : "";
-  setenv("HOME", folder.c_str(), 1);
-  setenv("XDG_CONFIG_HOME", "relative/ignored", 1);
-  EXPECT_EQ(XRegStore::UserStorePath(), folder + "/.config/Morlane/Tonvera/settings.db");
-  unsetenv("XDG_CONFIG_HOME");
-  EXPECT_EQ(XRegStore::UserStorePath(), folder + "/.config/Morlane/Tonvera/settings.db");
+  const std::string underHome = folder + "/.config/Morlane/Tonvera/settings.db";
+  ScopedEnv home("HOME", folder.c_str());
+  ScopedEnv relative("XDG_CONFIG_HOME", "relative/ignored");
+  EXPECT_EQ(XRegStore::UserStorePath(), underHome);
+  ScopedEnv unset("XDG_CONFIG_HOME", nullptr);
+  EXPECT_EQ(XRegStore::UserStorePath(), underHome);
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V"));
-  EXPECT_TRUE(std::filesystem::exists(folder + "/.config/Morlane/Tonvera/settings.db"));
-  if (home) {
-    setenv("HOME", homeBefore.c_str(), 1);
-  } else {
-    unsetenv("HOME");
-  }
+  EXPECT_TRUE(std::filesystem::exists(underHome));
 }
 
 TEST_F(XRegistryTest, DamagedStoresGiveDefaultsAndAreLeftAlone) {
