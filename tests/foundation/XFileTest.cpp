@@ -169,54 +169,42 @@ TEST_F(XFileTest, WriteToReadOnlyFileFails) {
   EXPECT_NE(XGetLastError(), XErrNone);
 }
 
-TEST_F(XFileTest, ReadLineNarrowHandlesEveryBreak) {
-  Put("f", "one\r\ntwo\rthree\nfour");
-  EXPECT_EQ(Lines("f", false, false), (Texts{"one", "two", "three", "four"}));
-  Put("g", "\n\r\nx\n");
-  EXPECT_EQ(Lines("g", false, false), (Texts{"", "", "x"}));
-  Put("h", "a\rb\r");
-  EXPECT_EQ(Lines("h", false, false), (Texts{"a", "b"}));
-  Put("e", "");
-  EXPECT_EQ(Lines("e", false, false), Texts{});
-  Put("cr", "\r");
-  EXPECT_EQ(Lines("cr", false, false), Texts{});
-}
-
-TEST_F(XFileTest, ReadLineUtf8SkipsTheMarkAndDecodes) {
-  Put("f", "\xEF\xBB\xBFh\xC3\xA9\r\n\xE2\x82\xAC");
-  EXPECT_EQ(Lines("f", false, true), (Texts{"h\xC3\xA9", "\xE2\x82\xAC"}));
-  // Without the rest of the mark the lone EF stays and what follows is read again.
-  Put("g",
-      "\xEF"
-      "AB");
-  EXPECT_EQ(Lines("g", false, true), (Texts{"\xEF\xBF\xBD"
-                                            "AB"}));
-  Put("h",
-      "\xEF"
-      "\n");
-  EXPECT_EQ(Lines("h", false, true), (Texts{"\xEF\xBF\xBD"}));
-}
-
-TEST_F(XFileTest, ReadLineWideHandlesMarkBreaksAndSurrogates) {
-  std::u16string text = u"\uFEFFab\r\ncd\re\n\n\U0001F600z";
-  Put("f", std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2));
-  EXPECT_EQ(Lines("f", true, false), (Texts{"ab", "cd", "e", "", "\xF0\x9F\x98\x80z"}));
-  // An odd byte at the end is no unit.
-  Put("g", std::string("a\0b\0c", 5));
-  EXPECT_EQ(Lines("g", true, false), (Texts{"ab"}));
-}
-
-TEST_F(XFileTest, ReadLineTakesVeryLongLines) {
-  std::string longLine(100000, 'q');
-  longLine[99999] = 'w';
-  Put("f", longLine + "\r\nend");
-  EXPECT_EQ(Lines("f", false, false), (Texts{longLine, "end"}));
-  std::u16string wide(70000, u'\u00E4');
-  std::string bytes(reinterpret_cast<const char*>(wide.data()), wide.size() * 2);
-  Put("g", bytes);
-  Texts lines = Lines("g", true, false);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(XString::FromUtf8(lines[0]).Length(), 70000);
+TEST_F(XFileTest, ReadLineHandlesBreaksMarksAndEncodings) {
+  auto wide = [](std::u16string text) {
+    return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+  };
+  const std::string longLine = std::string(99999, 'q') + "w";
+  const struct {
+    std::string bytes;
+    bool wide, utf8;
+    Texts lines;
+  } cases[] = {
+      {"one\r\ntwo\rthree\nfour", false, false, {"one", "two", "three", "four"}},
+      {"\n\r\nx\n", false, false, {"", "", "x"}},
+      {"a\rb\r", false, false, {"a", "b"}},
+      {"", false, false, {}},
+      {"\r", false, false, {}},
+      {longLine + "\r\nend", false, false, {longLine, "end"}},
+      {"\xEF\xBB\xBFh\xC3\xA9\r\n\xE2\x82\xAC", false, true, {"h\xC3\xA9", "\xE2\x82\xAC"}},
+      // Without the rest of the mark the lone EF stays and what follows is read again.
+      {"\xEF"
+       "AB",
+       false,
+       true,
+       {"\xEF\xBF\xBD"
+        "AB"}},
+      {"\xEF\n", false, true, {"\xEF\xBF\xBD"}},
+      {wide(u"\uFEFFab\r\ncd\re\n\n\U0001F600z"),
+       true,
+       false,
+       {"ab", "cd", "e", "", "\xF0\x9F\x98\x80z"}},
+      {std::string("a\0b\0c", 5), true, false, {"ab"}},  // an odd byte at the end is no unit
+      {wide(std::u16string(70000, u'a')), true, false, {std::string(70000, 'a')}},
+  };
+  for (const auto& c : cases) {
+    Put("f", c.bytes);
+    EXPECT_EQ(Lines("f", c.wide, c.utf8), c.lines) << c.bytes.substr(0, 20);
+  }
 }
 
 TEST_F(XFileTest, WriteLineAndBomRoundTrip) {
