@@ -1,11 +1,6 @@
 // The option list: the tokeniser, separated items, look-ups and the text forms.
 #include "foundation/XArgList.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "tests/foundation/Fixtures.h"
 
 namespace {

@@ -1,28 +1,17 @@
 // Tests of the debug log: markers and indentation, reports on the channels, start-up, threads.
 #include "foundation/XDebugLog.h"
-
-#include <gtest/gtest.h>
+#include "tests/foundation/Fixtures.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
-#include <cstring>
 #include <list>
 
-#include "tests/support/ScratchFolder.h"
-
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "foundation/XEvent.h"
 #include "foundation/XFile.h"
-#include "foundation/XRegistry.h"
-#include "foundation/XString.h"
 #include "foundation/XTextCodec.h"
 
 namespace {

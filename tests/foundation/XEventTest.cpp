@@ -1,13 +1,6 @@
 // XEvent: create-or-open by name, manual reset, waits, and sharing with other processes.
 #include "foundation/XEvent.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "foundation/XLastError.h"
-#include "foundation/XString.h"
 #include "foundation/XTextCodec.h"
 #include "tests/foundation/Fixtures.h"
 #include "tests/sdk/support/NamedPeer.h"

@@ -1,11 +1,8 @@
 // Folder enumeration by wildcard, single entry look-up, and names that must survive UTF-8.
 #include "foundation/XFileFinder.h"
 
-#include "foundation/XLastError.h"
 #include "foundation/XPath.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
 
 #include <unistd.h>
 #include <set>

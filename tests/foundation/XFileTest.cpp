@@ -2,13 +2,11 @@
 #include "foundation/XFile.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <ctime>
 
-#include "foundation/XLastError.h"
 #include "tests/foundation/Fixtures.h"
 
 class XFileTest : public XFileTestFolder {

@@ -1,10 +1,7 @@
 // Tests of the whole-file helpers: files to and from memory, lines by their mark, shifting.
-#include <gtest/gtest.h>
 
 #include "foundation/XBuffer.h"
 #include "foundation/XFile.h"
-#include "foundation/XLastError.h"
-#include "foundation/XStringList.h"
 #include "tests/foundation/Fixtures.h"
 
 class XFileWholeTest : public XFileTestFolder {};

@@ -1,15 +1,9 @@
 // Number, size and duration texts: punctuation from the settings, grouping, signs, rounding.
 #include "foundation/XFormat.h"
-#include "foundation/XRegistry.h"
-#include "foundation/XString.h"
 #include "tests/foundation/Fixtures.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <cstdint>
 #include <limits>
-#include <string>
 
 namespace {
 

@@ -1,9 +1,6 @@
 // Tests of XMappedFile: the view, the empty file, and the exclusive hold.
 #include "foundation/XMappedFile.h"
 
-#include <gtest/gtest.h>
-
-#include "foundation/XLastError.h"
 #include "tests/foundation/Fixtures.h"
 
 class XMappedFileTest : public XFileTestFolder {};

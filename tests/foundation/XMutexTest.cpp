@@ -1,12 +1,7 @@
 // XMutex: create-or-open by name, recursion, time-outs and holders that die.
 #include "foundation/XMutex.h"
+#include "tests/foundation/Fixtures.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "foundation/XLastError.h"
-#include "foundation/XString.h"
 #include "foundation/XTextCodec.h"
 #include "tests/sdk/support/NamedPeer.h"
 

@@ -3,17 +3,12 @@
 
 #include "foundation/XEvent.h"
 #include "foundation/XFile.h"
-#include "foundation/XLastError.h"
-#include "foundation/XStringList.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
 #include <set>
 #include <thread>
-#include <vector>
 
 namespace {
 

@@ -2,7 +2,6 @@
 #include "foundation/XPipe.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -11,8 +10,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "foundation/XLastError.h"
-#include "foundation/XStringList.h"
 #include "tests/foundation/Fixtures.h"
 
 class XPipeTest : public XFileTestFolder {

@@ -2,19 +2,13 @@
 #include "foundation/XProcessLaunch.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
-#include <string>
-#include <vector>
 
-#include "foundation/XLastError.h"
 #include "foundation/XTextCodec.h"
 #include "tests/foundation/Fixtures.h"
 

@@ -1,16 +1,6 @@
 // The settings store's string-list functions: multi-string values and listings.
-#include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
-#include "foundation/XString.h"
-#include "foundation/XStringList.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
 
 namespace {
 

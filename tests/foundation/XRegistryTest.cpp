@@ -1,22 +1,15 @@
 // The settings store: type rules, create-on-read, subtrees, damaged stores, and many
 // threads and processes writing at once.
-#include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
-#include "foundation/XString.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
 
 #include <spawn.h>
 #include <sys/wait.h>
 #include <atomic>
 #include <cstring>
-#include <fstream>
-#include <string>
 #include <thread>
 #include <tuple>
 #include <type_traits>
-#include <vector>
 
 extern char** environ;
 

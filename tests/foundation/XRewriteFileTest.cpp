@@ -1,7 +1,6 @@
 // Tests of XRewriteFile: working names, commit and abandon, and the purge of leftovers.
 #include "foundation/XRewriteFile.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "tests/foundation/Fixtures.h"

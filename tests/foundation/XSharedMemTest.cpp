@@ -1,10 +1,6 @@
 // XSharedMem: the counter block and its mutex, shared with other processes.
 #include "foundation/XSharedMem.h"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
+#include "tests/foundation/Fixtures.h"
 
 #include "foundation/XTextCodec.h"
 #include "tests/sdk/support/NamedPeer.h"

@@ -1,15 +1,9 @@
 // The string list: ownership, search, splitting, joining, the flat form and sorting.
-#include "foundation/XStringList.h"
 
 #include "foundation/XBuffer.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cstring>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "tests/foundation/Fixtures.h"
 

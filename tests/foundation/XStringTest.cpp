@@ -1,11 +1,7 @@
 // XString: storage rules, positions, searching, changing, numbers, formatting and sort order.
-#include "foundation/XString.h"
-
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-#include <string>
 
 #include "tests/foundation/Fixtures.h"
 

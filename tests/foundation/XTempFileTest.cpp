@@ -1,11 +1,8 @@
 // Temporary files and folders: made new and unique, deleted with their owner.
 #include "foundation/XTempFile.h"
 
-#include "foundation/XLastError.h"
 #include "foundation/XPath.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 

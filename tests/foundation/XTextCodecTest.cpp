@@ -1,11 +1,6 @@
 // Text codec: the sizing contract, UTF-8 edges, lone surrogates and US-ASCII.
 #include "foundation/XTextCodec.h"
-
-#include "foundation/XLastError.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
+#include "tests/foundation/Fixtures.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Tests of worker threads: start gate, quit event, suspension after an overrun, the list.
 #include "foundation/XThread.h"
+#include "tests/foundation/Fixtures.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <string>
 #include <thread>
 
 #include "foundation/XEvent.h"
