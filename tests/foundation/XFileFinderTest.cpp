@@ -126,24 +126,3 @@ TEST(XFileFinderTest, ReportsLinksWithWhatTheyPointAt) {
   EXPECT_FALSE(dangling.IsFolder());
   EXPECT_TRUE(dangling.data.attributes & XAttrLink);
 }
-
-TEST(XFileFinderTest, NamesSurviveTheRoundTripThroughTheFileSystem) {
-  ScratchFolder dir;
-  const std::u16string names[] = {u"with blanks .flac", u"\"double\" and 'single'.mp3",
-                                  u"\u00C9t\u00E9 \u00E0 l'\u00EEle.ogg", u"\u65E5\u672C\u8A9E.wav",
-                                  u"\U0001F3B5 \U0001F600.opus"};
-  for (const std::u16string& name : names) {
-    XString path = AppendPath(dir.Path(), XString(name.c_str()));
-    ASSERT_TRUE(CreateFolders(FolderOf(path)));
-    XFileFinder before(path);
-    EXPECT_FALSE(before.Next());
-    dir.WriteFile(U8(XString(name.c_str())));
-    XFileFinder after(path);
-    ASSERT_TRUE(after.Next()) << U8(path);
-    EXPECT_EQ(std::u16string(after.data.name.CStr()), name);
-  }
-  std::set<std::u16string> found;
-  XFileFinder all(dir.Path(), u"*.*");
-  while (all.Next()) found.insert(all.data.name.CStr());
-  EXPECT_EQ(found, std::set<std::u16string>(std::begin(names), std::end(names)));
-}

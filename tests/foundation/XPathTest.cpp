@@ -153,10 +153,9 @@ TEST(XPathTest, ErrorGuidAndRecycleTexts) {
   EXPECT_EQ(a[12], '4');  // random, version four
   EXPECT_NE(std::string("89AB").find(a[16]), std::string::npos);
   EXPECT_NE(a, U8(NewGuidText()));
-  EXPECT_TRUE(IsRecycleFolder(u"/share/@eaDir"));
-  EXPECT_TRUE(IsRecycleFolder(u"/share/$recycle.bin"));
-  EXPECT_FALSE(IsRecycleFolder(u"/share/@eaDir/x"));
-  EXPECT_FALSE(IsRecycleFolder(u"/share/recycle"));
+  EXPECT_EQ((Ints{IsRecycleFolder(u"/share/@eaDir"), IsRecycleFolder(u"/share/$recycle.bin"),
+                  IsRecycleFolder(u"/share/@eaDir/x"), IsRecycleFolder(u"/share/recycle")}),
+            (Ints{1, 1, 0, 0}));
 }
 
 TEST(XPathTest, TempNamesAreUniqueAcrossThreads) {
@@ -182,25 +181,26 @@ TEST(XPathTest, ExistsAttributesAndSize) {
   ScratchFolder dir;
   dir.WriteFile("f", "12345");
   XString f = X(dir / "f"), missing = X(dir / "missing");
-  bool isFolder = true, failed = true;
-  EXPECT_TRUE(Exists(f, &isFolder));
-  EXPECT_FALSE(isFolder);
-  for (const XString& folder : {dir.Path(), XString(u"/")}) {
-    isFolder = false;
-    EXPECT_TRUE(Exists(folder, &isFolder));
-    EXPECT_TRUE(isFolder);
-  }
-  EXPECT_FALSE(Exists(missing, &isFolder));
-  EXPECT_FALSE(Exists(u"", nullptr));
-  EXPECT_FALSE(GetAttributes(f, &failed) & XAttrReadOnly);
-  EXPECT_FALSE(failed);
+  // 0 for nothing there, 1 for a file, 2 for a folder.
+  auto kind = [](const XString& path) {
+    bool isFolder = true;
+    return Exists(path, &isFolder) ? 1 + isFolder : 0;
+  };
+  EXPECT_EQ((Ints{kind(f), kind(dir.Path()), kind(u"/"), kind(missing), Exists(u"", nullptr)}),
+            (Ints{1, 2, 2, 0, 0}));
+  // The read-only bit, or -1 when the attributes could not be read.
+  auto readOnly = [](const XString& path) {
+    bool failed = true;
+    uint32_t attributes = GetAttributes(path, &failed);
+    return failed ? -1 : (attributes & XAttrReadOnly ? 1 : 0);
+  };
+  EXPECT_EQ(readOnly(f), 0);
   ASSERT_TRUE(SetAttributes(f, XAttrReadOnly, 0));
-  EXPECT_TRUE(GetAttributes(f) & XAttrReadOnly);
+  EXPECT_EQ(readOnly(f), 1);
   ASSERT_TRUE(SetAttributes(f, 0, XAttrReadOnly));
-  EXPECT_FALSE(GetAttributes(f) & XAttrReadOnly);
-  EXPECT_EQ(GetAttributes(missing, &failed), 0u);
-  EXPECT_TRUE(failed);
-  EXPECT_FALSE(SetAttributes(missing, XAttrReadOnly, 0));
+  EXPECT_EQ((Ints{readOnly(f), readOnly(missing), SetAttributes(missing, XAttrReadOnly, 0)}),
+            (Ints{0, -1, 0}));
+  bool failed = true;
   EXPECT_EQ(SizeOf(f, &failed), 5u);
   EXPECT_FALSE(failed);
   EXPECT_EQ(SizeOf(dir.Path(), &failed), 0u);
