@@ -48,17 +48,13 @@ TEST(XEventTest, WaitTimesOutWithTheTimeOutError) {
 
 TEST(XEventTest, ToggleTellsTheNewStateAndAClosedEventDoesNothing) {
   XEvent event;
-  EXPECT_TRUE(event.Toggle());
-  EXPECT_TRUE(event.IsSet());
-  EXPECT_FALSE(event.Toggle());
-  EXPECT_FALSE(event.IsSet());
+  EXPECT_EQ((Ints{event.Toggle(), event.IsSet(), event.Toggle(), event.IsSet()}),
+            (Ints{1, 1, 0, 0}));
   event.Close();
   event.Set();
   event.Reset();
-  EXPECT_FALSE(event.IsSet());
-  EXPECT_FALSE(event.Wait(10));
-  EXPECT_TRUE(event.Toggle());
-  EXPECT_FALSE(event.IsSet());
+  EXPECT_EQ((Ints{event.IsSet(), event.Wait(10), event.Toggle(), event.IsSet()}),
+            (Ints{0, 0, 1, 0}));
 }
 
 TEST(XEventTest, WaitEitherTellsWhichOneOrTimeOutOrFailure) {

@@ -191,18 +191,6 @@ TEST(XStringListTest, MultiStringBytes) {
   }
 }
 
-TEST(XStringListTest, MultiStringRoundTrips) {
-  XStringList list = ListOf({u"first", u"", u"with blank", u"\u00fcml\u00e4ut", u"", u"last"});
-  XStringList ascii = ListOf({u"a", u"", u"b c"});
-  for (auto [source, wide] : {std::pair{&list, 0}, {&list, 1}, {&ascii, 8}}) {
-    XBuffer buffer;
-    ASSERT_TRUE(source->ToMultiString(buffer, wide));
-    XStringList back;
-    back.FromMultiString(buffer.data, buffer.size, wide);
-    EXPECT_TRUE(back.Equals(*source)) << wide;
-  }
-}
-
 TEST(XStringListTest, FromMultiStringStopsAtADoubleZeroOrTheSize) {
   const char16_t data[] = u"a\0b\0\0c\0";
   const char16_t zeros[] = u"\0\0\0";
