@@ -80,28 +80,3 @@ TEST_F(XRegistryListsTest, EnumerationStopsAtANameTooLongForItsBuffer) {
   EXPECT_EQ(Listed(names), "1:" + std::string(1039, 'a'));
   EXPECT_EQ(types.size(), 1u);
 }
-
-TEST_F(XRegistryListsTest, NoDefaultAndNoKeyListsNothing) {
-  XRegistry::SetDefaultKey(0, nullptr);
-  XStringList list;
-  list.Add(u"stale");
-  EXPECT_FALSE(XRegistry::EnumKeys(0, nullptr, list));
-  EXPECT_EQ(list.Count(), 0);
-  EXPECT_FALSE(XRegistry::EnumValues(HKEY_CURRENT_USER, nullptr, list));
-  EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
-  EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
-  EXPECT_FALSE(std::filesystem::exists(folder + "/Morlane"));
-}
-
-TEST_F(XRegistryListsTest, DamagedStoreListsNothing) {
-  std::filesystem::create_directories(StoreFolder());
-  std::ofstream(StoreFile(), std::ios::binary) << std::string(4096, '\x5a');
-  XStringList list;
-  list.Add(u"x");
-  EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
-  EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
-  EXPECT_FALSE(XRegistry::EnumKeys(HKEY_CURRENT_USER, u"", list));
-  std::vector<uint32_t> types{1};
-  EXPECT_FALSE(XRegistry::EnumValues(0, nullptr, list, &types));
-  EXPECT_TRUE(types.empty());
-}
