@@ -1,7 +1,6 @@
 // Tests of XMemoryFile: file behaviour over a buffer, growth, gaps and the end.
 #include "foundation/XMemoryFile.h"
-
-#include <gtest/gtest.h>
+#include "tests/foundation/Fixtures.h"
 
 #include "foundation/XBuffer.h"
 
@@ -25,10 +24,9 @@ TEST(XMemoryFileTest, ReadsStopAtTheLength) {
   EXPECT_EQ(file.Read(out, 4, XSeekCurrent, &failed), 0u);
   EXPECT_FALSE(failed);
   ASSERT_TRUE(file.Write("12345", 5));
-  EXPECT_EQ(file.Read(out, 4, XSeekStart, &failed), 4u);
-  EXPECT_EQ(file.Read(out, 4), 1u);
-  EXPECT_EQ(out[0], '5');
-  EXPECT_EQ(file.Read(out, 4), 0u);
+  EXPECT_EQ(
+      (Ints{file.Read(out, 4, XSeekStart, &failed), file.Read(out, 4), out[0], file.Read(out, 4)}),
+      (Ints{4, 1, '5', 0}));
 }
 
 TEST(XMemoryFileTest, WriteBehindTheEndLeavesZeros) {

@@ -16,10 +16,9 @@ class XRewriteFileTest : public XFileTestFolder {
 
 TEST_F(XRewriteFileTest, RewriteNameCarriesProcessIdAndNumber) {
   std::string pid = std::to_string(getpid());
-  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 0).ToUtf8String(),
-            "a.txt.p" + pid + ".rewrite.tmp");
-  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 1).ToUtf8String(),
-            "a.txt.p" + pid + ".1.rewrite.tmp");
+  EXPECT_EQ(
+      Joined({XRewriteFile::RewriteName(u"a.txt", 0), XRewriteFile::RewriteName(u"a.txt", 1)}),
+      "a.txt.p" + pid + ".rewrite.tmp|a.txt.p" + pid + ".1.rewrite.tmp");
 }
 
 TEST_F(XRewriteFileTest, CommitReplacesTheTargetOnlyAtFinish) {
@@ -69,8 +68,7 @@ TEST_F(XRewriteFileTest, PurgeDeletesOnlyWorkingFiles) {
   Put("c.rewrite.tmp.keep", "3");
   Put("d.txt", "4");
   PurgeRewriteFiles(XString::FromUtf8(folder));
-  EXPECT_FALSE(Exists("a.rewrite.tmp"));
-  EXPECT_FALSE(Exists("b.REWRITE.TMP"));
-  EXPECT_TRUE(Exists("c.rewrite.tmp.keep"));
-  EXPECT_TRUE(Exists("d.txt"));
+  EXPECT_EQ((Ints{Exists("a.rewrite.tmp"), Exists("b.REWRITE.TMP"), Exists("c.rewrite.tmp.keep"),
+                  Exists("d.txt")}),
+            (Ints{0, 0, 1, 1}));
 }

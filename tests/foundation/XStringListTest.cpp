@@ -64,14 +64,11 @@ TEST(XStringListTest, IndexOfFindsTheFirstMatch) {
             list.IndexOf(u"ALPHA", false), list.IndexOf(u"alph", true), list.IndexOf(u"", true),
             list.IndexOf(u"\u00c9T\u00c9", true), list.IndexOf(u"\u00e9T\u00e9", true)}),
       (Ints{0, 2, -1, -1, 3, -1, 4}));
-  EXPECT_TRUE(list.Contains(u"BETA"));
-  EXPECT_FALSE(list.Contains(u"BETA", false));
-  int32_t at = 42;
-  EXPECT_TRUE(list.Find(u"beta", false, &at));
-  EXPECT_EQ(at, 1);
-  EXPECT_FALSE(list.Find(u"gamma", true, &at));
-  EXPECT_EQ(at, -1);
-  EXPECT_TRUE(list.Find(u"beta", true, nullptr));
+  int32_t at = 42, missing = 42;
+  EXPECT_EQ(
+      (Ints{list.Contains(u"BETA"), list.Contains(u"BETA", false), list.Find(u"beta", false, &at),
+            at, list.Find(u"gamma", true, &missing), missing, list.Find(u"beta", true, nullptr)}),
+      (Ints{1, 0, 1, 1, 0, -1, 1}));
 }
 
 TEST(XStringListTest, AddAllWithoutDuplicatesAddsOneOfTwoEqual) {
