@@ -47,9 +47,9 @@ TEST_F(XFileTest, DispositionsDecideWhatAnOpenDoes) {
     Put("old", "contents");
     XSetLastError(12345);
     XFile file(Path(c.name), c.access, c.disposition);
-    EXPECT_EQ(file.IsOpen(), c.size >= 0) << c.name << " " << c.disposition;
-    EXPECT_EQ(XGetLastError(), c.error) << c.name << " " << c.disposition;
-    if (file.IsOpen()) EXPECT_EQ(file.Size(), c.size) << c.name << " " << c.disposition;
+    SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.disposition));
+    EXPECT_EQ(XGetLastError(), c.error);
+    EXPECT_EQ(file.IsOpen() ? file.Size() : -1, c.size);
     EXPECT_EQ(file.ownsHandle, file.IsOpen());
   }
   EXPECT_FALSE(Exists("missing"));
