@@ -159,34 +159,24 @@ TEST_F(XDebugLogTest, ConcurrentLinesNeverInterleave) {
   EXPECT_EQ(seen.size(), size_t(Threads * Lines));
 }
 
-TEST_F(XDebugLogTest, EnvironmentStartUsesTheDocumentsFolderAndLeavesTheSettingAlone) {
-  setenv("TONVERA_DEBUG", "1", 1);
-  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
-  XFile file;
-  XEvent watch;
-  ASSERT_TRUE(StartDebugLog(file, watch));
-  EXPECT_EQ(XLogContext().logHandle, file.Handle());
-  std::string path = file.path.ToUtf8String();
-  EXPECT_EQ(path.rfind(dir + "/home/Documents/TVDebug-", 0), 0u) << path;
-  XSetLogContext({2, -1, -1});
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 1u);
-}
-
-TEST_F(XDebugLogTest, SettingStartIsOneShotAndUsesATemporaryFile) {
-  XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera");
-  {
+TEST_F(XDebugLogTest, StartByTheEnvironmentKeepsTheSettingAndByTheSettingIsOneShot) {
+  const char16_t* key = u"Software\\Morlane\\Tonvera";
+  for (bool byEnvironment : {true, false}) {
+    SCOPED_TRACE(byEnvironment);
+    if (byEnvironment) setenv("TONVERA_DEBUG", "1", 1);
+    if (!byEnvironment) unsetenv("TONVERA_DEBUG");
+    XRegistry::WriteDWORD(1, u"Debug", HKEY_CURRENT_USER, key);
     XFile file;
     XEvent watch;
     ASSERT_TRUE(StartDebugLog(file, watch));
-    EXPECT_TRUE(watch.IsOpen());
+    EXPECT_EQ(XLogContext().logHandle, file.Handle());
     std::string path = file.path.ToUtf8String();
-    std::string name = std::filesystem::path(path).filename().string();
-    EXPECT_EQ(std::filesystem::path(path).parent_path(), std::filesystem::path(dir + "/tmp"));
-    EXPECT_EQ(name.rfind("DBG", 0), 0u) << name;
-    EXPECT_TRUE(name.ends_with(".TXT")) << name;
+    // The environment's log goes to the documents, the setting's to a temporary file.
+    EXPECT_EQ(path.rfind(dir + (byEnvironment ? "/home/Documents/TVDebug-" : "/tmp/DBG"), 0), 0u);
+    EXPECT_TRUE(byEnvironment || (watch.IsOpen() && path.ends_with(".TXT"))) << path;
     XSetLogContext({2, -1, -1});
+    EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, key), byEnvironment ? 1u : 0u);
   }
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", HKEY_CURRENT_USER, u"Software\\Morlane\\Tonvera"), 0u);
   XFile none;
   XEvent noWatch;
   EXPECT_FALSE(StartDebugLog(none, noWatch));
