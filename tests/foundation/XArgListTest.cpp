@@ -2,6 +2,7 @@
 #include "foundation/XArgList.h"
 
 #include "tests/foundation/Fixtures.h"
+#include "tests/sdk/support/NamedPeer.h"
 
 namespace {
 
@@ -131,4 +132,12 @@ TEST(XArgListTest, ParseArgvStopsAtTheCountOrANullItem) {
   EXPECT_EQ(args.Count(), 0);
   args.ParseArgv(9, argv, 2);  // a null item ends the arguments
   EXPECT_EQ(Rendered(args), "b=c d");
+}
+
+TEST(XArgListTest, DefaultConstructionReadsTheProcessArguments) {
+  std::string output;
+  EXPECT_EQ(named_peer::RunPeer(std::string(TV_TEST_BIN_DIR) + "/ArgListEcho",
+                                {"-in=x y.wav", "--Level", "-q", "5", "plain", "-never"}, &output),
+            0);
+  EXPECT_EQ(output, "in=x y.wav|Level=|q=5|\n");
 }
