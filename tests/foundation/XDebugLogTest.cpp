@@ -182,4 +182,25 @@ TEST_F(XDebugLogTest, StartByTheEnvironmentKeepsTheSettingAndByTheSettingIsOneSh
   EXPECT_FALSE(StartDebugLog(none, noWatch));
   EXPECT_FALSE(none.IsOpen());
   EXPECT_EQ(XLogContext().logHandle, -1);
+  // A requested log that cannot be created is no log.
+  setenv("TONVERA_DEBUG", "1", 1);
+  std::filesystem::remove_all(dir + "/home/Documents");
+  std::ofstream(dir + "/home/Documents") << "a file where the folder should be";
+  EXPECT_FALSE(StartDebugLog(none, noWatch));
+  EXPECT_FALSE(none.IsOpen());
+}
+
+TEST_F(XDebugLogTest, RequestNeedsAValueAndLaterFileNamesCountUp) {
+  EXPECT_FALSE(IsDebugRequested());
+  setenv("TONVERA_DEBUG", "", 1);
+  EXPECT_FALSE(IsDebugRequested());
+  setenv("TONVERA_DEBUG", "0", 1);  // the value itself isn't looked at
+  EXPECT_TRUE(IsDebugRequested());
+  std::string first = U8(DebugFileName()), second = U8(DebugFileName());
+  // The first name of a process has no counter; every later one the count before it.
+  std::string stem = dir + "/home/Documents/TVDebug-" + std::to_string(getpid());
+  unsigned before =
+      first == stem + ".txt" ? 0 : unsigned(std::stoul(first.substr(stem.size() + 1)));
+  EXPECT_EQ(first.rfind(stem, 0), 0u) << first;
+  EXPECT_EQ(second, stem + "+" + std::to_string(before + 1) + ".txt");
 }
