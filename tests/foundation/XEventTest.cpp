@@ -27,7 +27,7 @@ TEST(XEventTest, SecondCreateOfANameOpensTheSameEvent) {
   EXPECT_FALSE(second.IsSet());
 }
 
-TEST(XEventTest, CopyIsASecondHandleOnTheSameEvent) {
+TEST(XEventTest, CopyDetachAndAttachKeepTheSameEvent) {
   XEvent original(Wide(UniqueName("evt")).c_str()), anonymous;
   XEvent copy(original), anonymousCopy(anonymous);
   EXPECT_TRUE(copy.AlreadyExisted());
@@ -36,6 +36,13 @@ TEST(XEventTest, CopyIsASecondHandleOnTheSameEvent) {
   anonymous.Set();
   EXPECT_TRUE(copy.IsSet());
   EXPECT_TRUE(anonymousCopy.IsSet());
+  XEvent::Handle handle = copy.Detach();
+  EXPECT_FALSE(copy.IsOpen());
+  XEvent attached;
+  attached.Attach(handle);
+  EXPECT_TRUE(attached.AlreadyExisted());
+  EXPECT_EQ(attached.GetHandle(), handle);
+  EXPECT_TRUE(attached.IsSet());
 }
 
 TEST(XEventTest, ToggleTellsTheNewStateAndAClosedEventDoesNothing) {

@@ -327,6 +327,14 @@ TEST(XPathTest, CopyFolderCopiesATreeWithUnusualNames) {
   EXPECT_EQ(XGetLastError(), XErrPathNotFound);
 }
 
+TEST(XPathTest, MoveFolderMovesATreeAndRemovesTheSource) {
+  ScratchFolder dir;
+  WriteTree(dir, "src/");
+  EXPECT_TRUE(MoveFolder(X(dir / "src/"), X(dir / "dst/")));
+  EXPECT_FALSE(dir.Has("src"));
+  for (const char* f : treeFiles) EXPECT_TRUE(dir.Has(std::string("dst/") + f)) << f;
+}
+
 // Special folders, read from a home and a configuration folder made by the test.
 
 namespace {

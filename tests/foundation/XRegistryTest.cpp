@@ -327,3 +327,12 @@ TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
   EXPECT_EQ(last % 1000, uint32_t(writes - 1));
   EXPECT_LT(last / 1000, uint32_t(processes));
 }
+
+TEST_F(XRegistryTest, AStoreRemovedBetweenCallsIsMadeAgain) {
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Before"));
+  std::filesystem::remove_all(folder + "/Morlane");
+  EXPECT_FALSE(XRegistry::ValueExists(u"Before"));
+  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"After"));
+  EXPECT_TRUE(std::filesystem::exists(StoreFile()));
+  EXPECT_EQ(XRegistry::ReadDWORD(u"After"), 2u);
+}

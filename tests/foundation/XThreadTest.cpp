@@ -134,6 +134,17 @@ TEST(XThreadTest, DetachLetsTheThreadRunOn) {
   EXPECT_TRUE(Eventually([&] { return done.load(); }));
 }
 
+TEST(XThreadTest, ObjectWithoutThreadIsFinishedAndStopsQuietly) {
+  XThread thread;
+  EXPECT_TRUE(thread.IsFinished());
+  EXPECT_TRUE(thread.WaitFinished(10));
+  thread.SignalStop(true);
+  thread.SetPriority(XThreadPriorityLowest);
+  thread.Close();
+  thread.Detach();
+  EXPECT_EQ(thread.QuitEvent(), nullptr);
+}
+
 TEST(XThreadTest, PrioritiesBecomeNiceOffsetsAndIdlePolicy) {
   errno = 0;
   int base = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
