@@ -37,12 +37,8 @@ TEST(XFileFinderTest, WildcardsMatchIgnoringAsciiCase) {
 
 TEST(XFileFinderTest, FindsMatchingEntriesAndNeverTheDotNames) {
   ScratchFolder dir;
-  dir.WriteFile("a.flac");
-  dir.WriteFile("B.FLAC");
-  dir.WriteFile("c.mp3");
-  dir.WriteFile("noext");
-  dir.WriteFile(".hidden");
-  dir.WriteFile("sub/inner.flac");
+  for (const char* name : {"a.flac", "B.FLAC", "c.mp3", "noext", ".hidden", "sub/inner.flac"})
+    dir.WriteFile(name);
   EXPECT_EQ(Find(dir, u"*.flac"), (std::set<std::string>{"a.flac", "B.FLAC"}));
   EXPECT_EQ(Find(dir, u"?.mp3"), (std::set<std::string>{"c.mp3"}));
   EXPECT_EQ(Find(dir, u"*.*"),

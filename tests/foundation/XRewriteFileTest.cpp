@@ -63,10 +63,8 @@ TEST_F(XRewriteFileTest, WithoutCommitOrFolderTheWorkIsThrownAway) {
 }
 
 TEST_F(XRewriteFileTest, PurgeDeletesOnlyWorkingFiles) {
-  Put("a.rewrite.tmp", "1");
-  Put("b.REWRITE.TMP", "2");
-  Put("c.rewrite.tmp.keep", "3");
-  Put("d.txt", "4");
+  for (const char* name : {"a.rewrite.tmp", "b.REWRITE.TMP", "c.rewrite.tmp.keep", "d.txt"})
+    Put(name, "x");
   PurgeRewriteFiles(XString::FromUtf8(folder));
   EXPECT_EQ((Ints{Exists("a.rewrite.tmp"), Exists("b.REWRITE.TMP"), Exists("c.rewrite.tmp.keep"),
                   Exists("d.txt")}),
