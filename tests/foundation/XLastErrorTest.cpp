@@ -1,4 +1,5 @@
 // The last error is per thread, and errno values map to the system's numbering.
+#include "foundation/XLastError.h"
 
 #include <cerrno>
 #include <thread>

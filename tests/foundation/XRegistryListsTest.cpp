@@ -1,4 +1,5 @@
 // The settings store's string-list functions: multi-string values and listings.
+#include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
 #include "tests/foundation/Fixtures.h"
 

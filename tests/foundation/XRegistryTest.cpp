@@ -1,5 +1,6 @@
 // The settings store: type rules, create-on-read, subtrees, damaged stores, and many
-// threads and processes writing at once.
+// processes writing at once.
+#include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
 #include "tests/foundation/Fixtures.h"
 

@@ -1,4 +1,5 @@
 // The string list: ownership, search, splitting, joining, the flat form and sorting.
+#include "foundation/XStringList.h"
 
 #include "foundation/XBuffer.h"
 

@@ -1,4 +1,5 @@
 // XString: storage rules, positions, searching, changing, numbers, formatting and sort order.
+#include "foundation/XString.h"
 
 #include <cmath>
 #include <limits>
