@@ -1,4 +1,4 @@
-// Folder enumeration by wildcard, single entry look-up, and names that must survive UTF-8.
+// Folder enumeration by wildcard, the entries it fills in, and single entry look-up.
 #include "foundation/XFileFinder.h"
 
 #include "foundation/XPath.h"

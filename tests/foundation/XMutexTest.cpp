@@ -1,4 +1,4 @@
-// XMutex: create-or-open by name, recursion, time-outs and holders that die.
+// XMutex: create-or-open by name, recursion, time-outs and release on close.
 #include "foundation/XMutex.h"
 #include "tests/foundation/Fixtures.h"
 
