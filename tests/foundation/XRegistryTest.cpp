@@ -37,10 +37,12 @@ void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t si
 }  // namespace
 
 // A read's value and whether it failed, as "value" or "value failed".
-template <typename Value>
-std::string Result(Value value, uint8_t failed) {
+template <typename Read>
+std::string Result(Read read) {
+  uint8_t failed = 7;
+  auto value = read(&failed);
   std::string text;
-  if constexpr (std::is_same_v<Value, XString>) {
+  if constexpr (std::is_same_v<decltype(value), XString>) {
     text = U8(value);
   } else {
     text = std::to_string(value);
@@ -49,24 +51,16 @@ std::string Result(Value value, uint8_t failed) {
 }
 
 std::string Dword(const char16_t* name, const char16_t* key = nullptr) {
-  uint8_t failed = 7;
-  uint32_t value = XRegistry::ReadDWORD(name, 0, key, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadDWORD(name, 0, key, f); });
 }
 std::string Qword(const char16_t* name) {
-  uint8_t failed = 7;
-  uint64_t value = XRegistry::ReadQWORD(name, 0, nullptr, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadQWORD(name, 0, nullptr, f); });
 }
 std::string Float(const char16_t* name) {
-  uint8_t failed = 7;
-  double value = XRegistry::ReadFloat(name, 0, nullptr, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadFloat(name, 0, nullptr, f); });
 }
 std::string String(const char16_t* name) {
-  uint8_t failed = 7;
-  XString value = XRegistry::ReadString(name, 0, nullptr, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadString(name, 0, nullptr, f); });
 }
 
 using XRegistryTest = XSettingsSandbox;
