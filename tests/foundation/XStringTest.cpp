@@ -331,14 +331,13 @@ TEST(XStringTest, BoolAndNanText) {
 }
 
 TEST(XStringTest, DoubleParsing) {
+  // A stray last character ends the fraction.
   const std::pair<const char16_t*, double> plain[] = {
       {u"  3.25 rest", 3.25}, {u"-0.5", -0.5}, {u"+12", 12}, {u"12x.5", 12},
-      {u".75", 0.75},         {u"", 0},        {u"1.5x", 1}};  // a stray last character ends the
-                                                               // fraction
+      {u".75", 0.75},         {u"", 0},        {u"1.5x", 1}};
   for (const auto& [text, value] : plain) EXPECT_DOUBLE_EQ(XString(text).ToDouble(), value);
-  const std::pair<const char16_t*, double> exp[] = {
-      {u"1.5e3", 1500}, {u"25E-2", 0.25}, {u"2.5", 2.5}};
-  for (const auto& [text, value] : exp) EXPECT_DOUBLE_EQ(XString(text).ToDoubleExp(), value);
+  for (const auto& [text, value] : {std::pair{u"1.5e3", 1500.0}, {u"25E-2", 0.25}, {u"2.5", 2.5}})
+    EXPECT_DOUBLE_EQ(XString(text).ToDoubleExp(), value);
 }
 
 TEST(XStringTest, DoublePrinting) {
