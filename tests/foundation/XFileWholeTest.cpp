@@ -65,11 +65,8 @@ TEST_F(XFileWholeTest, ShiftContentsMovesTheTailBothWays) {
   EXPECT_FALSE(ShiftContents(file, 200001, 1, false));
   file.Close();
   EXPECT_EQ(Get("f"), data);
-}
-
-TEST_F(XFileWholeTest, ShiftContentsAtTheEndGrowsWithZeros) {
+  // At the end a shift grows the file with zeros.
   Put("f", "abc");
-  XFile file;
   ASSERT_TRUE(file.OpenReadWrite(Path("f")));
   ASSERT_TRUE(ShiftContents(file, 3, 4, false));
   ASSERT_TRUE(ShiftContents(file, 1, 2, false));
