@@ -1,17 +1,8 @@
 // The option list: the tokeniser, separated items, look-ups and the text forms.
 #include "foundation/XArgList.h"
 
-#include <gtest/gtest.h>
-
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <random>
-
-#include <string>
-#include <vector>
-
 #include "tests/foundation/Fixtures.h"
+#include "tests/sdk/support/NamedPeer.h"
 
 namespace {
 
@@ -40,7 +31,6 @@ TEST(XArgListTest, TokeniserRules) {
   } cases[] = {
       {u"-a=1 -b \"x y\" --c -d=\"-e\" -f", 1, "a=1|b=x y|c=|d=-e|f="},
       {u"-name value", 1, "name=value"},
-      {u"-name = value", 1, "name=value"},
       {u"--name=\"value\"", 1, "name=value"},
       {u"-name\"value\"", 1, "name=value"},
       // A lone dash is dropped and the scan goes on.
@@ -50,7 +40,6 @@ TEST(XArgListTest, TokeniserRules) {
       {u"-a=\"x", 1, "a="},
       {u"-a=\"x-y z", 1, "a=|y=z"},
       {u"\"", 1, ""},
-      {u"-\"", 1, ""},
       // A value cannot start with a minus unless quoted.
       {u"-gain -3", 1, "gain=|3="},
       {u"-gain \"-3\"", 1, "gain=-3"},
@@ -58,53 +47,21 @@ TEST(XArgListTest, TokeniserRules) {
       // Text outside options is passed over.
       {u"loose words -a 1 more words", 1, "a=1"},
       {u"word-x", 1, "x="},
-      {u"nothing here", 1, ""},
       {u"", 1, ""},
       {u"-", 1, ""},
-      {u"- - --  -", 1, ""},
       {u"---", 1, "-="},
-      {u"----", 1, "--="},
       {u"-a===b", 1, "a=b"},
       {u"-a= = =b -c==", 1, "a=b|c="},
       {u"-===x", 1, ""},
-      {u"=====", 1, ""},
       {u"-a=x=y", 1, "a=x=y"},
-      {u"-a=\"\" -b", 1, "a=|b="},
       // The start position counts from 1; 0 is the same as 1.
       {u"\"/opt/my-prog/transmill\" -in=a", 25, "in=a"},
       {u"-a -b", 2, "b="},
       {u"-a -b", 0, "a=|b="},
-      {u"-a -b", 100, ""},
   };
   for (const auto& c : cases)
     EXPECT_EQ(Rendered(XArgList(c.text, c.start)), c.pairs) << U8(c.text) << " from " << c.start;
   EXPECT_EQ(Rendered(XArgList(static_cast<const char16_t*>(nullptr))), "");
-}
-
-TEST(XArgListTest, ThousandsOfOptions) {
-  XString text;
-  for (int i = 0; i < 5000; ++i) text.Append(XString::Formatted(u"-k%d=\"v %d\" ", i, i));
-  XArgList args(text);
-  ASSERT_EQ(args.Count(), 5000);
-  XString value;
-  EXPECT_TRUE(args.Get(u"K4999", value));
-  EXPECT_EQ(value, u"v 4999");
-  EXPECT_EQ(args.IndexOf(u"k2500"), 2500);
-}
-
-TEST(XArgListTest, RandomOptionTextGivesWellFormedKeys) {
-  std::mt19937 random(99);
-  for (int round = 0; round < 3000; ++round) {
-    std::u16string text;
-    size_t length = random() % 60;
-    for (size_t i = 0; i < length; ++i) text += u"-=\" ax"[random() % 6];
-    XArgList args(text.c_str());
-    ASSERT_EQ(args.keys.Count(), args.values.Count());
-    for (int32_t i = 0; i < args.Count(); ++i) {
-      ASSERT_FALSE(args.keys[i].IsEmpty()) << std::string(text.begin(), text.end());
-      for (char16_t c : args.keys[i].View()) ASSERT_TRUE(c != u'"' && c != u'=' && c != u' ');
-    }
-  }
 }
 
 TEST(XArgListTest, TextFormsParseBackToTheSamePairs) {
@@ -122,7 +79,6 @@ TEST(XArgListTest, LookupsChooseCaseAndGuardTheEnd) {
   EXPECT_EQ(args.IndexOf(u"NAME"), 0);
   EXPECT_EQ(args.IndexOf(u"name", false), 1);
   EXPECT_FALSE(args.Has(u"NAME", false));
-  EXPECT_TRUE(args.Has(u"nAmE"));
   XString key(u"k"), value(u"stale");
   EXPECT_TRUE(args.Get(u"name", value, false));
   EXPECT_EQ(value, u"y");
@@ -161,54 +117,27 @@ TEST(XArgListTest, ParseListReadsSeparatedItemsUpToOneWithoutADash) {
   EXPECT_EQ(Rendered(args), "a=1|b=two words|c=|d=|e=f=g|h=");
   args.ParseList(ListOf({u"-a=1", u"-b=2", u"plain", u"-c"}));
   EXPECT_EQ(Rendered(args), "a=1|b=2");
-  args.ParseList(ListOf({u"plain", u"-c"}));
-  EXPECT_EQ(args.Count(), 0);
   args.ParseList(ListOf({u"-", u"--", u"-=v"}));
   EXPECT_EQ(Rendered(args), "=|=|=v");
 }
 
-TEST(XArgListTest, ParseArgvReadsUtf8FromTheFirstIndex) {
-  const char* argv[] = {"/usr/bin/trans-mill",  "-infile=-", "-outfile", "a b.flac",
-                        "-artist=Bj\xC3\xB6rk", nullptr};
+TEST(XArgListTest, ParseArgvStopsAtTheCountOrANullItem) {
+  const char* argv[] = {"/usr/bin/trans-mill", "-a=\xC3\xB6", "-b", "c d", nullptr};
   XArgList args(u"");
-  args.ParseArgv(5, argv, 1);
-  EXPECT_EQ(Rendered(args), "infile=-|outfile=a b.flac|artist=Bj\u00f6rk");
-  args.ParseArgv(5, argv, 0);
-  EXPECT_EQ(args.keys[0], u"mill");
-  args.ParseArgv(3, argv, 5);
+  args.ParseArgv(4, argv, 0);
+  EXPECT_EQ(Rendered(args), "mill=|a=\u00f6|b=c d");
+  args.ParseArgv(3, argv, 3);
   EXPECT_EQ(args.Count(), 0);
   args.ParseArgv(3, nullptr, 1);
   EXPECT_EQ(args.Count(), 0);
-  args.ParseArgv(9, argv, 4);  // a null item ends the arguments
-  EXPECT_EQ(args.Count(), 1);
-  XStringList list = SplitArgs(u"a \"b c\"");
-  ASSERT_EQ(list.Count(), 2);
-  EXPECT_EQ(list[1], u"b c");
+  args.ParseArgv(9, argv, 2);  // a null item ends the arguments
+  EXPECT_EQ(Rendered(args), "b=c d");
 }
 
 TEST(XArgListTest, DefaultConstructionReadsTheProcessArguments) {
-  int pipeEnds[2];
-  ASSERT_EQ(pipe(pipeEnds), 0);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
-  posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
-  std::string program = std::string(TV_TEST_BIN_DIR) + "/ArgListEcho";
-  const char* argv[] = {program.c_str(), "-in=x y.wav", "--Level", "-q", "5",
-                        "plain",         "-never",      nullptr};
-  pid_t child = 0;
-  int spawned = posix_spawn(&child, program.c_str(), &actions, nullptr,
-                            const_cast<char* const*>(argv), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(pipeEnds[1]);
-  ASSERT_EQ(spawned, 0);
   std::string output;
-  char chunk[256];
-  for (ssize_t n; (n = read(pipeEnds[0], chunk, sizeof(chunk))) > 0;)
-    output.append(chunk, size_t(n));
-  close(pipeEnds[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(named_peer::RunPeer(std::string(TV_TEST_BIN_DIR) + "/ArgListEcho",
+                                {"-in=x y.wav", "--Level", "-q", "5", "plain", "-never"}, &output),
+            0);
   EXPECT_EQ(output, "in=x y.wav|Level=|q=5|\n");
 }

@@ -1,28 +1,17 @@
 // Tests of the debug log: markers and indentation, reports on the channels, start-up, threads.
 #include "foundation/XDebugLog.h"
-
-#include <gtest/gtest.h>
+#include "tests/foundation/Fixtures.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
-#include <cstring>
 #include <list>
 
-#include "tests/support/ScratchFolder.h"
-
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "foundation/XEvent.h"
 #include "foundation/XFile.h"
-#include "foundation/XRegistry.h"
-#include "foundation/XString.h"
 #include "foundation/XTextCodec.h"
 
 namespace {
@@ -133,24 +122,6 @@ TEST_F(XDebugLogTest, ErrorAndInformationGoToLogAndToTheirPipes) {
             "e\r\n");
 }
 
-TEST_F(XDebugLogTest, ReportsReachThePipesWithoutALog) {
-  TvHostContext noLog = {errorPipe[1], infoPipe[1], 0};
-  LogError(u"failed", noLog, "X::Y");
-  LogInfo(XString(u"note"), noLog);
-  EXPECT_EQ(ReadPipe(errorPipe[0]), "failed  [X::Y]\r\n");
-  EXPECT_EQ(ReadPipe(infoPipe[0]), "note\r\n");
-  EXPECT_EQ(Logged(), "");
-}
-
-TEST_F(XDebugLogTest, ContextFreeCallsUseTheProcessContext) {
-  XSetLogContext(context);
-  EXPECT_EQ(XLogContext().logHandle, logFd);
-  Log(u"plain", "F");
-  LogError(XString(u"bad"));
-  EXPECT_EQ(Logged(), "plain  [F]\r\n*** Error: bad\r\n");
-  EXPECT_EQ(ReadPipe(errorPipe[0]), "bad\r\n");
-}
-
 TEST_F(XDebugLogTest, UnwritableChannelsNeverStopTheCaller) {
   int readOnly = open(logPath.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_GE(readOnly, 0);
@@ -188,84 +159,49 @@ TEST_F(XDebugLogTest, ConcurrentLinesNeverInterleave) {
   EXPECT_EQ(seen.size(), size_t(Threads * Lines));
 }
 
-TEST_F(XDebugLogTest, EnvironmentRequestNeedsAValue) {
-  EXPECT_FALSE(IsDebugRequested());
-  setenv("TONVERA_DEBUG", "", 1);
-  EXPECT_FALSE(IsDebugRequested());
-  setenv("TONVERA_DEBUG", "0", 1);  // the value itself isn't looked at
-  EXPECT_TRUE(IsDebugRequested());
-}
-
-TEST_F(XDebugLogTest, DebugFileNamesCountUpInTheDocumentsFolder) {
-  std::string pid = std::to_string(getpid());
-  std::string folder = dir + "/home/Documents/";
-  std::string first = DebugFileName().ToUtf8String();
-  std::string second = DebugFileName().ToUtf8String();
-  ASSERT_EQ(first.rfind(folder + "TVDebug-" + pid, 0), 0u) << first;
-  ASSERT_EQ(second.rfind(folder + "TVDebug-" + pid + "+", 0), 0u) << second;
-  // The first name of a process has no counter; every later one the count before it.
-  std::string firstRest = first.substr(folder.size() + 8 + pid.size());
-  unsigned before = firstRest == ".txt" ? 0 : unsigned(std::stoul(firstRest.substr(1)));
-  EXPECT_EQ(second, folder + "TVDebug-" + pid + "+" + std::to_string(before + 1) + ".txt");
-}
-
-TEST_F(XDebugLogTest, EnvironmentStartWritesAUtf16FileAndLeavesTheSettingAlone) {
-  setenv("TONVERA_DEBUG", "1", 1);
-  XRegistry::WriteDWORD(1, u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera");
-  XFile file;
-  XEvent watch;
-  ASSERT_TRUE(StartDebugLog(file, watch));
-  ASSERT_TRUE(file.IsOpen());
-  EXPECT_EQ(XLogContext().logHandle, file.Handle());
-  std::string path = file.path.ToUtf8String();
-  EXPECT_EQ(path.rfind(dir + "/home/Documents/TVDebug-", 0), 0u) << path;
-
-  Log(u"->->", "Main");
-  Log(u"Gr\u00fc\u00dfe \U0001F3B5");
-  Log(u"<-<-", "Main");
-  file.Close();
-  XSetLogContext({2, -1, -1});
-  EXPECT_EQ(ReadUtf16File(path),
-            "->->  [Main]\r\n  Gr\xC3\xBC\xC3\x9F"
-            "e \xF0\x9F\x8E\xB5\r\n<-<-  [Main]\r\n");
-  EXPECT_EQ(
-      XRegistry::ReadDWORD(u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera"),
-      1u);
-}
-
-TEST_F(XDebugLogTest, SettingStartIsOneShotAndUsesATemporaryFile) {
-  XRegistry::WriteDWORD(1, u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera");
-  {
+TEST_F(XDebugLogTest, StartByTheEnvironmentKeepsTheSettingAndByTheSettingIsOneShot) {
+  const char16_t* key = u"Software\\Morlane\\Tonvera";
+  for (bool byEnvironment : {true, false}) {
+    SCOPED_TRACE(byEnvironment);
+    if (byEnvironment) setenv("TONVERA_DEBUG", "1", 1);
+    if (!byEnvironment) unsetenv("TONVERA_DEBUG");
+    XRegistry::WriteDWORD(1, u"Debug", XRegistry::RootCurrentUser, key);
     XFile file;
     XEvent watch;
     ASSERT_TRUE(StartDebugLog(file, watch));
-    EXPECT_TRUE(watch.IsOpen());
+    EXPECT_EQ(XLogContext().logHandle, file.Handle());
     std::string path = file.path.ToUtf8String();
-    std::string name = std::filesystem::path(path).filename().string();
-    EXPECT_EQ(std::filesystem::path(path).parent_path(), std::filesystem::path(dir + "/tmp"));
-    EXPECT_EQ(name.rfind("DBG", 0), 0u) << name;
-    EXPECT_TRUE(name.ends_with(".TXT")) << name;
+    // The environment's log goes to the documents, the setting's to a temporary file.
+    EXPECT_EQ(path.rfind(dir + (byEnvironment ? "/home/Documents/TVDebug-" : "/tmp/DBG"), 0), 0u);
+    EXPECT_TRUE(byEnvironment || (watch.IsOpen() && path.ends_with(".TXT"))) << path;
     XSetLogContext({2, -1, -1});
+    EXPECT_EQ(XRegistry::ReadDWORD(u"Debug", XRegistry::RootCurrentUser, key),
+              byEnvironment ? 1u : 0u);
   }
-  EXPECT_EQ(
-      XRegistry::ReadDWORD(u"Debug", XRegistry::RootCurrentUser, u"Software\\Morlane\\Tonvera"),
-      0u);
   XFile none;
   XEvent noWatch;
   EXPECT_FALSE(StartDebugLog(none, noWatch));
   EXPECT_FALSE(none.IsOpen());
   EXPECT_EQ(XLogContext().logHandle, -1);
-}
-
-TEST_F(XDebugLogTest, LogFileThatCannotBeCreatedLeavesNoLog) {
+  // A requested log that cannot be created is no log.
   setenv("TONVERA_DEBUG", "1", 1);
   std::filesystem::remove_all(dir + "/home/Documents");
   std::ofstream(dir + "/home/Documents") << "a file where the folder should be";
-  XFile file;
-  XEvent watch;
-  EXPECT_FALSE(StartDebugLog(file, watch));
-  EXPECT_FALSE(file.IsOpen());
-  Log(u"goes nowhere");
-  LogError(u"still reported", context);
-  EXPECT_EQ(ReadPipe(errorPipe[0]), "still reported\r\n");
+  EXPECT_FALSE(StartDebugLog(none, noWatch));
+  EXPECT_FALSE(none.IsOpen());
+}
+
+TEST_F(XDebugLogTest, RequestNeedsAValueAndLaterFileNamesCountUp) {
+  EXPECT_FALSE(IsDebugRequested());
+  setenv("TONVERA_DEBUG", "", 1);
+  EXPECT_FALSE(IsDebugRequested());
+  setenv("TONVERA_DEBUG", "0", 1);  // the value itself isn't looked at
+  EXPECT_TRUE(IsDebugRequested());
+  std::string first = U8(DebugFileName()), second = U8(DebugFileName());
+  // The first name of a process has no counter; every later one the count before it.
+  std::string stem = dir + "/home/Documents/TVDebug-" + std::to_string(getpid());
+  unsigned before =
+      first == stem + ".txt" ? 0 : unsigned(std::stoul(first.substr(stem.size() + 1)));
+  EXPECT_EQ(first.rfind(stem, 0), 0u) << first;
+  EXPECT_EQ(second, stem + "+" + std::to_string(before + 1) + ".txt");
 }

@@ -1,10 +1,7 @@
 // Tests of the whole-file helpers: files to and from memory, lines by their mark, shifting.
-#include <gtest/gtest.h>
 
 #include "foundation/XBuffer.h"
 #include "foundation/XFile.h"
-#include "foundation/XLastError.h"
-#include "foundation/XStringList.h"
 #include "tests/foundation/Fixtures.h"
 
 class XFileWholeTest : public XFileTestFolder {};
@@ -68,11 +65,8 @@ TEST_F(XFileWholeTest, ShiftContentsMovesTheTailBothWays) {
   EXPECT_FALSE(XFileWhole::ShiftContents(file, 200001, 1, false));
   file.Close();
   EXPECT_EQ(Get("f"), data);
-}
-
-TEST_F(XFileWholeTest, ShiftContentsAtTheEndGrowsWithZeros) {
+  // At the end a shift grows the file with zeros.
   Put("f", "abc");
-  XFile file;
   ASSERT_TRUE(file.OpenReadWrite(Path("f")));
   ASSERT_TRUE(XFileWhole::ShiftContents(file, 3, 4, false));
   ASSERT_TRUE(XFileWhole::ShiftContents(file, 1, 2, false));

@@ -65,14 +65,3 @@ TEST(XIndexedListTest, HashesOutOfStepFindNothing) {
   EXPECT_EQ(list.Count(), 0);
   EXPECT_FALSE(list.FindHashed(u"one"));
 }
-
-TEST(XIndexedListTest, ManyItemsStayInStep) {
-  XIndexedList list;
-  for (int i = 0; i < 3000; ++i) list.AddHashed(XString::Formatted(u"Item%d", i));
-  int32_t at = -1;
-  EXPECT_TRUE(list.FindHashed(u"ITEM2999", true, &at));
-  EXPECT_EQ(at, 2999);
-  list.RemoveAt(0);
-  EXPECT_TRUE(list.FindHashed(u"item1", true, &at));
-  EXPECT_EQ(at, 0);
-}

@@ -1,11 +1,9 @@
 // The last error is per thread, and errno values map to the system's numbering.
 #include "foundation/XLastError.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <thread>
-#include <vector>
+#include "tests/foundation/Fixtures.h"
 
 TEST(XLastErrorTest, IsKeptPerThread) {
   XSetLastError(XErrAccessDenied);

@@ -1,14 +1,11 @@
 // Tests of XMappedFile: the view, the empty file, and the exclusive hold.
 #include "foundation/XMappedFile.h"
 
-#include <gtest/gtest.h>
-
-#include "foundation/XLastError.h"
 #include "tests/foundation/Fixtures.h"
 
 class XMappedFileTest : public XFileTestFolder {};
 
-TEST_F(XMappedFileTest, ViewHoldsTheWholeFileAndExcludesOthers) {
+TEST_F(XMappedFileTest, ViewHoldsTheWholeFileExcludesOthersAndIsAbsentForAnEmptyFile) {
   Put("f", "mapped bytes");
   XMappedFile file;
   ASSERT_TRUE(file.OpenMapped(Path("f")));
@@ -21,12 +18,8 @@ TEST_F(XMappedFileTest, ViewHoldsTheWholeFileAndExcludesOthers) {
   EXPECT_EQ(file.view, nullptr);
   EXPECT_FALSE(file.IsOpen());
   EXPECT_TRUE(other.OpenRead(Path("f")));
-}
-
-TEST_F(XMappedFileTest, EmptyFileHasNoView) {
   Put("e", "");
-  XMappedFile file;
-  ASSERT_TRUE(file.OpenMapped(Path("e")));
+  ASSERT_TRUE(file.OpenMapped(Path("e")));  // an empty file has no view
   EXPECT_EQ(file.view, nullptr);
   EXPECT_EQ(file.viewSize, 0u);
   EXPECT_FALSE(file.OpenMapped(Path("missing")));

@@ -2,19 +2,13 @@
 #include "foundation/XProcessLaunch.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
-#include <string>
-#include <vector>
 
-#include "foundation/XLastError.h"
 #include "foundation/XTextCodec.h"
 #include "tests/foundation/Fixtures.h"
 
@@ -47,23 +41,17 @@ TEST_F(XProcessLaunchTest, ExitCodeOfAWaitedChildComesBack) {
   EXPECT_EQ(zero.exitCode, 0u);
 }
 
-TEST_F(XProcessLaunchTest, TimeOutWithoutTerminateLeavesTheChildRunning) {
-  XProcessLaunch launch = Shell("sleep 5");
-  launch.timeout = 100;
-  EXPECT_FALSE(launch.Run());
-  EXPECT_EQ(XGetLastError(), XErrTimeout);
-  ASSERT_GT(launch.processId, 0);
-  EXPECT_FALSE(IsGone(launch.processId));
-  kill(launch.processId, SIGKILL);
-}
-
-TEST_F(XProcessLaunchTest, TimeOutWithTerminateKillsTheChild) {
-  XProcessLaunch launch = Shell("sleep 5");
-  launch.timeout = 100;
-  launch.terminateOnTimeout = true;
-  EXPECT_FALSE(launch.Run());
-  EXPECT_EQ(launch.exitCode, 128u + SIGKILL);
-  EXPECT_TRUE(IsGone(launch.processId));
+TEST_F(XProcessLaunchTest, TimeOutKillsTheChildOnlyWhenAsked) {
+  for (bool terminate : {false, true}) {
+    XProcessLaunch launch = Shell("sleep 5");
+    launch.timeout = 100;
+    launch.terminateOnTimeout = terminate;
+    EXPECT_EQ(FailedWith(launch.Run()), XErrTimeout);
+    ASSERT_GT(launch.processId, 0);
+    EXPECT_EQ(IsGone(launch.processId), terminate);
+    EXPECT_EQ(launch.exitCode == 128u + SIGKILL, terminate);
+    kill(launch.processId, SIGKILL);
+  }
 }
 
 TEST_F(XProcessLaunchTest, ArgumentsKeepBlanksAndNonAsciiText) {

@@ -1,16 +1,7 @@
 // The settings store's string-list functions: multi-string values and listings.
 #include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
-#include "foundation/XString.h"
-#include "foundation/XStringList.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -90,41 +81,4 @@ TEST_F(XRegistryListsTest, EnumerationStopsAtANameTooLongForItsBuffer) {
   ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names, &types));
   EXPECT_EQ(Listed(names), "1:" + std::string(1039, 'a'));
   EXPECT_EQ(types.size(), 1u);
-}
-
-TEST_F(XRegistryListsTest, ListingsKeepTheFirstSpellingOfANameTheirOwn) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Volume", XRegistry::RootCurrentUser, u"Software\\Case"));
-  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"VOLUME", XRegistry::RootCurrentUser, u"SOFTWARE\\case"));
-  XStringList list;
-  ASSERT_TRUE(XRegistry::EnumValues(XRegistry::RootCurrentUser, u"Software\\Case", list));
-  EXPECT_EQ(Listed(list), "1:Volume");
-  ASSERT_TRUE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"software", list));
-  EXPECT_EQ(Listed(list), "1:Case");
-  ASSERT_TRUE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"", list));
-  EXPECT_EQ(Listed(list), "1:Software");
-}
-
-TEST_F(XRegistryListsTest, NoDefaultAndNoKeyListsNothing) {
-  XRegistry::SetDefaultKey(0, nullptr);
-  XStringList list;
-  list.Add(u"stale");
-  EXPECT_FALSE(XRegistry::EnumKeys(0, nullptr, list));
-  EXPECT_EQ(list.Count(), 0);
-  EXPECT_FALSE(XRegistry::EnumValues(XRegistry::RootCurrentUser, nullptr, list));
-  EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
-  EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
-  EXPECT_FALSE(std::filesystem::exists(folder + "/Morlane"));
-}
-
-TEST_F(XRegistryListsTest, DamagedStoreListsNothing) {
-  std::filesystem::create_directories(StoreFolder());
-  std::ofstream(StoreFile(), std::ios::binary) << std::string(4096, '\x5a');
-  XStringList list;
-  list.Add(u"x");
-  EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
-  EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
-  EXPECT_FALSE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"", list));
-  std::vector<uint32_t> types{1};
-  EXPECT_FALSE(XRegistry::EnumValues(0, nullptr, list, &types));
-  EXPECT_TRUE(types.empty());
 }

@@ -1,22 +1,16 @@
 // The settings store: type rules, create-on-read, subtrees, damaged stores, and many
-// threads and processes writing at once.
+// processes writing at once.
 #include "foundation/XRegistry.h"
 #include "foundation/XRegistryStore.h"
-#include "foundation/XString.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
 
 #include <spawn.h>
 #include <sys/wait.h>
 #include <atomic>
 #include <cstring>
-#include <fstream>
-#include <string>
 #include <thread>
 #include <tuple>
 #include <type_traits>
-#include <vector>
 
 extern char** environ;
 
@@ -43,10 +37,12 @@ void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t si
 }  // namespace
 
 // A read's value and whether it failed, as "value" or "value failed".
-template <typename Value>
-std::string Result(Value value, uint8_t failed) {
+template <typename Read>
+std::string Result(Read read) {
+  uint8_t failed = 7;
+  auto value = read(&failed);
   std::string text;
-  if constexpr (std::is_same_v<Value, XString>) {
+  if constexpr (std::is_same_v<decltype(value), XString>) {
     text = U8(value);
   } else {
     text = std::to_string(value);
@@ -55,24 +51,16 @@ std::string Result(Value value, uint8_t failed) {
 }
 
 std::string Dword(const char16_t* name, const char16_t* key = nullptr) {
-  uint8_t failed = 7;
-  uint32_t value = XRegistry::ReadDWORD(name, 0, key, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadDWORD(name, 0, key, f); });
 }
 std::string Qword(const char16_t* name) {
-  uint8_t failed = 7;
-  uint64_t value = XRegistry::ReadQWORD(name, 0, nullptr, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadQWORD(name, 0, nullptr, f); });
 }
 std::string Float(const char16_t* name) {
-  uint8_t failed = 7;
-  double value = XRegistry::ReadFloat(name, 0, nullptr, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadFloat(name, 0, nullptr, f); });
 }
 std::string String(const char16_t* name) {
-  uint8_t failed = 7;
-  XString value = XRegistry::ReadString(name, 0, nullptr, &failed);
-  return Result(value, failed);
+  return Result([&](uint8_t* f) { return XRegistry::ReadString(name, 0, nullptr, f); });
 }
 
 using XRegistryTest = XSettingsSandbox;
@@ -178,7 +166,14 @@ TEST_F(XRegistryTest, NoDefaultAndNoKeyLeavesTheStoreUntouched) {
   EXPECT_FALSE(XRegistry::WriteString(u"x", u"Name", XRegistry::RootCurrentUser, nullptr));
   EXPECT_FALSE(XRegistry::ValueExists(u"Level"));
   EXPECT_EQ(XRegistry::OpenKey(XRegistry::AccessRead), nullptr);
-  EXPECT_FALSE(std::filesystem::exists(StoreFile()));
+  XStringList list;
+  list.Add(u"stale");
+  EXPECT_FALSE(XRegistry::EnumKeys(0, nullptr, list));
+  EXPECT_EQ(list.Count(), 0);
+  EXPECT_FALSE(XRegistry::EnumValues(XRegistry::RootCurrentUser, nullptr, list));
+  EXPECT_FALSE(XRegistry::ReadStrings(list, u"L"));
+  EXPECT_FALSE(XRegistry::WriteStrings(list, u"L"));
+  EXPECT_FALSE(std::filesystem::exists(folder + "/Morlane"));
 }
 
 TEST_F(XRegistryTest, AnExplicitPathReplacesTheDefaultWhole) {
@@ -187,16 +182,6 @@ TEST_F(XRegistryTest, AnExplicitPathReplacesTheDefaultWhole) {
   EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software\\Test\\Other"));
   EXPECT_FALSE(XRegistry::ValueExists(u"Where"));
   EXPECT_EQ(XRegistry::ReadDWORD(u"Where", XRegistry::RootCurrentUser, u"Other"), 6u);
-}
-
-TEST_F(XRegistryTest, DeleteValueRemovesOnlyThatValue) {
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"Gone"));
-  ASSERT_TRUE(XRegistry::WriteDWORD(2, u"Stays"));
-  XRegistry::DeleteValue(u"GONE");
-  EXPECT_FALSE(XRegistry::ValueExists(u"Gone"));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Stays"), 2u);
-  XRegistry::DeleteValue(u"Never");
-  EXPECT_TRUE(XRegistry::ValueExists(u"Stays"));
 }
 
 TEST_F(XRegistryTest, DeleteKeyRemovesTheWholeSubtree) {
@@ -265,20 +250,14 @@ TEST_F(XRegistryTest, OtherRootsReadTheSystemStoreAndAreNeverWritten) {
 
 TEST_F(XRegistryTest, StorePathFollowsXdgConfigHomeElseHome) {
   EXPECT_EQ(XRegStore::UserStorePath(), folder + "/Morlane/Tonvera/settings.db");
-  const char* home = getenv("HOME");
-  std::string homeBefore = home ? home : "";
-  setenv("HOME", folder.c_str(), 1);
-  setenv("XDG_CONFIG_HOME", "relative/ignored", 1);
-  EXPECT_EQ(XRegStore::UserStorePath(), folder + "/.config/Morlane/Tonvera/settings.db");
-  unsetenv("XDG_CONFIG_HOME");
-  EXPECT_EQ(XRegStore::UserStorePath(), folder + "/.config/Morlane/Tonvera/settings.db");
+  const std::string underHome = folder + "/.config/Morlane/Tonvera/settings.db";
+  ScopedEnv home("HOME", folder.c_str());
+  ScopedEnv relative("XDG_CONFIG_HOME", "relative/ignored");
+  EXPECT_EQ(XRegStore::UserStorePath(), underHome);
+  ScopedEnv unset("XDG_CONFIG_HOME", nullptr);
+  EXPECT_EQ(XRegStore::UserStorePath(), underHome);
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V"));
-  EXPECT_TRUE(std::filesystem::exists(folder + "/.config/Morlane/Tonvera/settings.db"));
-  if (home) {
-    setenv("HOME", homeBefore.c_str(), 1);
-  } else {
-    unsetenv("HOME");
-  }
+  EXPECT_TRUE(std::filesystem::exists(underHome));
 }
 
 TEST_F(XRegistryTest, DamagedStoresGiveDefaultsAndAreLeftAlone) {
@@ -300,6 +279,14 @@ TEST_F(XRegistryTest, DamagedStoresGiveDefaultsAndAreLeftAlone) {
     EXPECT_EQ(XRegistry::ValueSize(u"S"), 0u) << damage;
     EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Software")) << damage;
     EXPECT_EQ(XRegistry::OpenKey(XRegistry::AccessRead), nullptr) << damage;
+    XStringList list;
+    list.Add(u"x");
+    std::vector<uint32_t> types{1};
+    EXPECT_FALSE(XRegistry::WriteStrings(list, u"L") || XRegistry::ReadStrings(list, u"L") ||
+                 XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"", list) ||
+                 XRegistry::EnumValues(0, nullptr, list, &types))
+        << damage;
+    EXPECT_TRUE(types.empty()) << damage;
     XRegistry::DeleteKey(XRegistry::RootCurrentUser, u"Software", u"Test");
   }
   std::filesystem::remove_all(folder + "/Morlane");
@@ -331,13 +318,9 @@ TEST_F(XRegistryTest, TwentyProcessesWritingAtOnceLoseNothing) {
   }
   const char16_t* shared = u"Software\\Stress";
   EXPECT_EQ(ValueNames(XRegistry::RootCurrentUser, shared).size(), size_t(processes * writes + 1));
+  // Each writer read its values back; here, that none was lost to a later writer.
+  EXPECT_EQ(XRegistry::ReadDWORD(u"W19_39", XRegistry::RootCurrentUser, shared), 19039u);
   for (int p = 0; p < processes; ++p) {
-    for (int i = 0; i < writes; ++i) {
-      std::string name = "W" + std::to_string(p) + "_" + std::to_string(i);
-      std::u16string wide(name.begin(), name.end());
-      EXPECT_EQ(XRegistry::ReadDWORD(wide.c_str(), XRegistry::RootCurrentUser, shared),
-                uint32_t(p * 1000 + i));
-    }
     std::u16string own = u"Software\\Stress\\P" + std::u16string(1, char16_t(u'A' + p));
     EXPECT_EQ(XRegistry::ReadQWORD(u"Last", XRegistry::RootCurrentUser, own.c_str()),
               uint64_t(writes - 1));
@@ -354,24 +337,4 @@ TEST_F(XRegistryTest, AStoreRemovedBetweenCallsIsMadeAgain) {
   ASSERT_TRUE(XRegistry::WriteDWORD(2, u"After"));
   EXPECT_TRUE(std::filesystem::exists(StoreFile()));
   EXPECT_EQ(XRegistry::ReadDWORD(u"After"), 2u);
-}
-
-TEST_F(XRegistryTest, ThreadsWritingAtOnceLoseNothing) {
-  constexpr int threads = 8;
-  constexpr int writes = 25;
-  std::vector<std::thread> workers;
-  std::atomic<int> failures{0};
-  for (int t = 0; t < threads; ++t) {
-    workers.emplace_back([t, &failures] {
-      for (int i = 0; i < writes; ++i) {
-        std::u16string name =
-            u"T" + std::u16string(1, char16_t(u'a' + t)) + std::u16string(1, char16_t(u'a' + i));
-        if (!XRegistry::WriteDWORD(uint32_t(t * 100 + i), name.c_str())) ++failures;
-      }
-    });
-  }
-  for (std::thread& worker : workers) worker.join();
-  EXPECT_EQ(failures.load(), 0);
-  EXPECT_EQ(ValueNames(0, nullptr).size(), size_t(threads * writes));
-  EXPECT_EQ(XRegistry::ReadDWORD(u"Thy"), 724u);
 }

@@ -1,7 +1,6 @@
 // Tests of XRewriteFile: working names, commit and abandon, and the purge of leftovers.
 #include "foundation/XRewriteFile.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "tests/foundation/Fixtures.h"
@@ -17,10 +16,9 @@ class XRewriteFileTest : public XFileTestFolder {
 
 TEST_F(XRewriteFileTest, RewriteNameCarriesProcessIdAndNumber) {
   std::string pid = std::to_string(getpid());
-  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 0).ToUtf8String(),
-            "a.txt.p" + pid + ".rewrite.tmp");
-  EXPECT_EQ(XRewriteFile::RewriteName(u"a.txt", 1).ToUtf8String(),
-            "a.txt.p" + pid + ".1.rewrite.tmp");
+  EXPECT_EQ(
+      Joined({XRewriteFile::RewriteName(u"a.txt", 0), XRewriteFile::RewriteName(u"a.txt", 1)}),
+      "a.txt.p" + pid + ".rewrite.tmp|a.txt.p" + pid + ".1.rewrite.tmp");
 }
 
 TEST_F(XRewriteFileTest, CommitReplacesTheTargetOnlyAtFinish) {
@@ -65,13 +63,10 @@ TEST_F(XRewriteFileTest, WithoutCommitOrFolderTheWorkIsThrownAway) {
 }
 
 TEST_F(XRewriteFileTest, PurgeDeletesOnlyWorkingFiles) {
-  Put("a.rewrite.tmp", "1");
-  Put("b.REWRITE.TMP", "2");
-  Put("c.rewrite.tmp.keep", "3");
-  Put("d.txt", "4");
+  for (const char* name : {"a.rewrite.tmp", "b.REWRITE.TMP", "c.rewrite.tmp.keep", "d.txt"})
+    Put(name, "x");
   PurgeRewriteFiles(XString::FromUtf8(folder));
-  EXPECT_FALSE(Exists("a.rewrite.tmp"));
-  EXPECT_FALSE(Exists("b.REWRITE.TMP"));
-  EXPECT_TRUE(Exists("c.rewrite.tmp.keep"));
-  EXPECT_TRUE(Exists("d.txt"));
+  EXPECT_EQ((Ints{Exists("a.rewrite.tmp"), Exists("b.REWRITE.TMP"), Exists("c.rewrite.tmp.keep"),
+                  Exists("d.txt")}),
+            (Ints{0, 0, 1, 1}));
 }

@@ -1,10 +1,6 @@
 // XSharedMem: the counter block and its mutex, shared with other processes.
 #include "foundation/XSharedMem.h"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
+#include "tests/foundation/Fixtures.h"
 
 #include "foundation/XTextCodec.h"
 #include "tests/sdk/support/NamedPeer.h"
@@ -29,25 +25,6 @@ TEST(XSharedMemTest, WrittenHereIsReadByTheCApiAndTheOtherWayRound) {
   ASSERT_EQ(RunPeer(CPeer(), {"counter-write", name, "42"}), 0);
   ASSERT_TRUE(share.Read(&value));
   EXPECT_EQ(value, 42u);
-}
-
-TEST(XSharedMemTest, CounterMadeByTheCApiIsOpenedHere) {
-  std::string name = UniqueName("cnt");
-  Peer holder(CPeer(), {"counter-hold", name, "99"});
-  ASSERT_TRUE(holder.WaitFor("ready"));
-  XSharedMem share;
-  bool existed = false;
-  ASSERT_TRUE(share.Create(Wide(name).c_str(), 8, &existed));
-  EXPECT_TRUE(existed);
-  uint64_t value = 0;
-  ASSERT_TRUE(share.Read(&value));
-  EXPECT_EQ(value, 99u);
-  holder.Kill();
-  value = 7;
-  share.Write(&value);
-  std::string output;
-  EXPECT_EQ(RunPeer(CxxPeer(), {"counter-read", name}, &output), 0);
-  EXPECT_EQ(output, "existed=1\nvalue=7\n");
 }
 
 TEST(XSharedMemTest, ExistingBlockOfAnotherSizeIsAttachedAndWriteCopiesThisSize) {

@@ -1,11 +1,8 @@
 // Temporary files and folders: made new and unique, deleted with their owner.
 #include "foundation/XTempFile.h"
 
-#include "foundation/XLastError.h"
 #include "foundation/XPath.h"
 #include "tests/foundation/Fixtures.h"
-
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 
@@ -55,23 +52,18 @@ TEST(XTempFileTest, DefaultPrefixAndDistinctNames) {
   EXPECT_TRUE(ExistsOnDisk(a.Path()));
 }
 
-TEST(XTempFileTest, MakesAMissingTemporaryFolder) {
+TEST(XTempFileTest, MakesAMissingTemporaryFolderOrGivesUpWithAnError) {
   ScratchFolder dir;
-  std::string deep = dir / "not/yet";
+  dir.WriteFile("plain");
+  std::string deep = dir / "not/yet", underFile = dir / "plain/sub";
   ScopedEnv tmp("TMPDIR", deep.c_str());
   XTempFile file("T");
   ASSERT_FALSE(file.IsEmpty());
   EXPECT_EQ(U8(XPath::FolderOf(file.Path())), deep + "/");
   EXPECT_TRUE(ExistsOnDisk(file.Path()));
-}
-
-TEST(XTempFileTest, GivesUpWithAnErrorWhenNoFileCanBeMade) {
-  ScratchFolder dir;
-  dir.WriteFile("plain");
-  std::string underFile = dir / "plain/sub";
-  ScopedEnv tmp("TMPDIR", underFile.c_str());
-  XTempFile file("T");
-  EXPECT_EQ(FailedWith(!file.IsEmpty()), XErrPathNotFound);
+  ScopedEnv blocked("TMPDIR", underFile.c_str());
+  XTempFile none("T");
+  EXPECT_EQ(FailedWith(!none.IsEmpty()), XErrPathNotFound);
 }
 
 TEST(XTempFileTest, DetachKeepsTheFileAndAssignTakesOneOver) {

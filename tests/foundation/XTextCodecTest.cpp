@@ -1,11 +1,6 @@
 // Text codec: the sizing contract, UTF-8 edges, lone surrogates and US-ASCII.
 #include "foundation/XTextCodec.h"
-
-#include "foundation/XLastError.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
+#include "tests/foundation/Fixtures.h"
 
 namespace {
 
@@ -44,13 +39,10 @@ TEST(XTextCodecTest, TerminatedSourceCountsTheTerminator) {
 TEST(XTextCodecTest, GivenLengthConvertsNoTerminator) {
   char16_t wide[4] = {u'x', u'x', u'x', u'x'};
   EXPECT_EQ(XMultiByteToWideChar(0, "abcdef", 2, wide, 4), 2);
-  EXPECT_EQ(wide[0], u'a');
-  EXPECT_EQ(wide[1], u'b');
-  EXPECT_EQ(wide[2], u'x');
+  EXPECT_EQ(std::u16string(wide, 3), u"abx");
   char narrow[4] = {'x', 'x', 'x', 'x'};
   EXPECT_EQ(XWideCharToMultiByte(0, u"abc", 1, narrow, 4), 1);
-  EXPECT_EQ(narrow[0], 'a');
-  EXPECT_EQ(narrow[1], 'x');
+  EXPECT_EQ(std::string(narrow, 2), "ax");
 }
 
 TEST(XTextCodecTest, TooSmallTargetFailsWithInsufficientBuffer) {
@@ -97,10 +89,8 @@ TEST(XTextCodecTest, Utf8LengthBoundaries) {
 }
 
 TEST(XTextCodecTest, FourByteSequencesBecomeSurrogatePairs) {
-  std::u16string note = Decode("\xf0\x9f\x8e\xb5");
-  ASSERT_EQ(note.size(), 2u);
-  EXPECT_EQ(note[0], 0xD83C);
-  EXPECT_EQ(note[1], 0xDFB5);
+  const std::u16string note{char16_t(0xD83C), char16_t(0xDFB5)};
+  EXPECT_EQ(Decode("\xf0\x9f\x8e\xb5"), note);
   EXPECT_EQ(Encode(note), "\xf0\x9f\x8e\xb5");
   EXPECT_EQ(Encode(u"\U0010FFFF"), "\xf4\x8f\xbf\xbf");
 }
@@ -116,8 +106,7 @@ TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
   // A terminated source ends the sequence at the terminator.
   char16_t wide[8];
   EXPECT_EQ(XMultiByteToWideChar(0, "\xe2\x82", -1, wide, 8), 2);
-  EXPECT_EQ(wide[0], 0xFFFD);
-  EXPECT_EQ(wide[1], 0);
+  EXPECT_EQ(std::u16string(wide, 2), std::u16string(u"\uFFFD\0", 2));
 }
 
 TEST(XTextCodecTest, InvalidBytesAndFormsAreReplaced) {
@@ -145,22 +134,6 @@ TEST(XTextCodecTest, LoneSurrogatesBecomeReplacement) {
   const char16_t pair[] = {0xD83C, 0xDFB5, 0};
   char narrow[8];
   EXPECT_EQ(XWideCharToMultiByte(0, pair, 1, narrow, 8), 3);
-}
-
-TEST(XTextCodecTest, RoundTripOfEveryScalarValue) {
-  std::u16string all;
-  for (char32_t cp = 1; cp <= 0x10FFFF; cp += (cp < 0x10000 ? 1 : 97)) {
-    if (cp >= 0xD800 && cp <= 0xDFFF) continue;
-    if (cp >= 0x10000) {
-      all += char16_t(0xD800 + ((cp - 0x10000) >> 10));
-      all += char16_t(0xDC00 + ((cp - 0x10000) & 0x3FF));
-    } else {
-      all += char16_t(cp);
-    }
-  }
-  std::string utf8 = XUtf16ToUtf8(all);
-  EXPECT_EQ(XUtf8ToUtf16(utf8), all);
-  EXPECT_EQ(Decode(Encode(all)), all);
 }
 
 TEST(XTextCodecTest, StringHelpersKeepEmbeddedZeros) {

@@ -1,7 +1,7 @@
 // Tests of worker threads: start gate, quit event, suspension after an overrun, the list.
 #include "foundation/XThread.h"
+#include "tests/foundation/Fixtures.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <string>
 #include <thread>
 
 #include "foundation/XEvent.h"
@@ -103,20 +102,6 @@ TEST(XThreadTest, OverrunLeavesTheThreadSuspendedAndTheNextStopResumesIt) {
   EXPECT_TRUE(thread.IsFinished());
 }
 
-TEST(XThreadTest, ThreadsStartedTogetherHaveTheirOwnQuitEvents) {
-  std::atomic<bool> secondQuit{false};
-  XThread first, second;
-  ASSERT_TRUE(first.Start([](XEvent& quit) { quit.Wait(XEvent::Infinite); }, false, 0));
-  ASSERT_TRUE(
-      second.Start([&](XEvent& quit) { secondQuit = quit.Wait(XEvent::Infinite); }, false, 0));
-  first.SignalStop(true);
-  EXPECT_TRUE(first.IsFinished());
-  EXPECT_FALSE(second.QuitEvent()->IsSet());
-  EXPECT_FALSE(second.IsFinished());
-  second.Close();
-  EXPECT_TRUE(secondQuit);
-}
-
 TEST(XThreadTest, FunctionFormPassesTheArgumentAndAStartReplacesTheOldThread) {
   std::atomic<uintptr_t> seen{0};
   auto body = [](XEvent& quit, uintptr_t argument) {
@@ -132,7 +117,7 @@ TEST(XThreadTest, FunctionFormPassesTheArgumentAndAStartReplacesTheOldThread) {
   EXPECT_EQ(seen, 2u);
 }
 
-TEST(XThreadTest, DetachLetsTheThreadRunOn) {
+TEST(XThreadTest, DetachLetsTheThreadRunOnAndLeavesAnEmptyObject) {
   std::atomic<bool> go{false}, done{false};
   {
     XThread thread;
@@ -143,21 +128,18 @@ TEST(XThreadTest, DetachLetsTheThreadRunOn) {
         },
         false, 0));
     thread.Detach();
+    // Without a thread the object is finished and every call on it is harmless.
     EXPECT_FALSE(thread.IsRunning());
+    EXPECT_TRUE(thread.IsFinished());
+    EXPECT_TRUE(thread.WaitFinished(10));
+    thread.SignalStop(true);
+    thread.SetPriority(XThreadPriorityLowest);
+    thread.Close();
+    thread.Detach();
+    EXPECT_EQ(thread.QuitEvent(), nullptr);
   }  // the destructor must not wait for the detached thread
   go = true;
   EXPECT_TRUE(Eventually([&] { return done.load(); }));
-}
-
-TEST(XThreadTest, ObjectWithoutThreadIsFinishedAndStopsQuietly) {
-  XThread thread;
-  EXPECT_TRUE(thread.IsFinished());
-  EXPECT_TRUE(thread.WaitFinished(10));
-  thread.SignalStop(true);
-  thread.SetPriority(XThreadPriorityLowest);
-  thread.Close();
-  thread.Detach();
-  EXPECT_EQ(thread.QuitEvent(), nullptr);
 }
 
 TEST(XThreadTest, PrioritiesBecomeNiceOffsetsAndIdlePolicy) {
@@ -193,32 +175,23 @@ TEST(XThreadTest, ThreadNameIsCutToFifteenBytesAtACharacterBoundary) {
     }).join();
     return result;
   };
-  EXPECT_EQ(nameAfter(u"relay"), "relay");
   EXPECT_EQ(nameAfter(u"abcdefghijklmno"), "abcdefghijklmno");
   EXPECT_EQ(nameAfter(u"abcdefghijklmnop"), "abcdefghijklmno");
   EXPECT_EQ(nameAfter(u"abcdefghijklmn\u00fc"), "abcdefghijklmn");  // ü would need bytes 15-16
   EXPECT_EQ(nameAfter(u""), "");
 }
 
-TEST(XThreadTest, ListShutdownWaitsForSpawnedThreads) {
+// Each case runs in a child process, since the list's shutdown is once per process.
+TEST(XThreadTest, ListShutdownWaitsEndsTheProcessOnATimeOutAndRefusesLateSpawns) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
         std::atomic<int> done{0};
-        for (int i = 0; i < 3; ++i) {
-          XThreadList::Spawn([&](XEvent&) {
-            Pause(50);
-            ++done;
-          });
-        }
+        for (int i = 0; i < 3; ++i) XThreadList::Spawn([&](XEvent&) { Pause(50), ++done; });
         XThreadList::Shutdown(10000);
         std::_Exit(done == 3 ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
-}
-
-TEST(XThreadTest, ListShutdownThatTimesOutEndsTheProcess) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
         XThreadList::Spawn([](XEvent& quit) { quit.Wait(XEvent::Infinite); });
@@ -226,10 +199,6 @@ TEST(XThreadTest, ListShutdownThatTimesOutEndsTheProcess) {
         std::_Exit(3);
       },
       testing::ExitedWithCode(255), "");
-}
-
-TEST(XThreadTest, SpawnAfterShutdownEndsTheProcessWithZero) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
         XThreadList::Shutdown(0);  // an empty list returns at once

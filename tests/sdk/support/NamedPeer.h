@@ -33,6 +33,5 @@ inline bool ShmExists(const char* kind, const std::string& name) {
 }
 
 inline std::string CPeer() { return std::string(TV_TEST_BIN_DIR) + "/tv_named_peer"; }
-inline std::string CxxPeer() { return std::string(TV_TEST_BIN_DIR) + "/XNamedPeer"; }
 
 }  // namespace named_peer
