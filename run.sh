@@ -27,7 +27,7 @@ check() {
   # Address and undefined-behaviour sanitizers over the whole suite.
   configure_and_build build-asan -DTV_SANITIZE=address,undefined
   ASAN_OPTIONS=detect_leaks=1:halt_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-    ctest --test-dir build-asan --output-on-failure -j "$(nproc)" "$@"
+    LSAN_OPTIONS=suppressions=$PWD/tests/sanitizers/lsan.supp ctest --test-dir build-asan --output-on-failure -j "$(nproc)" "$@"
   # The thread sanitizer over the suites that start threads.
   cmake -S . -B build-tsan -G Ninja "${launcher[@]}" -DTV_SANITIZE=thread >/dev/null
   local targets

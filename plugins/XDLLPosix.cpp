@@ -44,6 +44,14 @@ bool IsCutShort(const char* path) {
   return cut;
 }
 
+// Sanitizer builds keep unloaded libraries mapped, so that a leak found at exit can still name
+// the library that made it.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kKeepMapped = RTLD_NODELETE;
+#else
+constexpr int kKeepMapped = 0;
+#endif
+
 }  // namespace
 
 bool XDLL::OpenModule(const char16_t* path) {
@@ -54,7 +62,7 @@ bool XDLL::OpenModule(const char16_t* path) {
   const char* why = "file is cut short";
   if (!IsCutShort(name.ToUtf8())) {
     dlerror();
-    module = dlopen(name.ToUtf8(), RTLD_NOW | RTLD_LOCAL);
+    module = dlopen(name.ToUtf8(), RTLD_NOW | RTLD_LOCAL | kKeepMapped);
     if (module != nullptr) return true;
     why = dlerror();
   }

@@ -25,7 +25,7 @@ inline std::string Describe(const XTagList& list, bool bytes = false) {
 
 // Builds blocks byte by byte, independently of the writer under test.
 struct BlockBytes {
-  explicit BlockBytes(bool wide = true) : wide(wide) {}
+  explicit BlockBytes(bool wideText = true) : wide(wideText) {}
   std::vector<uint8_t> bytes;
   bool wide;  // UTF-16LE text with two-byte terminators, or UTF-8 with one
 
