@@ -1,4 +1,5 @@
 // The run's tag set: options, source tags, refreshed conversion tags, cleaning and drops.
+#include "foundation/XRegistry.h"
 #include "tags/XTagList.h"
 #include "tests/engine/TvTestSupport.h"
 
@@ -118,6 +119,12 @@ TEST_F(TvTagPrepTest, PseudoEncodersAndTheSwitchLeaveConversionTags) {
   const XTagList tags = Prepare();
   EXPECT_EQ(Value(tags, u"Encoder"), "y");
   EXPECT_EQ(Value(tags, u"Encoding Tool"), "t");
+  Dst().tagList.Clear();
+  Opts().encoderName = u"[id tag update]";  // the pseudo-encoders' names are exact
+  EXPECT_EQ(Value(Prepare(), u"Encoder"), "[id tag update]");
+  Dst().tagList.Clear();
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoUpdateEncoderTags"));
+  EXPECT_EQ(Value(Prepare(), u"Encoder"), "y");
 }
 
 TEST_F(TvTagPrepTest, SpacesAreCleanedUnlessSwitchedOff) {
@@ -126,6 +133,9 @@ TEST_F(TvTagPrepTest, SpacesAreCleanedUnlessSwitchedOff) {
   EXPECT_EQ(Value(tags, u"A"), "x y");
   EXPECT_NE(tags.Find(XString(u"B")), nullptr);
   EXPECT_EQ(Value(tags, u"C"), "\u2000z\u2001");
+  Dst().tagList.Clear();
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoTagDropSpaces"));
+  EXPECT_EQ(Value(Prepare(), u"B"), "   ");
 }
 
 TEST_F(TvTagPrepTest, ReplayGainGoesUnlessKeptAndSmpbAlwaysGoes) {
@@ -140,6 +150,10 @@ TEST_F(TvTagPrepTest, ReplayGainGoesUnlessKeptAndSmpbAlwaysGoes) {
   XTagList tags = Prepare();
   EXPECT_EQ(tags.Count(), 4);
   EXPECT_EQ(tags.Find(XString(u"ITUNSMPB")), nullptr);
+  Dst().tagList.Clear();
+  Opts().keepReplayGainTags = 0;
+  ASSERT_TRUE(XRegistry::WriteDWORD(1, u"tVHNoDropRPGainTags"));
+  EXPECT_EQ(Prepare().Count(), 4);
 }
 
 }  // namespace
