@@ -135,30 +135,6 @@ TEST_F(XDebugLogTest, UnwritableChannelsNeverStopTheCaller) {
   EXPECT_EQ(Logged(), "");
 }
 
-TEST_F(XDebugLogTest, ConcurrentLinesNeverInterleave) {
-  constexpr int Threads = 4, Lines = 300;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < Threads; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < Lines; ++i) {
-        std::string text = "thread " + std::to_string(t) + " line " + std::to_string(i);
-        Log(XString(text.c_str(), true), context, "Worker");
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  std::istringstream lines(Logged());
-  std::set<std::string> seen;
-  std::string line;
-  while (std::getline(lines, line)) {
-    ASSERT_TRUE(line.size() > 1 && line.back() == '\r') << line;
-    ASSERT_EQ(line.rfind("thread ", 0), 0u) << line;
-    ASSERT_TRUE(line.ends_with("  [Worker]\r")) << line;
-    seen.insert(line);
-  }
-  EXPECT_EQ(seen.size(), size_t(Threads * Lines));
-}
-
 TEST_F(XDebugLogTest, StartByTheEnvironmentKeepsTheSettingAndByTheSettingIsOneShot) {
   const char16_t* key = u"Software\\Morlane\\Tonvera";
   for (bool byEnvironment : {true, false}) {

@@ -65,13 +65,6 @@ TEST_F(XFormatTest, UserRecordReadsTheStoreAndFallsBack) {
   }
 }
 
-TEST_F(XFormatTest, MissingPatternAndSignWithCommaThousands) {
-  Store(u"sThousand", u",");
-  XString text = XString::FromInt64(-1234);
-  XApplyNumberFormat(text, XReadUserNumberFormat());
-  EXPECT_EQ(Text(text), u"-1,234");
-}
-
 TEST_F(XFormatTest, NumbersAreGrouped) {
   EXPECT_EQ(
       Joined({XFormatNumber(0, 1), XFormatNumber(999, 1), XFormatNumber(1000, 1),
@@ -85,19 +78,6 @@ TEST_F(XFormatTest, NumbersAreGrouped) {
   EXPECT_EQ(Joined({Applied(u"1234567", format), Applied(u"12345", format), Applied(u"123", format),
                     Applied(u"-123456.75", format)}),
             "12,34,567|12,345|123|-1,23,456.75");
-}
-
-TEST_F(XFormatTest, SeparatorsOfSeveralCharactersAndNone) {
-  clLocaleNumberFormat format = XNeutralNumberFormat();
-  SetText(format.thousandSeparator, u"'_'");
-  SetText(format.decimalSeparator, u" dot ");
-  EXPECT_EQ(Applied(u"1234567.5", format), u"1'_'234'_'567 dot 5");
-  SetText(format.thousandSeparator, u"");
-  EXPECT_EQ(Applied(u"1234567.5", format), u"1234567 dot 5");
-  // Only the decimal point becomes the decimal separator.
-  EXPECT_EQ(Joined({Applied(u"1234567.25", German()), Applied(u"-1000.5", German()),
-                    Applied(u"0.5", German())}),
-            "1.234.567,25|-1.000,5|0,5");
 }
 
 TEST_F(XFormatTest, SignsAndNegativePatterns) {

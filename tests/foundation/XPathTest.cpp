@@ -79,23 +79,6 @@ TEST(XPathTest, CleanPathRules) {
   EXPECT_EQ(U8(XPath::CleanPath(u"/m/a#b", false, odd, true, true)), "/m/a#b");
 }
 
-TEST(XPathTest, CleanPathKeepsNamesWithinTheLinuxByteLimit) {
-  std::string name;
-  for (int i = 0; i < 200; ++i) name += "\u00E9";  // two bytes each
-  std::string cleaned = Clean(("/m/" + name + ".mp3").c_str());
-  std::string file = cleaned.substr(3);
-  EXPECT_LE(file.size(), 255u);
-  EXPECT_EQ(file.substr(file.size() - 4), ".mp3");
-  // Emoji are surrogate pairs: a cut never leaves half of one.
-  std::string emoji;
-  for (int i = 0; i < 100; ++i) emoji += "\U0001F3B5";
-  XString cut = XPath::CleanPath(X("/m/" + emoji));
-  std::u16string units(cut.CStr());
-  EXPECT_LE(cut.ToUtf8String().size() - 3, 255u);
-  EXPECT_FALSE(units.back() >= 0xD800 && units.back() < 0xDC00);
-  EXPECT_EQ(cut.ToUtf8String().find("\xEF\xBF\xBD"), std::string::npos);
-}
-
 TEST(XPathTest, CleanPathShortensLongPathsToBelow260) {
   std::string folder = "/m/" + std::string(200, 'f') + "/";
   std::string path = folder + std::string(80, 'n') + ".flac";
@@ -152,23 +135,6 @@ TEST(XPathTest, ErrorGuidAndRecycleTexts) {
             XPath::IsRecycleFolder(u"/share/$recycle.bin"),
             XPath::IsRecycleFolder(u"/share/@eaDir/x"), XPath::IsRecycleFolder(u"/share/recycle")}),
       (Ints{1, 1, 0, 0}));
-}
-
-TEST(XPathTest, TempNamesAreUniqueAcrossThreads) {
-  std::string first = U8(XPath::TempName(u"P"));
-  ASSERT_EQ(first.size(), 2u + 32u + 2u);
-  EXPECT_EQ(first.substr(0, 2), "P-");
-  std::vector<std::vector<std::string>> names(4);
-  std::vector<std::thread> threads;
-  for (auto& list : names)
-    threads.emplace_back([&list] {
-      for (int i = 0; i < 200; ++i) list.push_back(U8(XPath::TempName(u"P")));
-    });
-  for (auto& t : threads) t.join();
-  std::set<std::string> all{first};
-  for (auto& list : names) all.insert(list.begin(), list.end());
-  EXPECT_EQ(all.size(), 801u);
-  EXPECT_EQ(first.substr(0, 35), names[0][0].substr(0, 35));  // one GUID per process
 }
 
 // File system operations, each in a folder of its own.
@@ -363,33 +329,6 @@ TEST(XPathTest, SpecialFoldersDefaultBelowHomeOrGiveTheFallback) {
                     XPath::SpecialFolder(XFolderPublicMusic, u"/fb/"),
                     XPath::SpecialFolder(XFolderCommonFiles, u"/fb"), XPath::SpecialFolder(12345)}),
             "C:\\Error/|/opt/||/fb/|/fb/|C:\\Error/");
-}
-
-TEST(XPathTest, SpecialFoldersFollowUserDirsAndXdgVariables) {
-  FakeHome fake;
-  std::string config = fake.dir / "config";
-  ScopedEnv configEnv("XDG_CONFIG_HOME", config.c_str());
-  ScopedEnv dataEnv("XDG_DATA_HOME", (fake.dir / "data").c_str());
-  fake.dir.WriteFile("config/user-dirs.dirs",
-                     "# written by the test\n"
-                     "XDG_MUSIC_DIR=\"$HOME/T\u00F6ne\"\n"
-                     "XDG_DOCUMENTS_DIR=\"/srv/docs/\"\n"
-                     "  XDG_VIDEOS_DIR=\"$HOME\"\n"
-                     "XDG_DESKTOP_DIR=\"relative/ignored\"\n"
-                     "XDG_PICTURES_DIR_X=\"/wrong\"\n");
-  EXPECT_EQ(
-      fake.Short(Joined({XPath::SpecialFolder(XFolderMusic), XPath::SpecialFolder(XFolderDocuments),
-                         XPath::SpecialFolder(XFolderVideo), XPath::SpecialFolder(XFolderDesktop),
-                         XPath::SpecialFolder(XFolderPictures)})),
-      "H/T\u00F6ne/|/srv/docs/|H/|H/Desktop/|H/Pictures/");
-  EXPECT_EQ(U8(XPath::SpecialFolder(XFolderAppData)), fake.dir / "data/");
-}
-
-TEST(XPathTest, TempFolderComesFromTmpdir) {
-  ScopedEnv tmp("TMPDIR", "/var/tmp/x");
-  EXPECT_EQ(U8(XPath::TempFolder()), "/var/tmp/x/");
-  ScopedEnv empty("TMPDIR", "");
-  EXPECT_EQ(U8(XPath::TempFolder()), "/tmp/");
 }
 
 TEST(XPathTest, FriendlyPathsNameTheSpecialFolderAndComeBack) {

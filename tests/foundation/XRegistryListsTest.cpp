@@ -69,16 +69,3 @@ TEST_F(XRegistryListsTest, EnumValuesGivesNamesAndTypesInWritingOrder) {
   ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names));
   EXPECT_EQ(names.Count(), 3);
 }
-
-TEST_F(XRegistryListsTest, EnumerationStopsAtANameTooLongForItsBuffer) {
-  std::u16string fits(1039, u'a');
-  std::u16string tooLong(1040, u'b');
-  ASSERT_TRUE(XRegistry::WriteDWORD(1, fits.c_str()));
-  ASSERT_TRUE(XRegistry::WriteDWORD(2, tooLong.c_str()));
-  ASSERT_TRUE(XRegistry::WriteDWORD(3, u"after"));
-  XStringList names;
-  std::vector<uint32_t> types;
-  ASSERT_TRUE(XRegistry::EnumValues(0, nullptr, names, &types));
-  EXPECT_EQ(Listed(names), "1:" + std::string(1039, 'a'));
-  EXPECT_EQ(types.size(), 1u);
-}
