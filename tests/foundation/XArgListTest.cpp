@@ -60,13 +60,12 @@ TEST(XArgListTest, TextFormsParseBackToTheSamePairs) {
   XArgList args(u"-a=1 -b \"x y\" --c -d=\"-e\" -Mixed=Case");
   EXPECT_EQ(args.ToText(), u"-a=\"1\" -b=\"x y\" -c -d=\"-e\" -Mixed=\"Case\"");
   EXPECT_EQ(Rendered(XArgList(args.ToText())), Rendered(args));
-  EXPECT_TRUE(XArgList(u"").ToText().IsEmpty());
   XArgList command(u"-out=\"a b.flac\" -q=5 -flag");
   EXPECT_EQ(command.ToCommandText(), u"-out=\"a b.flac\" -q=5 -flag");
   EXPECT_EQ(Rendered(XArgList(command.ToCommandText())), Rendered(command));
 }
 
-TEST(XArgListTest, LookupsChooseCaseAndGuardTheEnd) {
+TEST(XArgListTest, LookupsChooseCase) {
   XArgList args(u"-Name=x -name=y");
   EXPECT_EQ(args.IndexOf(u"NAME"), 0);
   EXPECT_EQ(args.IndexOf(u"name", false), 1);
@@ -78,12 +77,6 @@ TEST(XArgListTest, LookupsChooseCaseAndGuardTheEnd) {
   EXPECT_TRUE(value.IsEmpty());
   EXPECT_TRUE(args.GetAt(1, key, value));
   EXPECT_EQ(Joined({key, value}), "name|y");
-  for (int32_t at : {2, -1}) {
-    key = u"k";
-    value = u"v";
-    EXPECT_FALSE(args.GetAt(at, key, value));
-    EXPECT_EQ(Joined({key, value}), "|");
-  }
 }
 
 TEST(XArgListTest, AddRemoveAndCopyKeepTheListsInStep) {
@@ -95,12 +88,6 @@ TEST(XArgListTest, AddRemoveAndCopyKeepTheListsInStep) {
   args.RemoveAt(5);
   EXPECT_EQ(Rendered(args), "x=1|z=3");
   EXPECT_EQ(args.values[0].Tag(), 4u);
-  XArgList copy(u"-old");
-  copy = args;
-  args.RemoveAt(0);
-  EXPECT_EQ(Rendered(copy), "x=1|z=3");
-  copy.Parse(u"-n");
-  EXPECT_EQ(Rendered(copy), "n=");
 }
 
 TEST(XArgListTest, ParseListReadsSeparatedItemsUpToOneWithoutADash) {
@@ -116,8 +103,6 @@ TEST(XArgListTest, ParseArgvStopsAtTheCountOrANullItem) {
   XArgList args(u"");
   args.ParseArgv(4, argv, 0);
   EXPECT_EQ(Rendered(args), "mill=|a=\u00f6|b=c d");
-  args.ParseArgv(3, argv, 3);
-  EXPECT_EQ(args.Count(), 0);
   args.ParseArgv(9, argv, 2);  // a null item ends the arguments
   EXPECT_EQ(Rendered(args), "b=c d");
 }
