@@ -220,3 +220,12 @@ TEST_F(XFileTest, TimesAreFileTimesOfNow) {
   EXPECT_EQ(XFile::CreationTime(Path("missing"), &failed), 0u);
   EXPECT_TRUE(failed);
 }
+
+TEST_F(XFileTest, AFoundMarkIsSteppedOverAtTheStartOnly) {
+  Put("u", "\xEF\xBB\xBFxyz");
+  XFile u;
+  ASSERT_TRUE(u.OpenRead(Path("u")));
+  EXPECT_EQ((Ints{u.HasUtf8Bom(), u.Position(), u.Seek(5, XSeekStart), u.HasUtf8Bom(), u.Position(),
+                  u.HasUtf16Bom(), u.Position()}),
+            (Ints{1, 3, 1, 1, 5, 0, 5}));
+}
