@@ -82,7 +82,6 @@ TEST_F(XDebugLogTest, NestedTracesIndentByTwoBlanksPerLevel) {
   Log(u"two", context);
   Log(u"<-<-", context, "Inner");
   Log(u"<-<- leaving", context, "Outer");
-  Log(u"three", context);
   // Pieces without a line end form one line with one indentation and the last one's place.
   Log(u"->->", context, "F");
   Log(u"a", context, "Ignored", false);
@@ -96,7 +95,6 @@ TEST_F(XDebugLogTest, NestedTracesIndentByTwoBlanksPerLevel) {
             "    two\r\n"
             "  <-<-  [Inner]\r\n"
             "<-<- leaving  [Outer]\r\n"
-            "three\r\n"
             "->->  [F]\r\n  abc  [Last]\r\n<-<-  [F]\r\n");
 }
 

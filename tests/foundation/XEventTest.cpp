@@ -69,7 +69,6 @@ TEST(XEventTest, CreateUniqueAddsAGuidTextToThePrefix) {
   EXPECT_EQ(first.Left(6), u"TvTest");
   EXPECT_NE(first, b.CreateUnique(u"TvTest"));
   EXPECT_TRUE(a.IsOpen());
-  EXPECT_FALSE(a.AlreadyExisted());
 }
 
 TEST(XEventTest, CreateFromTicksSkipsNamesThatExist) {

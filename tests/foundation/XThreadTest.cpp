@@ -92,6 +92,15 @@ TEST(XThreadTest, FunctionFormPassesTheArgumentAndAStartReplacesTheOldThread) {
   ASSERT_TRUE(Eventually([&] { return seen == 2; }));
 }
 
+TEST(XThreadTest, DetachLetsTheThreadRunOnAndLeavesAnEmptyObject) {
+  std::atomic<bool> done{false};
+  XThread thread;
+  ASSERT_TRUE(thread.Start([&](XEvent&) { Pause(50), done = true; }, false, 0));
+  thread.Detach();
+  EXPECT_EQ(thread.QuitEvent(), nullptr);
+  EXPECT_TRUE(Eventually([&] { return done.load(); }));
+}
+
 TEST(XThreadTest, LowestPriorityBecomesANiceOffset) {
   errno = 0;
   int base = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
