@@ -96,6 +96,11 @@ TEST_F(XPipeTest, RegularFileAsInputEndsWhenRead) {
   EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
+TEST_F(XPipeTest, DeviceThatOnlyAReadCanTellEnds) {
+  AttachRead("/dev/null");
+  EXPECT_EQ(Available(pipe), "0/ended");
+}
+
 TEST_F(XPipeTest, ByteReadToTellIsKeptForTheDrain) {
   AttachRead("/dev/zero");
   EXPECT_EQ(Available(pipe), "1/open");
