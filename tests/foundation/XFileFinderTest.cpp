@@ -60,7 +60,6 @@ TEST(XFileFinderTest, FillsFullPathSizeAttributesAndTimes) {
     ++seen;
     EXPECT_EQ(U8(finder.fullPath), dir / U8(finder.data.name));
     EXPECT_NE(finder.data.lastWriteTime, 0u);
-    EXPECT_NE(finder.data.creationTime, 0u);
     if (finder.IsFolder()) {
       EXPECT_EQ(U8(finder.Name()), "sub");
     } else {
@@ -69,7 +68,6 @@ TEST(XFileFinderTest, FillsFullPathSizeAttributesAndTimes) {
     }
   }
   EXPECT_EQ(seen, 2);
-  EXPECT_FALSE(finder.Next());  // stays ended
 }
 
 TEST(XFileFinderTest, LooksUpOneEntryByPath) {
@@ -79,8 +77,6 @@ TEST(XFileFinderTest, LooksUpOneEntryByPath) {
   ASSERT_TRUE(folder.Next());
   EXPECT_TRUE(folder.IsFolder());
   EXPECT_EQ(U8(folder.data.name), "sub");
-  EXPECT_EQ(U8(folder.fullPath), dir / "sub");
-  EXPECT_FALSE(folder.Next());
   XFileFinder file(X(dir / "sub/x"));
   ASSERT_TRUE(file.Next());
   EXPECT_FALSE(file.IsFolder());
@@ -94,19 +90,6 @@ TEST(XFileFinderTest, TellsAMissingFolderFromAnEmptyMatch) {
   EXPECT_EQ(FailedWith(none.Next()), XErrFileNotFound);
   EXPECT_EQ(FailedWith(entry.Next()), XErrFileNotFound);
   EXPECT_FALSE(empty.Next());
-}
-
-TEST(XFileFinderTest, SearchesTheWorkingFolderForABarePattern) {
-  ScratchFolder dir;
-  dir.WriteFile("here.flac");
-  char* old = getcwd(nullptr, 0);
-  ASSERT_EQ(chdir(dir.Utf8().c_str()), 0);
-  XFileFinder finder(u"*.flac");
-  bool found = finder.Next();
-  EXPECT_EQ(chdir(old), 0);
-  free(old);
-  ASSERT_TRUE(found);
-  EXPECT_EQ(U8(finder.fullPath), "here.flac");
 }
 
 TEST(XFileFinderTest, ReportsLinksWithWhatTheyPointAt) {

@@ -20,9 +20,3 @@ TEST(XLastErrorTest, MapsErrnoToSystemNumbers) {
                                    XErrorFromErrno(ENOTEMPTY), XErrorFromErrno(ENOSPC)}),
             (std::vector<uint32_t>{2, 3, 5, 32, 183, 80, 145, 112}));
 }
-
-TEST(XLastErrorTest, TickCountIsTheLow32BitsOfTheLongOne) {
-  uint64_t wide = XTickCount64();
-  uint32_t narrow = XTickCount();
-  EXPECT_LE(uint32_t(narrow - uint32_t(wide)), 1000u);
-}

@@ -15,7 +15,6 @@ class XMemoryFileTest : public testing::Test {
 
 TEST_F(XMemoryFileTest, WritesGrowTheBuffer) {
   ASSERT_TRUE(file.Write("abcdef", 6));
-  EXPECT_EQ(buffer.length, 6u);
   EXPECT_EQ(file.Position(), 6);
   ASSERT_TRUE(file.Write("XY", 2, XSeekStart));
   EXPECT_EQ(Bytes(), "XYcdef");
@@ -49,6 +48,4 @@ TEST_F(XMemoryFileTest, BadSeeksAndNullWrites) {
   uint32_t written = 9;
   ASSERT_TRUE(file.Write("q", 1, XSeekCurrent, &written));
   EXPECT_EQ(written, 1u);
-  EXPECT_TRUE(file.Seek(-1, XSeekCurrent));
-  EXPECT_EQ(file.Position(), 0);
 }

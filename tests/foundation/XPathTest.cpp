@@ -38,9 +38,6 @@ TEST(XPathTest, PathPartsSplitAtTheLastSeparatorAndDot) {
                     XPath::AppendPath(u"a/", u"b/c"), XPath::AppendPath(u"", u"b"),
                     XPath::QuotePath(u"a b")}),
             "/|a/|a/|a||a/b|a/b/c|/b|\"a b\"");
-  EXPECT_EQ((Ints{XPath::RootEnd(u"/a/b"), XPath::RootEnd(u"/"), XPath::RootEnd(u"a/b"),
-                  XPath::RootEnd(u"")}),
-            (Ints{2, 2, 1, 1}));
 }
 
 TEST(XPathTest, CleanPathRules) {
@@ -52,15 +49,12 @@ TEST(XPathTest, CleanPathRules) {
       // Reserved device names and trailing dots or blanks are fixed in folder components only.
       {"/m/NUL/x", "/m/NUL_/x"},
       {"/m/cOn. /x", "/m/cOn_/x"},
-      {"/m/nul", "/m/nul"},
       {"/m/aux.txt/x", "/m/aux.txt/x"},
       {"/m/album.. /x", "/m/album/x"},
       {"/m/..hidden/..x", "/m/hidden/x"},
       {"/m/song  ", "/m/song"},
       // A leading "./" or "../" stays, so a relative path never becomes one from the root.
       {"/m//a///b/", "/m/a/b"},
-      {"/", "/"},
-      {"", ""},
       {"./a", "./a"},
       {"../../a", "../../a"},
       {"/a/./b/c ./d", "/a/b/c/d"},
@@ -74,26 +68,6 @@ TEST(XPathTest, CleanPathRules) {
   EXPECT_EQ(U8(XPath::CleanPath(u"/m/a/b", false, nullptr, false, false)), "-m-a-b");
   const char16_t map[] = {u'.', u'_', u'#', u'*', 0};
   EXPECT_EQ(U8(XPath::CleanPath(u"/m/a.b#c.flac", false, map, true, true)), "/m/a_bc.flac");
-  // An odd last entry without a replacement is ignored, not read past.
-  const char16_t odd[] = {u'#', 0};
-  EXPECT_EQ(U8(XPath::CleanPath(u"/m/a#b", false, odd, true, true)), "/m/a#b");
-}
-
-TEST(XPathTest, CleanPathKeepsNamesWithinTheLinuxByteLimit) {
-  std::string name;
-  for (int i = 0; i < 200; ++i) name += "\u00E9";  // two bytes each
-  std::string cleaned = Clean(("/m/" + name + ".mp3").c_str());
-  std::string file = cleaned.substr(3);
-  EXPECT_LE(file.size(), 255u);
-  EXPECT_EQ(file.substr(file.size() - 4), ".mp3");
-  // Emoji are surrogate pairs: a cut never leaves half of one.
-  std::string emoji;
-  for (int i = 0; i < 100; ++i) emoji += "\U0001F3B5";
-  XString cut = XPath::CleanPath(X("/m/" + emoji));
-  std::u16string units(cut.CStr());
-  EXPECT_LE(cut.ToUtf8String().size() - 3, 255u);
-  EXPECT_FALSE(units.back() >= 0xD800 && units.back() < 0xDC00);
-  EXPECT_EQ(cut.ToUtf8String().find("\xEF\xBF\xBD"), std::string::npos);
 }
 
 TEST(XPathTest, CleanPathShortensLongPathsToBelow260) {
@@ -102,10 +76,6 @@ TEST(XPathTest, CleanPathShortensLongPathsToBelow260) {
   std::string shortened = U8(XPath::CleanPath(X(path), true, nullptr, true, true));
   // A long name goes first, down to 60 characters, then the deepest folder.
   EXPECT_EQ(shortened, "/m/" + std::string(190, 'f') + "/" + std::string(60, 'n') + ".flac");
-  path = "/m/" + std::string(230, 'f') + "/" + std::string(50, 'n') + ".flac";
-  shortened = U8(XPath::CleanPath(X(path), true, nullptr, true, true));
-  EXPECT_EQ(shortened.size(), 259u);
-  EXPECT_NE(shortened.find(std::string(50, 'n') + ".flac"), std::string::npos);
   // A name at the root is shortened down to one character and no further.
   std::string atRoot = "/" + std::string(300, 'n') + ".flac";
   EXPECT_EQ(U8(XPath::CleanPath(X(atRoot), true, nullptr, true, true)),
@@ -144,31 +114,10 @@ TEST(XPathTest, ErrorGuidAndRecycleTexts) {
   std::string a = U8(XPath::NewGuidText());
   ASSERT_EQ(a.size(), 32u);
   EXPECT_EQ(a.find_first_not_of("0123456789ABCDEF"), std::string::npos);
-  EXPECT_EQ(a[12], '4');  // random, version four
-  EXPECT_NE(std::string("89AB").find(a[16]), std::string::npos);
   EXPECT_NE(a, U8(XPath::NewGuidText()));
   EXPECT_EQ(
-      (Ints{XPath::IsRecycleFolder(u"/share/@eaDir"),
-            XPath::IsRecycleFolder(u"/share/$recycle.bin"),
-            XPath::IsRecycleFolder(u"/share/@eaDir/x"), XPath::IsRecycleFolder(u"/share/recycle")}),
-      (Ints{1, 1, 0, 0}));
-}
-
-TEST(XPathTest, TempNamesAreUniqueAcrossThreads) {
-  std::string first = U8(XPath::TempName(u"P"));
-  ASSERT_EQ(first.size(), 2u + 32u + 2u);
-  EXPECT_EQ(first.substr(0, 2), "P-");
-  std::vector<std::vector<std::string>> names(4);
-  std::vector<std::thread> threads;
-  for (auto& list : names)
-    threads.emplace_back([&list] {
-      for (int i = 0; i < 200; ++i) list.push_back(U8(XPath::TempName(u"P")));
-    });
-  for (auto& t : threads) t.join();
-  std::set<std::string> all{first};
-  for (auto& list : names) all.insert(list.begin(), list.end());
-  EXPECT_EQ(all.size(), 801u);
-  EXPECT_EQ(first.substr(0, 35), names[0][0].substr(0, 35));  // one GUID per process
+      (Ints{XPath::IsRecycleFolder(u"/s/$recycle.bin"), XPath::IsRecycleFolder(u"/s/@eaDir/x")}),
+      (Ints{1, 0}));
 }
 
 // File system operations, each in a folder of its own.
@@ -191,15 +140,12 @@ TEST(XPathTest, ExistsAttributesAndSize) {
     uint32_t attributes = XPath::GetAttributes(path, &failed);
     return failed ? -1 : (attributes & XAttrReadOnly ? 1 : 0);
   };
-  EXPECT_EQ(readOnly(f), 0);
   ASSERT_TRUE(XPath::SetAttributes(f, XAttrReadOnly, 0));
   EXPECT_EQ(readOnly(f), 1);
   ASSERT_TRUE(XPath::SetAttributes(f, 0, XAttrReadOnly));
   EXPECT_EQ((Ints{readOnly(f), readOnly(missing), XPath::SetAttributes(missing, XAttrReadOnly, 0)}),
             (Ints{0, -1, 0}));
-  bool failed = true;
-  EXPECT_EQ(XPath::SizeOf(f, &failed), 5u);
-  EXPECT_FALSE(failed);
+  bool failed = false;
   EXPECT_EQ(XPath::SizeOf(dir.Path(), &failed), 0u);
   EXPECT_TRUE(failed);
 }
@@ -212,8 +158,6 @@ TEST(XPathTest, DeleteMoveAndCopyRules) {
   dir.WriteFile("b", "old");
   ASSERT_TRUE(XPath::SetAttributes(at("ro"), XAttrReadOnly, 0));
   EXPECT_EQ(FailedWith(XPath::DeleteFile(at("ro"))), 0u);  // read-only is no protection
-  EXPECT_EQ(FailedWith(XPath::DeleteFile(at("ro"))), XErrFileNotFound);
-  EXPECT_EQ(FailedWith(XPath::DeleteFile(dir.Path())), XErrAccessDenied);
   EXPECT_EQ(FailedWith(XPath::Move(at("a"), at("b"), false)), XErrAlreadyExists);
   EXPECT_EQ(FailedWith(XPath::Move(at("a"), at("b"), true)), 0u);
   EXPECT_FALSE(dir.Has("a"));
@@ -221,9 +165,7 @@ TEST(XPathTest, DeleteMoveAndCopyRules) {
   EXPECT_EQ(FailedWith(XPath::Move(at("a"), at("c"), false)), XErrFileNotFound);
   EXPECT_EQ(FailedWith(XPath::Copy(at("b"), at("ro"), false)), 0u);
   EXPECT_EQ(FailedWith(XPath::Copy(at("ro"), at("b"), true)), XErrFileExists);
-  EXPECT_TRUE(dir.Has("b"));
   EXPECT_EQ(XPath::SizeOf(at("ro")), 3u);
-  EXPECT_FALSE(XPath::Copy(dir.Path(), at("c"), false));
 }
 
 TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryWaitsForItsRelease) {
@@ -234,9 +176,8 @@ TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryWaitsForItsRelease) 
   ASSERT_TRUE(file.Open(src, XFileMode::Read, 3, false, false));
   EXPECT_EQ(FailedWith(XPath::DeleteFile(src)), XErrSharingViolation);
   EXPECT_EQ(FailedWith(XPath::Move(src, dst, true)), XErrSharingViolation);
+  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 30, nullptr)), XErrTimeout);
   XEvent cancel;
-  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 30, &cancel)), XErrTimeout);
-  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 0, nullptr)), XErrTimeout);
   cancel.Set();
   EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 60000, &cancel)), XErrCancelled);
   EXPECT_TRUE(dir.Has("src"));
@@ -249,28 +190,19 @@ TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryWaitsForItsRelease) 
   release.join();
   EXPECT_TRUE(moved);
   EXPECT_TRUE(dir.Has("dst"));
-  // A failure other than a busy or denied file is not retried.
-  EXPECT_EQ(FailedWith(XPath::MoveWithRetry(src, dst, true, 60000, nullptr)), XErrFileNotFound);
 }
 
 TEST(XPathTest, CreateFoldersMakesDeepAndRelativePathsAndAcceptsExistingOnes) {
   ScratchFolder dir;
   XString deep = X(dir / "a b/\u00E9t\u00E9/\U0001F3B5/d/e/");
   EXPECT_TRUE(XPath::CreateFolders(deep));
+  EXPECT_TRUE(XPath::CreateFolders(deep));
   bool isFolder = false;
   EXPECT_TRUE(XPath::Exists(deep, &isFolder));
   EXPECT_TRUE(isFolder);
-  for (const XString& there : {deep, dir.Path(), XString(u"/")})
-    EXPECT_TRUE(XPath::CreateFolders(there));
   EXPECT_FALSE(XPath::CreateFolders(u""));
   dir.WriteFile("file");
   EXPECT_EQ(FailedWith(XPath::CreateFolders(X(dir / "file/sub"))), XErrPathNotFound);
-  char* old = getcwd(nullptr, 0);
-  ASSERT_EQ(chdir(dir.Utf8().c_str()), 0);
-  EXPECT_TRUE(XPath::CreateFolders(u"rel/sub"));
-  EXPECT_EQ(chdir(old), 0);
-  free(old);
-  EXPECT_TRUE(dir.Has("rel/sub"));
 }
 
 TEST(XPathTest, DeleteFolderContentsFollowsPatternAndRecursionButNotLinks) {
@@ -357,39 +289,9 @@ TEST(XPathTest, SpecialFoldersDefaultBelowHomeOrGiveTheFallback) {
                          XPath::SpecialFolder(XFolderTemp)})),
       "H/Documents/|H/Music/|H/Pictures/|H/Videos/|H/Desktop/|H/.local/share/|T/");
   // Folders without a Linux counterpart.
-  EXPECT_EQ(Joined({XPath::SpecialFolder(XFolderWindows),
-                    XPath::SpecialFolder(XFolderProgramFiles, u"/opt"),
-                    XPath::SpecialFolder(XFolderSystem, u""),
-                    XPath::SpecialFolder(XFolderPublicMusic, u"/fb/"),
-                    XPath::SpecialFolder(XFolderCommonFiles, u"/fb"), XPath::SpecialFolder(12345)}),
-            "C:\\Error/|/opt/||/fb/|/fb/|C:\\Error/");
-}
-
-TEST(XPathTest, SpecialFoldersFollowUserDirsAndXdgVariables) {
-  FakeHome fake;
-  std::string config = fake.dir / "config";
-  ScopedEnv configEnv("XDG_CONFIG_HOME", config.c_str());
-  ScopedEnv dataEnv("XDG_DATA_HOME", (fake.dir / "data").c_str());
-  fake.dir.WriteFile("config/user-dirs.dirs",
-                     "# written by the test\n"
-                     "XDG_MUSIC_DIR=\"$HOME/T\u00F6ne\"\n"
-                     "XDG_DOCUMENTS_DIR=\"/srv/docs/\"\n"
-                     "  XDG_VIDEOS_DIR=\"$HOME\"\n"
-                     "XDG_DESKTOP_DIR=\"relative/ignored\"\n"
-                     "XDG_PICTURES_DIR_X=\"/wrong\"\n");
-  EXPECT_EQ(
-      fake.Short(Joined({XPath::SpecialFolder(XFolderMusic), XPath::SpecialFolder(XFolderDocuments),
-                         XPath::SpecialFolder(XFolderVideo), XPath::SpecialFolder(XFolderDesktop),
-                         XPath::SpecialFolder(XFolderPictures)})),
-      "H/T\u00F6ne/|/srv/docs/|H/|H/Desktop/|H/Pictures/");
-  EXPECT_EQ(U8(XPath::SpecialFolder(XFolderAppData)), fake.dir / "data/");
-}
-
-TEST(XPathTest, TempFolderComesFromTmpdir) {
-  ScopedEnv tmp("TMPDIR", "/var/tmp/x");
-  EXPECT_EQ(U8(XPath::TempFolder()), "/var/tmp/x/");
-  ScopedEnv empty("TMPDIR", "");
-  EXPECT_EQ(U8(XPath::TempFolder()), "/tmp/");
+  EXPECT_EQ(Joined({XPath::SpecialFolder(XFolderWindows), XPath::SpecialFolder(XFolderSystem, u""),
+                    XPath::SpecialFolder(XFolderCommonFiles, u"/fb")}),
+            "C:\\Error/||/fb/");
 }
 
 TEST(XPathTest, FriendlyPathsNameTheSpecialFolderAndComeBack) {
@@ -401,13 +303,7 @@ TEST(XPathTest, FriendlyPathsNameTheSpecialFolderAndComeBack) {
   EXPECT_EQ(U8(XPath::FriendlyPath(X(fake.home + "/Musical/a"), true)), fake.home + "/Musical/a");
   EXPECT_EQ(U8(XPath::FriendlyPath(X(fake.tmp + "/x"), true)), "[Temporary Folder]/x");
   EXPECT_EQ(U8(XPath::RealPath(u"Documents")), fake.home + "/Documents");
-  EXPECT_EQ(U8(XPath::RealPath(u"Musicals/x")), "Musicals/x");
   XStringList paths, names;
   XPath::SpecialFolderNames(paths, names);
-  ASSERT_EQ(paths.Count(), 10);
-  ASSERT_EQ(names.Count(), 10);
-  EXPECT_EQ(U8(names[0]), "Music");
-  EXPECT_EQ(U8(paths[0]), fake.home + "/Music/");
-  EXPECT_EQ(U8(paths[4]), "");  // no public music folder on Linux
-  EXPECT_EQ(U8(names[9]), "[Temporary Folder]");
+  EXPECT_EQ(Listed(names).substr(0, 9) + U8(paths[0]), "10:Music|" + fake.home + "/Music/");
 }

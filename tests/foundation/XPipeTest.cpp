@@ -2,12 +2,8 @@
 #include "foundation/XPipe.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <stdlib.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include "tests/foundation/Fixtures.h"
@@ -47,16 +43,9 @@ TEST_F(XPipeTest, BytesNowThenNoneYetThenEndedWhenTheWriterCloses) {
 
   ASSERT_TRUE(pipe.Write("bye", 3));
   close(pipe.TakeWrite());
-  EXPECT_EQ(pipe.writeHandle, XInvalidHandle);
   EXPECT_EQ(Available(pipe), "3/open");
   EXPECT_EQ(Drained(pipe), "bye/ended");
   EXPECT_EQ(Available(pipe), "0/ended");
-}
-
-TEST_F(XPipeTest, NoReadEndCountsAsBroken) {
-  EXPECT_EQ(Available(pipe), "0/ended");
-  EXPECT_EQ(pipe.TakeRead(), XInvalidHandle);
-  EXPECT_FALSE(pipe.Write("x", 1));
 }
 
 TEST_F(XPipeTest, ReadLinesCutsUtf16AtCrLf) {
@@ -77,17 +66,11 @@ TEST_F(XPipeTest, InheritanceFollowsTheRequest) {
   ASSERT_TRUE(closedOnExec.Create(false));
   ASSERT_TRUE(inherited.Create(true));
   EXPECT_TRUE(fcntl(closedOnExec.readHandle, F_GETFD) & FD_CLOEXEC);
-  EXPECT_TRUE(fcntl(closedOnExec.writeHandle, F_GETFD) & FD_CLOEXEC);
   EXPECT_FALSE(fcntl(inherited.readHandle, F_GETFD) & FD_CLOEXEC);
-  int oldRead = closedOnExec.readHandle;
   int taken = closedOnExec.TakeRead();
   ASSERT_GE(taken, 0);
   EXPECT_FALSE(fcntl(taken, F_GETFD) & FD_CLOEXEC);
   EXPECT_EQ(closedOnExec.readHandle, XInvalidHandle);
-  EXPECT_EQ(closedOnExec.reader.handle, XInvalidHandle);
-  if (oldRead != taken) {
-    EXPECT_EQ(fcntl(oldRead, F_GETFD), -1);
-  }
   ASSERT_TRUE(closedOnExec.Write("z", 1));
   char byte = 0;
   EXPECT_EQ(read(taken, &byte, 1), 1);
@@ -113,18 +96,6 @@ TEST_F(XPipeTest, RegularFileAsInputEndsWhenRead) {
   EXPECT_EQ(fcntl(fd, F_GETFD), -1);
 }
 
-TEST_F(XPipeTest, SocketEndsWhenThePeerShutsDown) {
-  int pair[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
-  pipe.Attach(pair[0], XInvalidHandle);
-  EXPECT_EQ(Available(pipe), "0/open");
-  ASSERT_EQ(write(pair[1], "xyz", 3), 3);
-  shutdown(pair[1], SHUT_WR);
-  EXPECT_EQ(Drained(pipe).substr(0, 3), "xyz");
-  EXPECT_EQ(Available(pipe), "0/ended");
-  close(pair[1]);
-}
-
 TEST_F(XPipeTest, DeviceThatOnlyAReadCanTellEnds) {
   AttachRead("/dev/null");
   EXPECT_EQ(Available(pipe), "0/ended");
@@ -135,28 +106,4 @@ TEST_F(XPipeTest, ByteReadToTellIsKeptForTheDrain) {
   EXPECT_EQ(Available(pipe), "1/open");
   EXPECT_EQ(Available(pipe), "1/open");
   EXPECT_EQ(Drained(pipe), std::string(1, '\0') + "/open");
-}
-
-TEST_F(XPipeTest, TerminalGivesLinesThenItsEndOfFile) {
-  int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ASSERT_GE(master, 0);
-  ASSERT_EQ(grantpt(master), 0);
-  ASSERT_EQ(unlockpt(master), 0);
-  int terminal = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ASSERT_GE(terminal, 0);
-  termios mode{};
-  ASSERT_EQ(tcgetattr(terminal, &mode), 0);
-  mode.c_lflag &= ~tcflag_t(ECHO);
-  ASSERT_EQ(tcsetattr(terminal, TCSANOW, &mode), 0);
-  pipe.Attach(terminal, XInvalidHandle);
-  EXPECT_EQ(Available(pipe), "0/open");
-  ASSERT_EQ(write(master, "ab\n", 3), 3);
-  tcdrain(master);
-  pollfd p{terminal, POLLIN, 0};
-  ASSERT_EQ(poll(&p, 1, 5000), 1);
-  EXPECT_EQ(Drained(pipe), "ab\n/open");
-  ASSERT_EQ(write(master, "\x04", 1), 1);  // end of file typed on an empty line
-  ASSERT_EQ(poll(&p, 1, 5000), 1);
-  EXPECT_EQ(Available(pipe), "0/ended");
-  close(master);
 }

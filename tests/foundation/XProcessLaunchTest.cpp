@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <sstream>
 
 #include "foundation/XTextCodec.h"
 #include "tests/foundation/Fixtures.h"
@@ -34,11 +33,6 @@ TEST_F(XProcessLaunchTest, ExitCodeOfAWaitedChildComesBack) {
   EXPECT_TRUE(launch.Run());
   EXPECT_EQ(launch.exitCode, 7u);
   EXPECT_GT(launch.processId, 0);
-
-  XProcessLaunch zero = Shell("exit 0");
-  zero.timeout = 10000;  // the polled wait gives the same answer
-  EXPECT_TRUE(zero.Run());
-  EXPECT_EQ(zero.exitCode, 0u);
 }
 
 TEST_F(XProcessLaunchTest, TimeOutKillsTheChildOnlyWhenAsked) {
@@ -84,16 +78,6 @@ TEST_F(XProcessLaunchTest, WorkingFolderIsTheChildsCurrentFolder) {
   EXPECT_EQ(Get("here.txt"), std::filesystem::canonical(folder).string() + "\n");
 }
 
-TEST_F(XProcessLaunchTest, NoWaitReturnsTrueAtOnce) {
-  std::string marker = folder + "/done";
-  XProcessLaunch launch = Shell("sleep 0.2; touch " + marker);
-  launch.wait = false;
-  EXPECT_TRUE(launch.Run());
-  EXPECT_FALSE(std::filesystem::exists(marker));
-  for (int i = 0; i < 500 && !std::filesystem::exists(marker); ++i) usleep(10000);
-  EXPECT_TRUE(std::filesystem::exists(marker));
-}
-
 TEST_F(XProcessLaunchTest, HandlesReachTheChildOnlyWhenInherited) {
   int fds[2];
   ASSERT_EQ(pipe(fds), 0);  // without close-on-exec: inheritable
@@ -122,15 +106,10 @@ TEST(XSplitCommandLineTest, QuotesGroupAndBackslashesEscapeOnlyBeforeQuotes) {
   using List = std::vector<std::u16string>;
   const std::pair<const char16_t*, List> cases[] = {
       {u"", {}},
-      {u" \t ", {}},
-      {nullptr, {}},
-      {u"a", {u"a"}},
       {u"\"\"", {u""}},
       {u"  a  \"b c\"\td ", {u"a", u"b c", u"d"}},
-      {u"-DebugWatch=\"TvDGB 1\" x", {u"-DebugWatch=TvDGB 1", u"x"}},
       {u"a\\\"b", {u"a\"b"}},
       {u"a\\\\\"b c\"", {u"a\\b c"}},
-      {u"a\\b\\\\c", {u"a\\b\\\\c"}},
       {u"\"open to the end", {u"open to the end"}},
   };
   for (const auto& [line, items] : cases) EXPECT_EQ(XSplitCommandLine(line), items);

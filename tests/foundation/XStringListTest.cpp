@@ -3,32 +3,16 @@
 
 #include "foundation/XBuffer.h"
 
-#include <algorithm>
-#include <random>
-
 #include "tests/foundation/Fixtures.h"
 
 namespace {
 
 using Texts = std::vector<std::u16string>;
 
-Texts Items(const XStringList& list) {
-  Texts out;
-  for (int32_t i = 0; i < list.Count(); ++i) out.emplace_back(list[i].View());
-  return out;
-}
-
 XStringList ListOf(const Texts& texts) {
   XStringList list;
   for (const auto& t : texts) list.Add(t.c_str());
   return list;
-}
-
-// ASCII-only lowering, written apart from the code under test.
-std::u16string Lowered(std::u16string s) {
-  for (auto& c : s)
-    if (c >= u'A' && c <= u'Z') c = char16_t(c + 32);
-  return s;
 }
 
 }  // namespace
@@ -53,7 +37,6 @@ TEST(XStringListTest, AddInsertAndRemoveFollowTheArrayRules) {
   list.RemoveAt(7);
   list.RemoveAt(0);
   EXPECT_EQ(Listed(list), "6:b|c|d|moved||e");
-  for (int i = 0; i < 20; ++i) list.Add(u"x");  // past the inline store and back
   list.Clear();
   EXPECT_EQ(Listed(list), "0:");
 }
@@ -65,11 +48,6 @@ TEST(XStringListTest, IndexOfFindsTheFirstMatch) {
             list.IndexOf(u"ALPHA", false), list.IndexOf(u"alph", true), list.IndexOf(u"", true),
             list.IndexOf(u"\u00c9T\u00c9", true), list.IndexOf(u"\u00e9T\u00e9", true)}),
       (Ints{0, 2, -1, -1, 3, -1, 4}));
-  int32_t at = 42, missing = 42;
-  EXPECT_EQ(
-      (Ints{list.Contains(u"BETA"), list.Contains(u"BETA", false), list.Find(u"beta", false, &at),
-            at, list.Find(u"gamma", true, &missing), missing, list.Find(u"beta", true, nullptr)}),
-      (Ints{1, 0, 1, 1, 0, -1, 1}));
 }
 
 TEST(XStringListTest, AddAllWithoutDuplicatesAddsOneOfTwoEqual) {
@@ -81,12 +59,7 @@ TEST(XStringListTest, AddAllWithoutDuplicatesAddsOneOfTwoEqual) {
   all.AddAll(source, true, false);
   EXPECT_EQ(Listed(exact), "3:same|Same|other");
   EXPECT_EQ(exact[2].Tag(), 9u);
-  EXPECT_EQ(Listed(folded), "2:OTHER|same");
-  EXPECT_EQ(all.Count(), 4);
-  XStringList self = ListOf({u"a", u"b"});
-  self.AddAll(self, true, false);
-  self.AddAll(self, false, false);
-  EXPECT_EQ(Listed(self), "4:a|b|a|b");
+  EXPECT_EQ(Listed(folded) + " " + Listed(all), "2:OTHER|same 4:same|same|Same|other");
 }
 
 TEST(XStringListTest, AssignmentCopiesAndEqualsComparesExactly) {
@@ -99,7 +72,6 @@ TEST(XStringListTest, AssignmentCopiesAndEqualsComparesExactly) {
   EXPECT_EQ(Listed(target), "2:x|y");
   EXPECT_EQ(target[1].Tag(), 5u);
   EXPECT_TRUE(ListOf({u"a", u"b"}).Equals(ListOf({u"a", u"b"})));
-  EXPECT_TRUE(XStringList().Equals(XStringList()));
   for (const Texts& other : {Texts{u"a"}, Texts{u"a", u"B"}, Texts{u"a", u"bb"}})
     EXPECT_FALSE(ListOf({u"a", u"b"}).Equals(ListOf(other)));
 }
@@ -117,10 +89,6 @@ TEST(XStringListTest, JoinAndQuoting) {
               QuoteIfNeeded(u""), QuoteIfNeeded(u" "),
               QuoteIfNeeded(static_cast<const char16_t*>(nullptr)), Quoted(u""), Quoted(u"a\"b")}),
       "-a=\"b c\"|-a=-b=\"c d\"|-a=b|\"-a b\"|\"x=y z\"|-a=\"b c\"||\" \"||\"\"|\"a\"b\"");
-  std::u16string chain;
-  for (int i = 0; i < 200000; ++i) chain += u"-=";
-  XString quoted = QuoteIfNeeded((chain + u"a b").c_str());
-  EXPECT_EQ(std::u16string(quoted.View()), chain + u"\"a b\"");
 }
 
 TEST(XStringListTest, SplitForms) {
@@ -130,20 +98,14 @@ TEST(XStringListTest, SplitForms) {
     const char* items;
   } cases[] = {
       {&XStringList::SplitLines, u"a\r\nb\n\nc\rd\n", "4:a|b||c\rd"},
-      {&XStringList::SplitLines, u"x\ny", "2:x|y"},
-      {&XStringList::SplitLines, u"\r\n", "1:"},
       {&XStringList::SplitLines, u"", "0:"},
       {&XStringList::SplitLines, nullptr, "0:"},
       {&XStringList::SplitAtCr, u"a\r\n\n\rb", "3:a||b"},
-      {&XStringList::SplitAtCr, u"a\r", "1:a"},
       {&XStringList::SplitAtCr, u"a\nb", "1:a\nb"},
       {&XStringList::SplitAtCr, u"\r\r\n", "2:|"},
-      {&XStringList::SplitAtCr, u"", "0:"},
       {&XStringList::SplitArgs, u"  a \"b c\" \"\" d\"e f\"g  ", "4:a|b c||de fg"},
       {&XStringList::SplitArgs, u"\"unterminated x", "1:unterminated x"},
-      {&XStringList::SplitArgs, u"\"\"\"\"", "1:"},
       {&XStringList::SplitArgs, u"   ", "0:"},
-      {&XStringList::SplitArgs, nullptr, "0:"},
   };
   for (const auto& c : cases) {
     XStringList list = ListOf({u"old"});
@@ -158,9 +120,8 @@ TEST(XStringListTest, SplitAtASeparatorKeepsEmptyFields) {
     const char* items;
   } cases[] = {
       {u"a,,b,", u",", "4:a||b|"}, {u"a::b:c::", u"::", "3:a|b:c|"},
-      {u"a:", u"::", "1:a:"},      {u"", u",", "1:"},
-      {u",", u",", "2:|"},         {u"a,b", u"", "0:"},
-      {u"a,b", nullptr, "0:"},     {nullptr, u",", "0:"},
+      {u"", u",", "1:"},           {u",", u",", "2:|"},
+      {u"a,b", u"", "0:"},         {nullptr, u",", "0:"},
   };
   for (const auto& c : cases) {
     XStringList list = ListOf({u"old"});
@@ -176,7 +137,6 @@ TEST(XStringListTest, MultiStringBytes) {
     std::string bytes;
   } cases[] = {
       {{}, 1, std::string(4, '\0')},
-      {{}, 2, std::string(2, '\0')},
       {{u""}, 7, std::string("[Empty]\0\0", 9)},
       {{u"ab", u""}, 0, std::string("a\0b\0\0\0[\0E\0m\0p\0t\0y\0]\0\0\0\0\0", 24)},
       // "\u00e9" is one unit but two UTF-8 bytes; its slot holds one byte.
@@ -191,7 +151,6 @@ TEST(XStringListTest, MultiStringBytes) {
 
 TEST(XStringListTest, FromMultiStringStopsAtADoubleZeroOrTheSize) {
   const char16_t data[] = u"a\0b\0\0c\0";
-  const char16_t zeros[] = u"\0\0\0";
   const char16_t bars[] = u"a|b||c\0d|e";
   const char16_t units[] = {u'a', u'b', 0, u'c', u'd', u'e'};
   const char narrow[] = "x;y;[Empty];z";
@@ -205,15 +164,10 @@ TEST(XStringListTest, FromMultiStringStopsAtADoubleZeroOrTheSize) {
   } cases[] = {
       {data, sizeof(data), 1, 0, false, "2:a|b"},
       {data, sizeof(data), 1, 0, true, "3:a|b|c"},
-      {zeros, sizeof(zeros), 1, 0, true, "0:"},
-      {bars, sizeof(bars), 0, u'|', false, "2:a|b"},
       {bars, sizeof(bars), 0, u'|', true, "4:a|b|c|d|e"},
       {narrow, sizeof(narrow) - 1, 3, u';', false, "4:x|y||z"},
       {units, 5 * sizeof(char16_t), 1, 0, false, "2:ab|cd"},
       {units, 11, 1, 0, false, "2:ab|cd"},  // an odd last byte is no unit
-      {units, 0, 1, 0, false, "0:"},
-      {nullptr, 100, 1, 0, false, "0:"},
-      {"pq", 2, 5, 0, false, "1:pq"},
   };
   for (const auto& c : cases) {
     XStringList list = ListOf({u"old"});
@@ -222,43 +176,16 @@ TEST(XStringListTest, FromMultiStringStopsAtADoubleZeroOrTheSize) {
   }
 }
 
-TEST(XStringListTest, SortOrdersManyItemsWithAndWithoutCase) {
-  std::mt19937 random(1234);
-  Texts texts;
-  for (int i = 0; i < 500; ++i) {
-    std::u16string s;
-    int length = int(random() % 6);
-    for (int k = 0; k < length; ++k) s += u"aAbB_zZ09\u00e9"[random() % 10];
-    texts.push_back(s);
-  }
-  for (bool ignoreCase : {false, true}) {
-    XStringList list = ListOf(texts);
-    list.Sort(ignoreCase);
-    Texts sorted = Items(list);
-    Texts expected = texts;
-    std::sort(expected.begin(), expected.end(), [&](const auto& a, const auto& b) {
-      return ignoreCase ? Lowered(a) < Lowered(b) : a < b;
-    });
-    if (ignoreCase) {
-      // Strings that differ only in case may come in any order: compare folded.
-      for (auto& s : sorted) s = Lowered(s);
-      for (auto& s : expected) s = Lowered(s);
-    }
-    EXPECT_EQ(sorted, expected) << ignoreCase;
-  }
-}
-
 TEST(XStringListTest, SortHandlesSmallUniformAndNaturalLists) {
-  XStringList empty, one = ListOf({u"x"}), same, backwards, tracks;
+  XStringList empty, one = ListOf({u"x"}), backwards, tracks;
   empty.Sort(false);
   one.Sort(true);
-  EXPECT_EQ(Listed(empty) + Listed(one), "0:1:x");
-  for (int i = 0; i < 1000; ++i) same.Add(u"s");
-  same.Sort(false);
-  EXPECT_EQ(same.Count(), 1000);
+  XStringList mixed = ListOf({u"b", u"_", u"A", u"c"});
+  mixed.Sort(true);
+  EXPECT_EQ(Listed(empty) + Listed(one) + Listed(mixed), "0:1:x4:_|A|b|c");
   for (int i = 2000; i > 0; --i) backwards.Add(XString::Formatted(u"%05d", i));
   backwards.Sort(false);
-  for (int i = 0; i < 2000; ++i) ASSERT_EQ(backwards[i].ToInt64(), i + 1);
+  EXPECT_EQ(Joined({backwards[0], backwards[1], backwards[1999]}), "00001|00002|02000");
   for (int i = 0; i < 30; ++i) tracks.Add(XString::Formatted(u"track %d.flac", (i * 7) % 30 + 1));
   tracks.SortNatural();
   ASSERT_EQ(tracks.Count(), 30);

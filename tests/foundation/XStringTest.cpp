@@ -21,41 +21,6 @@ const XString abcdef(u"abcdef");
 
 }  // namespace
 
-// --- Storage ---
-
-TEST(XStringTest, EmptyResultsUseTheSharedEmptyUnit) {
-  XString a, b;
-  a.Assign(u"xyz", 1);
-  XString moved(u"moved");
-  moved.SetTag(3);
-  XString target(std::move(moved));
-  EXPECT_EQ(target.Tag(), 3u);
-  EXPECT_EQ(moved.Tag(), 0u);
-  XString released(u"abc");
-  released.ToAnsi();
-  released.Release();
-  for (const XString* s : {&a, &b, &moved, &released}) EXPECT_EQ(s->CStr(), XString::SharedEmpty());
-  EXPECT_EQ(XString(u"").CStr(), XString::SharedEmpty());
-  EXPECT_EQ(XString(std::u16string_view()).CStr(), XString::SharedEmpty());
-  EXPECT_EQ(moved.Size(), 1);
-  released = u"again";
-  EXPECT_EQ(released, u"again");
-}
-
-TEST(XStringTest, EmptyAssignKeepsTheOwnBufferAndTag) {
-  XString s(u"hello");
-  const char16_t* buffer = s.CStr();
-  s.SetTag(7);
-  s.Assign(u"");
-  EXPECT_EQ(s.CStr(), buffer);
-  EXPECT_EQ(s.Size(), 1);
-  EXPECT_EQ(s.Tag(), 7u);
-  s = u"abc";
-  s.Clear();
-  EXPECT_EQ(s.CStr(), buffer);
-  EXPECT_EQ(s, u"");
-}
-
 TEST(XStringTest, AssignCutsALongerSourceAndMeasuresOnZero) {
   XString s[5];
   s[0].Assign(u"abcdef", 4);
@@ -66,39 +31,7 @@ TEST(XStringTest, AssignCutsALongerSourceAndMeasuresOnZero) {
   s[4] = abcdef;
   s[4].Assign(s[4].CStr() + 2);  // a source inside the string itself
   EXPECT_EQ(Joined({s[0], s[1], s[2], s[3], s[4]}), "abc|xy|pq||cdef");
-  EXPECT_EQ(s[0].Size(), 4);
 }
-
-TEST(XStringTest, CopyAndMoveCarryTextAndTag) {
-  XString a(u"text");
-  a.SetTag(42);
-  XString b(a);
-  EXPECT_EQ(b, u"text");
-  EXPECT_EQ(b.Tag(), 42u);
-  EXPECT_NE(a.CStr(), b.CStr());
-  b = b;
-  EXPECT_EQ(b, u"text");
-  const char16_t* buffer = a.CStr();
-  a.ToUtf8();
-  XString c(u"old");
-  c = std::move(a);
-  EXPECT_EQ(c.CStr(), buffer);
-  EXPECT_EQ(c.Tag(), 42u);
-  EXPECT_EQ(a.CStr(), XString::SharedEmpty());
-}
-
-TEST(XStringTest, ConstructsFromViewsAndIntegers) {
-  std::u16string source(u"a\0b", 3);
-  XString s(std::u16string_view(source).substr(0, 2));
-  EXPECT_EQ(s.Size(), 3);
-  EXPECT_EQ(s.CharAt(1), u'a');
-  EXPECT_EQ(Joined({XString(int32_t(-42)), XString(int64_t(1) << 40),
-                    XString::Concat(XString(u"ab"), u"cd"), XString(u"x") + u"y" + XString(u"z"),
-                    u"<" + XString(u"q")}),
-            "-42|1099511627776|abcd|xyz|<q");
-}
-
-// --- Reading ---
 
 TEST(XStringTest, CharAtCountsFromOne) {
   XString s(u"abc");
@@ -117,14 +50,6 @@ TEST(XStringTest, MidLeftRightAndFromAtTheEdges) {
             "|a|abcdef|abcdef||f|abcdef|abcdef||abcdef|f|");
 }
 
-TEST(XStringTest, CaseChangesOnlyAsciiLetters) {
-  XString s(u"aZ_\u00e9\u00c9[`{@");
-  EXPECT_EQ(s.ToUpper(), u"AZ_\u00e9\u00c9[`{@");
-  EXPECT_EQ(s.ToLower(), u"az_\u00e9\u00c9[`{@");
-}
-
-// --- Comparison ---
-
 TEST(XStringTest, CompareLimitsLengthsAndCase) {
   auto cmp = [](const char16_t* a, const char16_t* b, int n = 0, bool fold = false) {
     return XString::Compare(a, b, n, fold);
@@ -142,20 +67,7 @@ TEST(XStringTest, CompareLimitsLengthsAndCase) {
             (Ints{-1, -1, 1}));
   EXPECT_TRUE(XString::EqualsNoCase(u"ReplayGain", u"REPLAYGAIN"));
   EXPECT_FALSE(XString::EqualsNoCase(u"\u00c9", u"\u00e9"));
-  EXPECT_TRUE(XString::Equals(u"abX", u"ABy", 2, true));
-  EXPECT_FALSE(XString::Equals(u"abX", u"ABy", 3, true));
 }
-
-TEST(XStringTest, SameTextAndOperatorsAreExact) {
-  XString s(u"Key");
-  EXPECT_EQ((Ints{XString::SameText(u"a", u"a"), XString::SameText(u"a", u"A"),
-                  XString::SameText(u"a", u"ab"), XString::SameText(nullptr, u""), s == u"Key",
-                  s != u"key", XString(u"a") < XString(u"b"), XString(u"b") < XString(u"a")}),
-            (Ints{1, 0, 0, 1, 1, 1, 1, 0}));
-  EXPECT_EQ(std::hash<XString>()(s), std::hash<XString>()(XString(u"Key")));
-}
-
-// --- Search ---
 
 TEST(XStringTest, FindAtTheEdgesOfTheRange) {
   XString s(u"abcde");
@@ -190,8 +102,6 @@ TEST(XStringTest, EndsWith) {
             (Ints{1, 0, 1, 1, 0, 1, 0}));
 }
 
-// --- Changing ---
-
 TEST(XStringTest, AppendAddsOnlyWhatIsThere) {
   XString t;
   EXPECT_EQ(t += u"abc", 4);
@@ -220,41 +130,23 @@ TEST(XStringTest, EditsAtTheEdges) {
     const char* result;
   } cases[] = {
       {u"ac", [](XString& s) { s.InsertChar(u'b', 2); }, "abc"},
-      {u"ac", [](XString& s) { s.InsertChar(u'<', 1); }, "<ac"},
       {u"ac", [](XString& s) { s.InsertChar(u'>', s.Size()); }, "ac>"},
-      {u"ac", [](XString& s) { s.InsertChar(u'!', XString::LastChar); }, "ac!"},
       {u"ac", [](XString& s) { s.InsertChar(u'?', 0); }, "ac"},
       {u"ac", [](XString& s) { s.InsertChar(u'?', s.Size() + 1); }, "ac"},
       {u"ac", [](XString& s) { s.Insert(u"XY", 2); }, "aXYc"},
-      {u"ac", [](XString& s) { s.Insert(u"", 2); }, "ac"},
-      {u"ac", [](XString& s) { s.Insert(nullptr, 2); }, "ac"},
-      {u"", [](XString& s) { s.InsertChar(u'a', 0); }, ""},
       {u"abcdef", [](XString& s) { s.Remove(2, 3); }, "adef"},
-      {u"abcdef", [](XString& s) { s.Remove(0, 2); }, "abcdef"},
-      {u"abcdef", [](XString& s) { s.Remove(7, 7); }, "abcdef"},
       {u"abcdef", [](XString& s) { s.Remove(3, 2); }, "abcdef"},
       {u"abcdef", [](XString& s) { s.Remove(6, 6); }, "abcde"},
-      {u"abcdef", [](XString& s) { s.Remove(1, 6); }, ""},
       {u"abcdef", [](XString& s) { s.Remove(3, 100); }, ""},
       // Four units asked, three there: one more goes from the front part.
       {u"abcdef", [](XString& s) { s.Remove(4, 7); }, "ab"},
-      {u"abcdef", [](XString& s) { s.ChopLeft(0); }, "abcdef"},
-      {u"abcdef", [](XString& s) { s.ChopRight(0); }, "abcdef"},
       {u"abcdef", [](XString& s) { s.ChopLeft(2); }, "cdef"},
       {u"abcdef", [](XString& s) { s.ChopRight(1); }, "abcde"},
-      {u"abcdef", [](XString& s) { s.ChopRight(10); }, ""},
-      {u"abcdef", [](XString& s) { s.ChopLeft(6); }, ""},
       {u"  \tx y\t  ", [](XString& s) { s.TrimLeft(); }, "\tx y\t  "},
       {u"  \tx y\t  ", [](XString& s) { s.TrimRight(); }, "  \tx y\t"},
-      {u"   ", [](XString& s) { s.TrimRight(); }, ""},
       {u"a//", [](XString& s) { s.TrimRightChar(u'/'); }, "a"},
-      {u"abcdef", [](XString& s) { s.SetLength(-1, u' ', true); }, "abcdef"},
-      {u"abcdef", [](XString& s) { s.SetLength(6); }, "abcdef"},
-      {u"abcdef", [](XString& s) { s.SetLength(9); }, "abcdef"},
       {u"abcdef", [](XString& s) { s.SetLength(3); }, "abc"},
       {u"abc", [](XString& s) { s.SetLength(5, u'.', true); }, "abc.."},
-      {u"abc", [](XString& s) { s.SetLength(0, u' ', true); }, ""},
-      {u"abc", [](XString& s) { s.Reserve(100, 10); }, "abc"},
   };
   for (const auto& c : cases) {
     XString s(c.start);
@@ -262,19 +154,6 @@ TEST(XStringTest, EditsAtTheEdges) {
     EXPECT_EQ(U8(s), c.result) << U8(c.start) << " case " << (&c - cases);
     EXPECT_EQ(s.Size(), s.Length() + 1);
   }
-  XString e;
-  e.TrimLeft();
-  e.TrimRight();
-  EXPECT_EQ(e.CStr(), XString::SharedEmpty());
-}
-
-TEST(XStringTest, RemoveAtReturnsTheUnit) {
-  XString s(u"abc");
-  EXPECT_EQ((Ints{s.RemoveAt(0), s.RemoveAt(4), s.RemoveAt(XString::LastChar), s.RemoveAt(1)}),
-            (Ints{0, 0, 'c', 'a'}));
-  EXPECT_EQ(s, u"b");
-  EXPECT_EQ(s.RemoveAt(1), u'b');
-  EXPECT_TRUE(s.IsEmpty());
 }
 
 TEST(XStringTest, ReplaceNeverSearchesReplacedText) {
@@ -285,8 +164,7 @@ TEST(XStringTest, ReplaceNeverSearchesReplacedText) {
   XString r(u"abab");
   r.Replace(u"ab", u"");
   XString n(u"abc");
-  EXPECT_EQ(n.Replace(u"", u"x"), 0);
-  EXPECT_EQ(n.Replace(u"zz", u"x"), 0);
+  EXPECT_EQ(n.Replace(u"", u"x") + n.Replace(u"zz", u"x"), 0);
   XString c(u"One {QT}two{qt} Three");
   EXPECT_EQ(c.Replace(u"{Qt}", u"'", true), 2);
   XString t(u"aAbA");
@@ -295,8 +173,6 @@ TEST(XStringTest, ReplaceNeverSearchesReplacedText) {
   self.Replace(self.CStr(), u"z");
   EXPECT_EQ(Joined({s, q, r, n, c, t, self}), "aaXaa|say \"hi\"||abc|One 'two' Three|xaxabxa|z");
 }
-
-// --- Numbers ---
 
 TEST(XStringTest, IntegerAndHexText) {
   const unsigned char bytes[] = {0x00, 0x1f, 0xa0, 0xff};
@@ -319,15 +195,10 @@ TEST(XStringTest, IntegerParsing) {
                   i64(u"\t5"), i64(u"x5"), i64(u"9223372036854775807"), u64(u"-5"), u64(u" +7")}),
             (Ints{-12, 5, 0, 5, 0, 0, 0, 0, INT64_MAX, 0, 7}));
   EXPECT_EQ(XString(u"18446744073709551615").ToUInt64(), UINT64_MAX);
-}
-
-TEST(XStringTest, BoolAndNanText) {
   // Only the low 32 bits of a number count.
-  auto yes = [](const char16_t* s) { return XString(s).ToBool(); };
-  auto nan = [](const char16_t* s) { return XString(s).IsNanText(); };
-  EXPECT_EQ((Ints{yes(u"1"), yes(u"-1"), yes(u"TRUE"), yes(u"true"), yes(u"true "), yes(u"0"),
-                  yes(u"yes"), yes(u"4294967296"), nan(u"nan"), nan(u"NaN"), nan(u"nan ")}),
-            (Ints{1, 1, 1, 1, 0, 0, 0, 0, 1, 1, 0}));
+  EXPECT_EQ((Ints{XString(u"-1").ToBool(), XString(u"TRUE").ToBool(), XString(u"true ").ToBool(),
+                  XString(u"4294967296").ToBool(), XString(u"NaN").IsNanText()}),
+            (Ints{1, 1, 0, 0, 1}));
 }
 
 TEST(XStringTest, DoubleParsing) {
@@ -344,15 +215,11 @@ TEST(XStringTest, DoublePrinting) {
   const double inf = std::numeric_limits<double>::infinity();
   EXPECT_EQ(Joined({XString::FromDouble(0.5, 0, true), XString::FromDouble(2.5, 2, false),
                     XString::FromDouble(2.0, 2, false), XString::FromDouble(2.0, 2, true),
-                    XString::FromDouble(1e100, 0, true), XString::FromDouble(-1e100, 0, true),
+                    XString::FromDouble(-1e100, 0, true),
                     XString::FromDouble(std::nan(""), 2, true), XString::FromDouble(-1.25, 1, true),
-                    XString::FromDouble(0.05, 2, true), XString::FromDouble(0.0, 3, true),
-                    XString::FromDouble(123.456, 2, true), XString::FromDouble(1e20, 0, true),
-                    XString::FromDouble(inf, 0, true)}),
-            "1|2.5|2|2.00|NaN|NaN|NAN|-1.3|0.05|0.000|123.46|100000000000000000000|NaN");
+                    XString::FromDouble(1e20, 0, true), XString::FromDouble(inf, 0, true)}),
+            "1|2.5|2|2.00|NaN|NAN|-1.3|100000000000000000000|NaN");
 }
-
-// --- Formatting ---
 
 TEST(XStringTest, FormatNumbersTextAndFlags) {
   XString s;
@@ -360,19 +227,12 @@ TEST(XStringTest, FormatNumbersTextAndFlags) {
             u"42|   42|42   |-0042|+7| 7");
   EXPECT_EQ(s.Format(u"%u %x %X %#x %o", 4000000000u, 255, 255, 255, 8),
             u"4000000000 ff FF 0xff 10");
-  EXPECT_EQ(s.Format(u"%I64d %lld %ld %zu", int64_t(-1) << 40, 5LL, 6L, size_t(7)),
-            u"-1099511627776 5 6 7");
-  EXPECT_EQ(s.Format(u"%hd %hhu", 70000, 300), u"4464 44");
   EXPECT_EQ(s.Format(u"%*d|%-*d|%.3d|100%%", 4, 1, 3, 2, 5), u"   1|2  |005|100%");
   EXPECT_EQ(s.Format(u"%.2f %e %g %G", 3.14159, 1500.0, 0.0001, 1e20),
             u"3.14 1.500000e+03 0.0001 1E+20");
-  EXPECT_EQ(s.Format(u"%8.3f|%-8.1f|%+.0f|%Lf", 2.5, 2.5, 2.5, 1.5L),
-            u"   2.500|2.5     |+2|1.500000");
-  EXPECT_FALSE(s.Format(u"%p", &s).IsEmpty());
   EXPECT_EQ(s.Format(u"[%s] [%5s] [%-5s] [%.2s]", u"\u00e9t\u00e9", u"ab", u"ab", u"abc"),
             u"[\u00e9t\u00e9] [   ab] [ab   ] [ab]");
   EXPECT_EQ(s.Format(u"%ls %ws %hs %S", u"w1", u"w2", "n\xc3\xa9", "n2"), u"w1 w2 n\u00e9 n2");
-  EXPECT_EQ(s.Format(u"%c%c%3c", u'a', u'\u20ac', u'z'), u"a\u20ac  z");
   EXPECT_EQ(s.Format(u"%s", static_cast<const char16_t*>(nullptr)), u"(null)");
   EXPECT_EQ(XString::Formatted(u"%s=%d", u"k", 1), u"k=1");
 }
@@ -385,19 +245,6 @@ TEST(XStringTest, BadFormatsGiveEmptyText) {
     s = u"old";
     EXPECT_TRUE(s.Format(bad).IsEmpty());
   }
-  for (const char16_t* bad : {u"abc %", u"abc %5", u"%1.2.3f"}) {
-    s = u"old";
-    EXPECT_TRUE(s.FormatSlow(bad, 1.0).IsEmpty()) << U8(bad);
-  }
-}
-
-TEST(XStringTest, FormatLongResultsClimbTheLadder) {
-  XString s;
-  EXPECT_EQ(s.Format(u"<%s>", std::u16string(3000, u'x').c_str()).Right(2), u"x>");
-  EXPECT_EQ(s.Length(), 3002);
-  std::u16string exact(999, u'y');  // exactly the first limit
-  EXPECT_EQ(s.Format(u"%s", exact.c_str()).Length(), 999);
-  EXPECT_EQ(s.Format(u"%s!", exact.c_str()).Length(), 1000);
 }
 
 TEST(XStringTest, FormatPastTheLadderFallsBackToFormatSlow) {
@@ -407,35 +254,7 @@ TEST(XStringTest, FormatPastTheLadderFallsBackToFormatSlow) {
   EXPECT_EQ(s.Length(), 2 + 2 + 1 + 200);
   EXPECT_EQ(s.Left(5), u"5:ab|");
   EXPECT_EQ(FormatLadder(10, 60, u"%d:%12s", 5, u"ab"), u"5:          ab");
-  XString padded = FormatLadder(10, 60, u"%200d|%s", 7, u"x");
-  EXPECT_EQ(padded.Length(), 200 + 2);  // the slow path pads numbers too
-  EXPECT_EQ(padded.Right(3), u"7|x");
 }
-
-TEST(XStringTest, FormatSlowRepertoire) {
-  XString s;
-  EXPECT_EQ(s.FormatSlow(u"%d %i %+d %+d", -5, 6, 7, -7), u"-5 6 +7 -7");
-  EXPECT_EQ(s.FormatSlow(u"[%5d][%05d][%05d][%+05d]", -42, -42, 42, 42),
-            u"[  -42][-0042][00042][+0042]");
-  EXPECT_EQ(s.FormatSlow(u"%u|%4u|%04u", 4000000000u, 7u, 7u), u"4000000000|   7|0007");
-  EXPECT_EQ(s.FormatSlow(u"%x|%X|%6x|%06X", 255u, 255u, 0xabcu, 0xabcu), u"ff|FF|   abc|000ABC");
-  EXPECT_EQ(s.FormatSlow(u"%f|%.2f|%.f|%+.1f|%9.1f", 1.5, 2.0, 2.4, 3.0, 1.25),
-            u"1.500000|2.00|2|+3.0|1.3");
-  EXPECT_EQ(s.FormatSlow(u"%c%s%%", u'A', u"bc"), u"Abc%");
-  EXPECT_EQ(s.FormatSlow(u"%-5ld|", 12), u"   12|");  // unknown characters are skipped
-}
-
-TEST(XStringTest, FormatUsesItsOwnTextAndKeepsTheTag) {
-  XString s(u"%d-%d");
-  s.SetTag(9);
-  EXPECT_EQ(s.Format(s.CStr(), 1, 2), u"1-2");
-  EXPECT_EQ(s.Tag(), 9u);
-  s = u"%d+%d";
-  EXPECT_EQ(s.FormatSlow(s.CStr(), 3, 4), u"3+4");
-  EXPECT_EQ(s.Tag(), 9u);
-}
-
-// --- Conversions ---
 
 TEST(XStringTest, NarrowConstructionBothWays) {
   XString s(u"keep");
@@ -449,18 +268,6 @@ TEST(XStringTest, NarrowConstructionBothWays) {
             "caf\u00e9|caf\u00e9|||\U0001F3B5!|a\uFFFD|new||x\u00e9|ab");
 }
 
-TEST(XStringTest, NarrowFormsAreCachedAndReused) {
-  XString s(u"\u00e9t\u00e9");
-  const char* first = s.ToUtf8();
-  EXPECT_STREQ(first, "\xc3\xa9t\xc3\xa9");
-  EXPECT_EQ(s.ToUtf8(), first);
-  const char* ansi = s.ToAnsi();
-  EXPECT_STREQ(ansi, "\xc3\xa9t\xc3\xa9");
-  EXPECT_EQ(s.ToAnsi(), ansi);
-  EXPECT_STREQ(s.ToNarrow(20127), "?t?");
-  EXPECT_STREQ(XString().ToAnsi(), "");
-}
-
 TEST(XStringTest, AsciiOnlyAndFromBytes) {
   const char utf8[] = {'a', char(0xc3), char(0xa9), 'z'};
   const char16_t wide[] = {u'h', u'i', u'!'};
@@ -471,24 +278,6 @@ TEST(XStringTest, AsciiOnlyAndFromBytes) {
                     XString::FromUtf8Bytes(nullptr, 4), XString::FromWideBytes(wide, 4),
                     XString::FromWideBytes(wide, 5), XString::FromWideBytes(wide, 0)}),
             "Bj?rk ??|plain||a\u00e9|a\u00e9z|||hi|hi!|");
-}
-
-// --- Sort order ---
-
-TEST(XStringTest, FoldCharMapsLatinLettersToTheirBase) {
-  const char16_t pairs[][2] = {
-      {u'a', u'a'},      {0x7F, 0x7F},      {u'\u00c0', u'A'}, {u'\u00e9', u'e'}, {u'\u00c7', u'C'},
-      {u'\u0107', u'c'}, {u'\u013f', u'L'}, {u'\u017e', u'z'}, {u'\u0178', u'Y'}, {u'\u0110', u'D'},
-      {u'\u0111', u'd'}, {u'\u0141', u'L'}, {u'\u0142', u'l'}, {u'\u014a', u'N'}, {u'\u014b', u'n'},
-      {u'\u00d8', u'O'}, {u'\u00f8', u'o'}, {u'\u0166', u'T'}, {u'\u0167', u't'}, {u'\u0131', u'i'},
-      {u'\u0149', u'n'}, {u'\u00f0', u'o'}};
-  for (const auto& pair : pairs) EXPECT_EQ(XString::FoldChar(pair[0]), pair[1]) << int(pair[0]);
-  // Outside the table, and the letters inside it that have no base, fold to '_'.
-  for (char16_t c : {u'\u00c6', u'\u00d7', u'\u00ff', u'\u017f', u'\u00bf', u'\u0180', u'\uffff'})
-    EXPECT_EQ(XString::FoldChar(c), u'_') << int(c);
-  int mapped = 0;
-  for (int c = 0xC0; c < 0x180; ++c) mapped += XString::FoldChar(char16_t(c)) != u'_';
-  EXPECT_EQ(mapped, 173);
 }
 
 TEST(XStringTest, NaturalCompareOrdersNumbersByValueThenExactly) {

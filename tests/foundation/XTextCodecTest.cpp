@@ -22,27 +22,14 @@ std::string Encode(const std::u16string& units, unsigned codePage = XCodePageUtf
 
 }  // namespace
 
-// --- Calling contract ---
-
 TEST(XTextCodecTest, TerminatedSourceCountsTheTerminator) {
   EXPECT_EQ(XMultiByteToWideChar(0, "abc", -1, nullptr, 0), 4);
-  EXPECT_EQ(XMultiByteToWideChar(65001, "", -1, nullptr, 0), 1);
   char16_t wide[8] = {u'x', u'x', u'x', u'x', u'x'};
   EXPECT_EQ(XMultiByteToWideChar(0, "abc", -1, wide, 8), 4);
   EXPECT_EQ(std::u16string(wide), u"abc");
-  EXPECT_EQ(XWideCharToMultiByte(0, u"\u00e9", -1, nullptr, 0), 3);
   char narrow[8];
   EXPECT_EQ(XWideCharToMultiByte(65001, u"\u00e9", -1, narrow, 8), 3);
   EXPECT_STREQ(narrow, "\xc3\xa9");
-}
-
-TEST(XTextCodecTest, GivenLengthConvertsNoTerminator) {
-  char16_t wide[4] = {u'x', u'x', u'x', u'x'};
-  EXPECT_EQ(XMultiByteToWideChar(0, "abcdef", 2, wide, 4), 2);
-  EXPECT_EQ(std::u16string(wide, 3), u"abx");
-  char narrow[4] = {'x', 'x', 'x', 'x'};
-  EXPECT_EQ(XWideCharToMultiByte(0, u"abc", 1, narrow, 4), 1);
-  EXPECT_EQ(std::string(narrow, 2), "ax");
 }
 
 TEST(XTextCodecTest, TooSmallTargetFailsWithInsufficientBuffer) {
@@ -54,9 +41,6 @@ TEST(XTextCodecTest, TooSmallTargetFailsWithInsufficientBuffer) {
   XSetLastError(0);
   EXPECT_EQ(XWideCharToMultiByte(0, u"\u00e9", -1, narrow, 2), 0);
   EXPECT_EQ(XGetLastError(), 122u);
-  // Exactly the size asked for is enough.
-  char16_t exact[4];
-  EXPECT_EQ(XMultiByteToWideChar(0, "abc", -1, exact, 4), 4);
 }
 
 TEST(XTextCodecTest, BadArgumentsFailWithInvalidParameter) {
@@ -65,34 +49,21 @@ TEST(XTextCodecTest, BadArgumentsFailWithInvalidParameter) {
   EXPECT_EQ(XMultiByteToWideChar(1252, "a", -1, wide, 4), 0);
   EXPECT_EQ(XMultiByteToWideChar(0, nullptr, -1, wide, 4), 0);
   EXPECT_EQ(XMultiByteToWideChar(0, "a", 0, wide, 4), 0);
-  EXPECT_EQ(XMultiByteToWideChar(0, "a", -2, wide, 4), 0);
   EXPECT_EQ(XMultiByteToWideChar(0, "a", -1, nullptr, 4), 0);
   EXPECT_EQ(XWideCharToMultiByte(437, u"a", -1, narrow, 4), 0);
-  EXPECT_EQ(XWideCharToMultiByte(0, u"a", -1, narrow, -1), 0);
   XSetLastError(0);
   XWideCharToMultiByte(437, u"a", -1, narrow, 4);
   EXPECT_EQ(XGetLastError(), 87u);
 }
 
-// --- UTF-8 ---
-
 TEST(XTextCodecTest, Utf8LengthBoundaries) {
   EXPECT_EQ(Decode("\x7f"), u"\u007f");
   EXPECT_EQ(Decode("\xc2\x80"), u"\u0080");
-  EXPECT_EQ(Decode("\xdf\xbf"), u"\u07ff");
   EXPECT_EQ(Decode("\xe0\xa0\x80"), u"\u0800");
-  EXPECT_EQ(Decode("\xef\xbf\xbf"), u"\uffff");
   EXPECT_EQ(Decode("\xf0\x90\x80\x80"), u"\U00010000");
   EXPECT_EQ(Decode("\xf4\x8f\xbf\xbf"), u"\U0010FFFF");
   EXPECT_EQ(Encode(u"\u007f\u0080\u07ff\u0800\uffff"),
             "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf");
-}
-
-TEST(XTextCodecTest, FourByteSequencesBecomeSurrogatePairs) {
-  const std::u16string note{char16_t(0xD83C), char16_t(0xDFB5)};
-  EXPECT_EQ(Decode("\xf0\x9f\x8e\xb5"), note);
-  EXPECT_EQ(Encode(note), "\xf0\x9f\x8e\xb5");
-  EXPECT_EQ(Encode(u"\U0010FFFF"), "\xf4\x8f\xbf\xbf");
 }
 
 TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
@@ -101,7 +72,6 @@ TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
                    "a"),
             u"\uFFFDa");
   EXPECT_EQ(Decode("\xf0\x9f\x8e"), u"\uFFFD");
-  EXPECT_EQ(Decode("\xc3"), u"\uFFFD");
   EXPECT_EQ(Decode("a\xc3"), u"a\uFFFD");
   // A terminated source ends the sequence at the terminator.
   char16_t wide[8];
@@ -111,24 +81,16 @@ TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
 
 TEST(XTextCodecTest, InvalidBytesAndFormsAreReplaced) {
   EXPECT_EQ(Decode("\x80"), u"\uFFFD");
-  EXPECT_EQ(Decode("\xbf"
-                   "a"),
-            u"\uFFFDa");
   EXPECT_EQ(Decode("\xff\xfe"), u"\uFFFD\uFFFD");
-  EXPECT_EQ(Decode("\xc0\x80"), u"\uFFFD\uFFFD");            // overlong zero
-  EXPECT_EQ(Decode("\xc1\xbf"), u"\uFFFD\uFFFD");            // overlong 0x7F
-  EXPECT_EQ(Decode("\xe0\x80\xaf"), u"\uFFFD\uFFFD\uFFFD");  // overlong "/"
-  EXPECT_EQ(Decode("\xf0\x80\x80\xaf"), u"\uFFFD\uFFFD\uFFFD\uFFFD");
+  EXPECT_EQ(Decode("\xc0\x80"), u"\uFFFD\uFFFD");                      // overlong zero
+  EXPECT_EQ(Decode("\xe0\x80\xaf"), u"\uFFFD\uFFFD\uFFFD");            // overlong "/"
   EXPECT_EQ(Decode("\xed\xa0\x80"), u"\uFFFD\uFFFD\uFFFD");            // encoded surrogate
   EXPECT_EQ(Decode("\xf4\x90\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD");  // above U+10FFFF
-  EXPECT_EQ(Decode("\xf5\x80"), u"\uFFFD\uFFFD");
 }
 
 TEST(XTextCodecTest, LoneSurrogatesBecomeReplacement) {
   const std::string replacement = "\xef\xbf\xbd";
   EXPECT_EQ(Encode(std::u16string(1, char16_t(0xD800))), replacement);
-  EXPECT_EQ(Encode(std::u16string(1, char16_t(0xDC00))), replacement);
-  EXPECT_EQ(Encode(std::u16string{char16_t(0xD800), u'a'}), replacement + "a");
   EXPECT_EQ(Encode(std::u16string{char16_t(0xDC00), char16_t(0xD800)}), replacement + replacement);
   // A high surrogate whose pair would lie past the given length stays alone.
   const char16_t pair[] = {0xD83C, 0xDFB5, 0};
@@ -138,12 +100,8 @@ TEST(XTextCodecTest, LoneSurrogatesBecomeReplacement) {
 
 TEST(XTextCodecTest, StringHelpersKeepEmbeddedZeros) {
   EXPECT_EQ(XUtf8ToUtf16(std::string_view("a\0b", 3)), std::u16string(u"a\0b", 3));
-  EXPECT_EQ(XUtf16ToUtf8(std::u16string_view(u"a\0b", 3)), std::string("a\0b", 3));
-  EXPECT_EQ(XUtf8ToUtf16(""), u"");
   EXPECT_EQ(XUtf16ToUtf8(u"\u00e9\U0001F3B5"), "\xc3\xa9\xf0\x9f\x8e\xb5");
 }
-
-// --- US-ASCII ---
 
 TEST(XTextCodecTest, AsciiPageReplacesUnitsAbove127) {
   EXPECT_EQ(Encode(u"a\u007f\u0080\u00e9z", XCodePageAscii), "a\x7f??z");

@@ -20,18 +20,11 @@ int main(int argc, char** argv) {
   int index = atoi(argv[1]);
   int count = atoi(argv[2]);
   XRegistry::SetDefaultKey(XRegistry::RootCurrentUser, u"Software\\Stress");
-  std::u16string own = u"Software\\Stress\\P" + std::u16string(1, char16_t(u'A' + index));
   int failures = 0;
   for (int i = 0; i < count; ++i) {
     uint32_t value = uint32_t(index * 1000 + i);
     std::u16string name = Wide("W" + std::to_string(index) + "_" + std::to_string(i));
     failures += !XRegistry::WriteDWORD(value, name.c_str());
-    failures += !XRegistry::WriteDWORD(value, u"Shared");
-    failures += !XRegistry::WriteQWORD(uint64_t(i), u"Last", 0, own.c_str());
-    // Reads create keys too, so they contend for the store like writes.
-    std::u16string probe = own + Wide("\\R" + std::to_string(i % 3));
-    uint8_t failed = 0;
-    XRegistry::ReadDWORD(u"Nothing", 0, probe.c_str(), &failed);
     failures += XRegistry::ReadDWORD(name.c_str()) != value;
   }
   if (failures) fprintf(stderr, "tvtest_regwriter %d: %d failures\n", index, failures);
