@@ -29,18 +29,18 @@
 //   quit.<Export>=N        call N sets the run's quit event (the name a Set of EventQuit gave,
 //                          or the one a non-live pass is given)
 // Decoder: rate, channels, bits, tag (44100, 2, 16, 1), frames (44100), blockframes (4410),
-//   mslength (instead of the length of frames), tags=<file> and properties=<file> (tag blocks
-//   Open hands out), anyfile=1 (Open needs no file), ramp=1 (byte n is n mod 256 instead of
-//   TvTestAudioByte(n)). blocks=<tokens> replaces the generated blocks, comma-separated: "<n>" n
-//   bytes, "<n>E" n bytes and the end, "E" an empty last block, "@<ms>" behind a count sets the
-//   position, "e" nothing yet, "N" nothing for ever, "F" a failing call, "Q" the quit event.
+//   mslength (instead of the length of frames), anyfile=1 (Open needs no file), ramp=1 (byte n
+//   is n mod 256 instead of TvTestAudioByte(n)). blocks=<tokens> replaces the generated blocks,
+//   comma-separated: "<n>" n bytes, "<n>E" n bytes and the end, "E" an empty last block, "@<ms>"
+//   behind a count sets the position, "e" nothing yet, "N" nothing for ever, "F" a failing call,
+//   "Q" the quit event.
 // Encoder: writes the audio to the output file (output=0: makes no file; write=0: writes nothing
 //   to it); writetags=1 asks for tag writing; extrainfo=<file> leaves that tag block in the
 //   record at the end.
 // DSP: the parameters of a call (BeginConversion, PassNonLive, Get's text1) are settings too,
 //   comma-separated, "key" alone meaning "key=1", and win over the file. mul=N, add=N: every
-//   byte b becomes b*N+add, so that the order of effects shows (mul=-1,add=-1 inverts); own=1
-//   hands on a buffer of its own; rate=N rewrites the rate (non-live, and on a live last block);
+//   byte b becomes b*N+add, so that the order of effects shows (mul=-1,add=-1 inverts);
+//   rate=N rewrites the rate (non-live, and on a live last block);
 //   cut=N keeps N bytes of a non-live pass; quit=1 makes a non-live pass set the quit event.
 // Compile-time switches only leave an export out: TVTEST_OMIT_SetPosition (the library
 // NoSetPosition), TVTEST_OMIT_RemoveConfigBit (NoRemoveConfigBit). plugins.cmake builds them.
@@ -53,7 +53,7 @@ struct TestInstance {
   std::map<std::string, int> calls;  // per export (and export.key), counted from 1
   std::u16string texts[4], quitEvent;
   TvPluginValue request{};  // the record of a Communicate request
-  std::vector<uint8_t> buffer, tags, properties;
+  std::vector<uint8_t> buffer;
   uint64_t position = 0;  // bytes handed out so far
   std::string blocks;     // the decoder's tokens still to come
   int fd = -1;            // the encoder's output
