@@ -18,36 +18,28 @@ std::string Stem(const std::string& relative) {
   return file.substr(0, file.find('.'));
 }
 
-// What differs between the kinds, for the tests that hold for all three.
+// What differs between the kinds, for the tests that hold for all three; calls is what
+// AllCalls sums with an instance.
+struct KindInfo {
+  const char *plugin, *lacking, *missing, *create, *destroy;
+  int32_t calls;
+};
 template <typename Binding>
-struct Kind;
+KindInfo Kind;
 template <>
-struct Kind<clTvDecoder> {
-  static constexpr const char* plugin = "decoder/TestDecoder.so";
-  static constexpr const char* lacking = "decoder/NoSetPosition.so";
-  static constexpr const char* missing = "SetPosition";
-  static constexpr const char* create = "Create";
-  static constexpr const char* destroy = "Destroy";
-  static constexpr int32_t calls = 11;  // AllCalls with an instance
-};
+KindInfo Kind<clTvDecoder> = {
+    "decoder/TestDecoder.so", "decoder/NoSetPosition.so", "SetPosition", "Create", "Destroy", 11};
 template <>
-struct Kind<clTvEncoder> {
-  static constexpr const char* plugin = "encoder/TestEncoder.so";
-  static constexpr const char* lacking = "encoder/NoRemoveConfigBit.so";
-  static constexpr const char* missing = "ENC_RemoveConfigBit";
-  static constexpr const char* create = "ENC_Create";
-  static constexpr const char* destroy = "ENC_Destroy";
-  static constexpr int32_t calls = 12;  // AllCalls with an instance
-};
+KindInfo Kind<clTvEncoder> = {"encoder/TestEncoder.so",
+                              "encoder/NoRemoveConfigBit.so",
+                              "ENC_RemoveConfigBit",
+                              "ENC_Create",
+                              "ENC_Destroy",
+                              12};
 template <>
-struct Kind<clTvDSP> {
-  static constexpr const char* plugin = "DSPs/TestDSP.so";
-  static constexpr const char* lacking = "DSPs/NoRemoveConfigBit.so";
-  static constexpr const char* missing = "DSP_RemoveConfigBit";
-  static constexpr const char* create = "DSP_Create";
-  static constexpr const char* destroy = "DSP_Destroy";
-  static constexpr int32_t calls = 13;  // AllCalls with an instance
-};
+KindInfo Kind<clTvDSP> = {"DSPs/TestDSP.so",     "DSPs/NoRemoveConfigBit.so",
+                          "DSP_RemoveConfigBit", "DSP_Create",
+                          "DSP_Destroy",         13};
 
 bool Reload(clTvDecoder& binding, const XString& path) {
   return binding.Reload(path.CStr(), u".tvt");
@@ -112,7 +104,7 @@ TYPED_TEST(BindingTest, WithoutAnInstanceNothingIsCalled) {
   EXPECT_FALSE(this->binding.Make(nullptr));
   this->binding.End();
   this->ExpectAllCallsGiveZero();
-  ASSERT_TRUE(this->binding.Load(Library(Kind<TypeParam>::plugin).CStr()));
+  ASSERT_TRUE(this->binding.Load(Library(Kind<TypeParam>.plugin).CStr()));
   EXPECT_TRUE(this->binding.IsBound());
   EXPECT_FALSE(this->binding.HasInstance());
   this->ExpectAllCallsGiveZero();
@@ -126,18 +118,18 @@ TYPED_TEST(BindingTest, WithoutAnInstanceNothingIsCalled) {
 
 TYPED_TEST(BindingTest, WithAnInstanceEveryCallReachesTheLibrary) {
   this->session.Configure({"*.anyfile=1", "*.get.*=1", "*.set.*=1"});
-  ASSERT_TRUE(this->binding.Load(Library(Kind<TypeParam>::plugin).CStr()));
+  ASSERT_TRUE(this->binding.Load(Library(Kind<TypeParam>.plugin).CStr()));
   ASSERT_TRUE(this->binding.Make(nullptr));
-  EXPECT_EQ(this->AllCalls(), Kind<TypeParam>::calls);
+  EXPECT_EQ(this->AllCalls(), Kind<TypeParam>.calls);
 }
 
 TYPED_TEST(BindingTest, MakeEndsThePreviousInstanceAndTheDestructorTheLast) {
-  using K = Kind<TypeParam>;
-  std::string create = Stem(K::plugin) + " " + K::create;
-  std::string destroy = Stem(K::plugin) + " " + K::destroy;
+  const KindInfo& K = Kind<TypeParam>;
+  std::string create = Stem(K.plugin) + " " + K.create;
+  std::string destroy = Stem(K.plugin) + " " + K.destroy;
   {
     TypeParam own;
-    ASSERT_TRUE(own.Load(Library(K::plugin).CStr()));
+    ASSERT_TRUE(own.Load(Library(K.plugin).CStr()));
     TvHostContext context{7, 8, 9};
     ASSERT_TRUE(own.Make(&context));
     ASSERT_TRUE(own.Make(nullptr));
@@ -153,9 +145,9 @@ TYPED_TEST(BindingTest, MakeEndsThePreviousInstanceAndTheDestructorTheLast) {
 }
 
 TYPED_TEST(BindingTest, ACreateThatGivesZeroLeavesNoInstance) {
-  using K = Kind<TypeParam>;
-  this->session.Configure({Stem(K::plugin) + ".fail." + K::create + "=2"});
-  ASSERT_TRUE(Reload(this->binding, Library(K::plugin)));
+  const KindInfo& K = Kind<TypeParam>;
+  this->session.Configure({Stem(K.plugin) + ".fail." + K.create + "=2"});
+  ASSERT_TRUE(Reload(this->binding, Library(K.plugin)));
   EXPECT_TRUE(this->binding.Make(nullptr));
   EXPECT_FALSE(this->binding.Make(nullptr));
   EXPECT_FALSE(this->binding.HasInstance());
@@ -163,23 +155,23 @@ TYPED_TEST(BindingTest, ACreateThatGivesZeroLeavesNoInstance) {
 }
 
 TYPED_TEST(BindingTest, AMissingExportFailsTheLoadAndOnlyReloadReplacesALibrary) {
-  using K = Kind<TypeParam>;
+  const KindInfo& K = Kind<TypeParam>;
   CapturedDebugLog log(this->session.Folder());
-  XString lacking = Library(K::lacking);
+  XString lacking = Library(K.lacking);
   EXPECT_FALSE(this->binding.Load(lacking.CStr()));
   EXPECT_TRUE(this->binding.IsBound());
   EXPECT_FALSE(this->binding.IsComplete());
-  EXPECT_NE(log.Text().find(std::string(K::lacking) + "' lacks the export '" + K::missing + "'"),
+  EXPECT_NE(log.Text().find(std::string(K.lacking) + "' lacks the export '" + K.missing + "'"),
             std::string::npos)
       << log.Text();
   // A bound binding keeps its library and flag; what was found stays bound.
-  EXPECT_FALSE(this->binding.Load(Library(K::plugin).CStr()));
+  EXPECT_FALSE(this->binding.Load(Library(K.plugin).CStr()));
   EXPECT_EQ(U8(this->binding.ModulePath()), U8(lacking));
   ASSERT_TRUE(this->binding.Make(nullptr));
-  ASSERT_TRUE(Reload(this->binding, Library(K::plugin)));
+  ASSERT_TRUE(Reload(this->binding, Library(K.plugin)));
   EXPECT_TRUE(this->binding.IsComplete());
   EXPECT_FALSE(this->binding.HasInstance());
-  EXPECT_EQ(this->session.TakeCalls().back(), Stem(K::lacking) + " " + K::destroy);
+  EXPECT_EQ(this->session.TakeCalls().back(), Stem(K.lacking) + " " + K.destroy);
   EXPECT_FALSE(Reload(this->binding, Library("decoder/Foreign.so")));
   EXPECT_FALSE(this->binding.IsBound());
   EXPECT_TRUE(this->binding.ModulePath().IsEmpty());
@@ -187,7 +179,7 @@ TYPED_TEST(BindingTest, AMissingExportFailsTheLoadAndOnlyReloadReplacesALibrary)
 
 TYPED_TEST(BindingTest, ALibraryOfAnotherKindLacksTheKindsExports) {
   for (const char* other : {"decoder/TestDecoder.so", "encoder/TestEncoder.so"}) {
-    if (std::string(other) == Kind<TypeParam>::plugin) continue;
+    if (std::string(other) == Kind<TypeParam>.plugin) continue;
     TypeParam wrong;
     EXPECT_FALSE(wrong.Load(Library(other).CStr())) << other;
     EXPECT_FALSE(wrong.Make(nullptr)) << other;
