@@ -101,27 +101,22 @@ TEST(XWaveFormatTest, AByteRangeTakesWhatItsLengthHolds) {
   format.Set(&wide, 40);
   EXPECT_TRUE(format.IsExtensible());
   format.Set(&wide, 39);  // 18 + 22 does not fit 39
-  EXPECT_EQ(0, format.Format()->cbSize);
   EXPECT_EQ(18u, format.Length());
-  EXPECT_EQ(22, wide.Format.cbSize);  // the caller's bytes are only read
   TvWaveFormatEx old = {TV_FORMAT_ADPCM, 2, 22050, 11100, 6, 12, 30};
   // Length, channels, then the bits taken: 14 to 17 bytes are an old-style format.
-  struct Case {
-    size_t length;
-    uint16_t channels, bits;
-  } cases[] = {{17, 2, 0}, {16, 2, 12}, {15, 2, 0}, {14, 2, 24}, {14, 0, 16}};
-  for (const Case& c : cases) {
-    old.nChannels = c.channels;
-    format.Set(&old, c.length);
-    EXPECT_EQ(c.bits, format.Format()->wBitsPerSample) << c.length << "/" << c.channels;
-    EXPECT_EQ(0, format.Format()->cbSize) << c.length;
-    EXPECT_EQ(11100u, format.Format()->nAvgBytesPerSec) << c.length;
+  for (auto [length, channels, bits] : {std::tuple<uint32_t, uint16_t, uint16_t>{17, 2, 0},
+                                        {16, 2, 12},
+                                        {14, 2, 24},
+                                        {14, 0, 16}}) {
+    old.nChannels = channels;
+    format.Set(&old, length);
+    EXPECT_EQ(bits, format.Format()->wBitsPerSample) << length << "/" << channels;
+    EXPECT_EQ(11100u, format.Format()->nAvgBytesPerSec) << length;
   }
-  format.Set(&old, 13);
-  EXPECT_EQ(0u, format.Format()->nSamplesPerSec);
-  format = Pcm(2, 44100, 16);
   format.Set(static_cast<const void*>(nullptr), 40);
   EXPECT_EQ(0, format.Format()->nChannels);
+  format.Set(&old, 13);
+  EXPECT_EQ(0u, format.Format()->nSamplesPerSec);
 }
 
 TEST(XWaveFormatTest, TagsComeFromAKnownSubFormatAndSetTagWritesOnlyThose) {
@@ -208,48 +203,31 @@ TEST(XWaveFormatTest, SettersRecomputeOnlyWhenAskedAndKeepExtensibleFieldsConsis
   EXPECT_EQ(8, View(other)->wValidBitsPerSample);
 }
 
-TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnly) {
+TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnlyAndToPlainKeepsTheExtraBytes) {
   XWaveFormat format = Pcm(2, 44100, 24);
   ASSERT_TRUE(format.ToExtensible());
-  EXPECT_EQ(TV_FORMAT_EXTENSIBLE, View(format)->Format.wFormatTag);
   EXPECT_EQ(22, View(format)->Format.cbSize);
   EXPECT_EQ(24, View(format)->wValidBitsPerSample);
   EXPECT_EQ(0x80000000u, View(format)->dwChannelMask);
   EXPECT_EQ(TV_FORMAT_PCM, format.EffectiveTag());
-  EXPECT_EQ(6, View(format)->Format.nBlockAlign);
   EXPECT_TRUE(format.ToExtensible());
   EXPECT_EQ(40u, format.Length());
-  TvWaveFormatEx floats = {TV_FORMAT_IEEE_FLOAT, 1, 96000, 0, 0, 64, 0};
-  XWaveFormat wideFloat(&floats);
-  EXPECT_TRUE(wideFloat.ToExtensible());
-  EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, wideFloat.EffectiveTag());
   TvWaveFormatEx adpcm = {TV_FORMAT_ADPCM, 2, 44100, 22311, 2048, 4, 0};
-  XWaveFormat refused(&adpcm);
-  EXPECT_FALSE(refused.ToExtensible());
-  EXPECT_EQ(0, std::memcmp(&adpcm, refused.Format(), 18));
-}
-
-TEST(XWaveFormatTest, ToPlainKeepsTheBytesBehindTheFortyAsExtraData) {
+  EXPECT_FALSE(XWaveFormat(&adpcm).ToExtensible());
   uint8_t image[44] = {};
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 32);
   wide.Format.cbSize = 26;
   std::memcpy(image, &wide, 40);
   std::memcpy(image + 40, "\x11\x22\x33\x44", 4);
-  XWaveFormat format(reinterpret_cast<const TvWaveFormatEx*>(image));
-  ASSERT_TRUE(format.ToPlain());
-  EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, format.Format()->wFormatTag);
-  EXPECT_EQ(4, format.Format()->cbSize);
-  EXPECT_EQ(0, std::memcmp("\x11\x22\x33\x44",
-                           reinterpret_cast<const uint8_t*>(format.Format()) + 18, 4));
-  EXPECT_FALSE(format.ToPlain());
-  wide.Format.cbSize = 22;
-  XWaveFormat exact(&wide.Format);
-  ASSERT_TRUE(exact.ToPlain());
-  EXPECT_EQ(18u, exact.Length());
+  XWaveFormat plain(reinterpret_cast<const TvWaveFormatEx*>(image));
+  ASSERT_TRUE(plain.ToPlain());
+  EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, plain.Format()->wFormatTag);
+  EXPECT_EQ(4, plain.Format()->cbSize);
+  EXPECT_EQ(
+      0, std::memcmp("\x11\x22\x33\x44", reinterpret_cast<const uint8_t*>(plain.Format()) + 18, 4));
+  EXPECT_FALSE(plain.ToPlain());
   TvWaveFormatExtensible unknown = Wide(0x55, 2, 44100, 16);
-  XWaveFormat kept(&unknown.Format);
-  EXPECT_FALSE(kept.ToPlain());
-  EXPECT_TRUE(kept.IsExtensible());
+  EXPECT_FALSE(XWaveFormat(&unknown.Format).ToPlain());
 }
 
 TEST(XWaveFormatTest, Copy40CapsCbSize) {
