@@ -230,9 +230,15 @@ TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnlyAndToPlainKeepsTheExtra
   EXPECT_FALSE(XWaveFormat(&unknown.Format).ToPlain());
 }
 
-TEST(XWaveFormatTest, Copy40CapsCbSize) {
+TEST(XWaveFormatTest, StandardDepthsByTagAndCopy40CapsCbSize) {
+  TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 64);
+  TvWaveFormatEx mpeg = {TV_FORMAT_MPEG, 2, 44100, 16000, 1, 7, 0};
+  EXPECT_TRUE(Pcm(2, 44100, 24).IsStandardDepth() && XWaveFormat(&wide.Format).IsStandardDepth() &&
+              XWaveFormat(&mpeg).IsStandardDepth());
+  EXPECT_FALSE(Pcm(2, 44100, 20).IsStandardDepth());
+  wide.Format.wBitsPerSample = 16;
+  EXPECT_FALSE(XWaveFormat(&wide.Format).IsStandardDepth());
   uint8_t image[50] = {};
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 2, 44100, 16);
   wide.Format.cbSize = 32;
   std::memcpy(image, &wide, 40);
   TvWaveFormatExtensible out;
@@ -240,17 +246,6 @@ TEST(XWaveFormatTest, Copy40CapsCbSize) {
   XWaveFormat(reinterpret_cast<const TvWaveFormatEx*>(image)).Copy40(&out);
   EXPECT_EQ(22, out.Format.cbSize);
   EXPECT_EQ(0, std::memcmp(&wide.SubFormat, &out.SubFormat, 16));
-}
-
-TEST(XWaveFormatTest, StandardDepthsByTag) {
-  EXPECT_TRUE(Pcm(2, 44100, 24).IsStandardDepth());
-  EXPECT_FALSE(Pcm(2, 44100, 20).IsStandardDepth());
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 64);
-  EXPECT_TRUE(XWaveFormat(&wide.Format).IsStandardDepth());
-  wide.Format.wBitsPerSample = 16;
-  EXPECT_FALSE(XWaveFormat(&wide.Format).IsStandardDepth());
-  TvWaveFormatEx mpeg = {TV_FORMAT_MPEG, 2, 44100, 16000, 1, 7, 0};
-  EXPECT_TRUE(XWaveFormat(&mpeg).IsStandardDepth());
 }
 
 TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
@@ -293,13 +288,12 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
   EXPECT_FALSE(XWaveFormat::IsSame(x, y));
 }
 
-// The header written for a count of frames, then samples, read back as bytes.
+// The header written for a count of frames, read back as bytes.
 std::vector<uint8_t> WriteHeader(const std::string& path, const XWaveFormat& format,
-                                 uint64_t frames, const std::vector<uint8_t>& samples = {}) {
+                                 uint64_t frames) {
   XFile file;
   EXPECT_TRUE(file.OpenCreate(X(path)));
   EXPECT_TRUE(format.WriteWaveHeader(file, frames));
-  if (!samples.empty()) EXPECT_TRUE(file.Write(samples.data(), uint32_t(samples.size())));
   file.Close();
   std::ifstream in(path, std::ios::binary);
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
@@ -312,13 +306,10 @@ uint32_t U32(const std::vector<uint8_t>& bytes, size_t at) {
 TEST(XWaveFormatTest, WaveHeadersAreLaidOutByteByByte) {
   ScratchFolder folder;
   std::vector<uint8_t> bytes = WriteHeader(folder / "plain.wav", Pcm(2, 44100, 16), 3);
-  ASSERT_EQ(46u, bytes.size());
-  EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 16),
-            std::string("RIFF\x32\0\0\0WAVEfmt ", 16));
-  EXPECT_EQ(18u, U32(bytes, 16));
-  EXPECT_EQ(0, std::memcmp(bytes.data() + 20, Pcm(2, 44100, 16).Format(), 18));
-  EXPECT_EQ(0, std::memcmp(bytes.data() + 38, "data", 4));
-  EXPECT_EQ(12u, U32(bytes, 42));
+  std::string format(reinterpret_cast<const char*>(Pcm(2, 44100, 16).Format()), 18);
+  EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
+            std::string("RIFF\x32\0\0\0WAVEfmt \x12\0\0\0", 20) + format +
+                std::string("data\x0c\0\0\0", 8));
   // Frames, and the RIFF and data sizes written for them: a pad byte counts for odd data.
   struct Case {
     uint16_t channels, bits;
@@ -336,7 +327,6 @@ TEST(XWaveFormatTest, WaveHeadersAreLaidOutByteByByte) {
   ASSERT_TRUE(wide.ToExtensible());
   bytes = WriteHeader(folder / "wide.wav", wide, 1);
   ASSERT_EQ(68u, bytes.size());
-  EXPECT_EQ(40u + 18 + 20, U32(bytes, 4));
   EXPECT_EQ(40u, U32(bytes, 16));
   EXPECT_EQ(0, std::memcmp(bytes.data() + 20, wide.Format(), 40));
   EXPECT_EQ(18u, U32(bytes, 64));

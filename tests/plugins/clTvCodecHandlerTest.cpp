@@ -245,25 +245,6 @@ TEST_F(clTvCodecHandlerTest, StreamsBareNamesAndOtherCacheKeys) {
   EXPECT_FALSE(HasCacheEntry(u".flac"));
 }
 
-// ---- Encoders and DSP effects ----
-
-TEST_F(clTvCodecHandlerTest, EncodersAndDSPsLoadByNameInAnyCase) {
-  Install("encoder", "Lame MP3.so", "encoder");
-  Install("DSPs", "ReplayGain.so", "dsp");
-  clTvEncoder encoder;
-  clTvDSP dsp;
-  ASSERT_TRUE(clTvCodecHandler::LoadEncoder(u"lame mp3", encoder, &context));
-  EXPECT_TRUE(encoder.HasInstance());
-  ASSERT_TRUE(clTvCodecHandler::LoadDSP(u"REPLAYGAIN", dsp, &context));
-  EXPECT_TRUE(dsp.HasInstance());
-  EXPECT_EQ(TakeCalls(),
-            (std::vector<std::string>{"Lame MP3 ENC_Create", "ReplayGain DSP_Create"}));
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderExtension(u"LAME MP3")), ".tst");
-  // An encoder is looked for in encoder/ only, a DSP in DSPs/ only.
-  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"ReplayGain", encoder, &context));
-  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Lame MP3", dsp, &context));
-}
-
 // ---- Listing the decoders' types ----
 
 TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFilters) {
