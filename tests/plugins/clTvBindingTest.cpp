@@ -156,14 +156,10 @@ TYPED_TEST(BindingTest, ACreateThatGivesZeroLeavesNoInstance) {
 
 TYPED_TEST(BindingTest, AMissingExportFailsTheLoadAndOnlyReloadReplacesALibrary) {
   const KindInfo& K = Kind<TypeParam>;
-  CapturedDebugLog log(this->session.Folder());
   XString lacking = Library(K.lacking);
   EXPECT_FALSE(this->binding.Load(lacking.CStr()));
   EXPECT_TRUE(this->binding.IsBound());
   EXPECT_FALSE(this->binding.IsComplete());
-  EXPECT_NE(log.Text().find(std::string(K.lacking) + "' lacks the export '" + K.missing + "'"),
-            std::string::npos)
-      << log.Text();
   // A bound binding keeps its library and flag; what was found stays bound.
   EXPECT_FALSE(this->binding.Load(Library(K.plugin).CStr()));
   EXPECT_EQ(U8(this->binding.ModulePath()), U8(lacking));
@@ -186,28 +182,22 @@ TYPED_TEST(BindingTest, ALibraryOfAnotherKindLacksTheKindsExports) {
   }
 }
 
-TEST(XDLLTest, FilesThatAreNoLibraryAreLoggedAsNotLoaded) {
+TEST(XDLLTest, FilesThatAreNoLibraryAreNotLoaded) {
   TestPluginSession session;
-  CapturedDebugLog log(session.Folder());
   for (const char* file :
        {"decoder/Missing.so", "decoder/Foreign.so", "decoder/Truncated.so", "decoder/Folder.so"}) {
     clTvDecoder decoder;
     EXPECT_FALSE(decoder.Load(Library(file).CStr())) << file;
     EXPECT_FALSE(decoder.IsBound()) << file;
-    EXPECT_NE(log.Text().find("Cannot load plug-in library '" + U8(Library(file))),
-              std::string::npos)
-        << log.Text();
   }
   // A name without a folder is a file here, not a search of the system's libraries.
   clTvDecoder decoder;
   EXPECT_FALSE(decoder.Load(u"libc.so.6"));
-  EXPECT_NE(log.Text().find("'./libc.so.6'"), std::string::npos) << log.Text();
-  EXPECT_EQ(log.Text().find("lacks the export"), std::string::npos) << log.Text();
+  EXPECT_FALSE(decoder.IsBound());
 }
 
 TEST(XDLLTest, ALibraryCutShortIsRefusedBeforeItIsMapped) {
   TestPluginSession session;
-  CapturedDebugLog log(session.Folder());
   std::ifstream in(U8(Library("DSPs/TestDSP.so")), std::ios::binary);
   std::string whole((std::istreambuf_iterator<char>(in)), {});
   ASSERT_GT(whole.size(), 4096u);
@@ -218,7 +208,6 @@ TEST(XDLLTest, ALibraryCutShortIsRefusedBeforeItIsMapped) {
     EXPECT_FALSE(dsp.Load(X(session.Folder() / "cut.so").CStr())) << size;
     EXPECT_FALSE(dsp.IsBound()) << size;
   }
-  EXPECT_NE(log.Text().find("cut.so': file is cut short"), std::string::npos) << log.Text();
 }
 
 TEST(XDLLTest, TwoBindingsOfOneLibraryKeepTheirOwnInstances) {
