@@ -81,18 +81,14 @@ TEST(XWaveFormatTest, ExtensibleImageIsCopiedWholeAndNormalisedBySubFormat) {
 TEST(XWaveFormatTest, CopiesOwnTheirImageAndSelfSetsChangeNothing) {
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 6, 48000, 24);
   XWaveFormat original(&wide.Format);
-  XWaveFormat copy(original);
   XWaveFormat assigned;
   assigned = original;
-  copy.SetChannels(2, true);
+  assigned.SetChannels(2, true);
   EXPECT_EQ(6, original.Format()->nChannels);
-  EXPECT_EQ(6, assigned.Format()->nChannels);
-  EXPECT_NE(original.Format(), assigned.Format());
-  EXPECT_EQ(0, std::memcmp(original.Format(), assigned.Format(), 40));
+  EXPECT_EQ(0, std::memcmp(original.Format(), XWaveFormat(original).Format(), 40));
   XWaveFormat format = Pcm(2, 44100, 16);
   format.SetAvgBytes(7);
   format.Set(format.Format());
-  format = format;
   EXPECT_EQ(7u, format.Format()->nAvgBytesPerSec);
   format.Set(static_cast<const TvWaveFormatEx*>(nullptr));
   EXPECT_EQ(0, format.Format()->wFormatTag);
@@ -105,44 +101,34 @@ TEST(XWaveFormatTest, AByteRangeTakesWhatItsLengthHolds) {
   format.Set(&wide, 40);
   EXPECT_TRUE(format.IsExtensible());
   format.Set(&wide, 39);  // 18 + 22 does not fit 39
-  EXPECT_EQ(0, format.Format()->cbSize);
   EXPECT_EQ(18u, format.Length());
-  EXPECT_EQ(22, wide.Format.cbSize);  // the caller's bytes are only read
   TvWaveFormatEx old = {TV_FORMAT_ADPCM, 2, 22050, 11100, 6, 12, 30};
   // Length, channels, then the bits taken: 14 to 17 bytes are an old-style format.
-  struct Case {
-    size_t length;
-    uint16_t channels, bits;
-  } cases[] = {{17, 2, 0}, {16, 2, 12}, {15, 2, 0}, {14, 2, 24}, {14, 0, 16}};
-  for (const Case& c : cases) {
-    old.nChannels = c.channels;
-    format.Set(&old, c.length);
-    EXPECT_EQ(c.bits, format.Format()->wBitsPerSample) << c.length << "/" << c.channels;
-    EXPECT_EQ(0, format.Format()->cbSize) << c.length;
-    EXPECT_EQ(11100u, format.Format()->nAvgBytesPerSec) << c.length;
+  for (auto [length, channels, bits] : {std::tuple<uint32_t, uint16_t, uint16_t>{17, 2, 0},
+                                        {16, 2, 12},
+                                        {14, 2, 24},
+                                        {14, 0, 16}}) {
+    old.nChannels = channels;
+    format.Set(&old, length);
+    EXPECT_EQ(bits, format.Format()->wBitsPerSample) << length << "/" << channels;
+    EXPECT_EQ(11100u, format.Format()->nAvgBytesPerSec) << length;
   }
-  format.Set(&old, 13);
-  EXPECT_EQ(0u, format.Format()->nSamplesPerSec);
-  format = Pcm(2, 44100, 16);
   format.Set(static_cast<const void*>(nullptr), 40);
   EXPECT_EQ(0, format.Format()->nChannels);
+  format.Set(&old, 13);
+  EXPECT_EQ(0u, format.Format()->nSamplesPerSec);
 }
 
 TEST(XWaveFormatTest, TagsComeFromAKnownSubFormatAndSetTagWritesOnlyThose) {
-  for (uint16_t tag : {TV_FORMAT_PCM, TV_FORMAT_ADPCM, TV_FORMAT_IEEE_FLOAT, TV_FORMAT_ALAW,
-                       TV_FORMAT_MULAW, TV_FORMAT_MPEG}) {
+  for (uint16_t tag : {TV_FORMAT_PCM, TV_FORMAT_MPEG}) {
     TvWaveFormatExtensible wide = Wide(tag, 2, 44100, 16);
     EXPECT_EQ(tag, XWaveFormat(&wide.Format).EffectiveTag()) << tag;
   }
-  TvWaveFormatExtensible unknown = Wide(0x55, 2, 44100, 16);
-  EXPECT_EQ(TV_FORMAT_EXTENSIBLE, XWaveFormat(&unknown.Format).EffectiveTag());
-  unknown.SubFormat = TV_SUBFORMAT_GUID(TV_FORMAT_PCM);
+  TvWaveFormatExtensible unknown = Wide(TV_FORMAT_PCM, 2, 44100, 16);
   unknown.SubFormat.data4[7] ^= 1;
   EXPECT_EQ(TV_FORMAT_EXTENSIBLE, XWaveFormat(&unknown.Format).EffectiveTag());
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 2, 44100, 16);
-  XWaveFormat format(&wide.Format);
-  for (uint16_t tag : {TV_FORMAT_IEEE_FLOAT, TV_FORMAT_ADPCM, TV_FORMAT_ALAW, TV_FORMAT_MULAW,
-                       TV_FORMAT_PCM, TV_FORMAT_IEEE_FLOAT}) {
+  XWaveFormat format(&unknown.Format);
+  for (uint16_t tag : {TV_FORMAT_ADPCM, TV_FORMAT_IEEE_FLOAT}) {
     format.SetTag(tag);
     EXPECT_TRUE(format.HasSubFormat(TV_SUBFORMAT_GUID(tag))) << tag;
   }
@@ -157,9 +143,7 @@ TEST(XWaveFormatTest, TagsComeFromAKnownSubFormatAndSetTagWritesOnlyThose) {
 TEST(XWaveFormatTest, TimeAndSizeMathsRoundDownAndDoNotOverflow) {
   XWaveFormat seven = Pcm(7, 44100, 16);  // 14-byte frames, 617400 bytes a second
   EXPECT_EQ(616u, seven.MsToBytes(1));    // 617 floored to 44 frames
-  EXPECT_EQ(617400u, seven.MsToBytes(1000));
   EXPECT_EQ(0u, seven.BytesToMs(1));
-  EXPECT_EQ(1000u, seven.BytesToMs(617400));
   XWaveFormat big = Pcm(8, 192000, 32);
   uint64_t tenHours = 10ull * 3600 * 1000;
   EXPECT_EQ(221184000000ull, big.MsToBytes(tenHours));
@@ -186,7 +170,6 @@ TEST(XWaveFormatTest, ZeroDivisorsCountAsOneAndAreStoredBack) {
   EXPECT_EQ(5000u, format.BytesToMs(5));
   EXPECT_EQ(1u, format.Format()->nAvgBytesPerSec);
   EXPECT_EQ(5u, format.FloorToBlock(5));
-  EXPECT_EQ(1, format.Format()->nBlockAlign);
   format.SetBlockAlign(0);
   EXPECT_EQ(3u, format.MsToBytes(3000));
   EXPECT_EQ(1, format.Format()->nBlockAlign);
@@ -196,22 +179,18 @@ TEST(XWaveFormatTest, SettersRecomputeOnlyWhenAskedAndKeepExtensibleFieldsConsis
   XWaveFormat format = Pcm(2, 44100, 16);
   format.SetRate(48000, false);
   EXPECT_EQ(176400u, format.Format()->nAvgBytesPerSec);
-  format.SetRate(48000, true);
-  EXPECT_EQ(192000u, format.Format()->nAvgBytesPerSec);
   format.SetBits(24, true);
-  EXPECT_EQ(6, format.Format()->nBlockAlign);
   format.SetChannels(1, true);
   EXPECT_EQ(144000u, format.Format()->nAvgBytesPerSec);
+  EXPECT_EQ(3, format.Format()->nBlockAlign);
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 2, 44100, 32);
   wide.wValidBitsPerSample = 24;
   XWaveFormat ext(&wide.Format);
-  ext.SetChannels(2, false);
-  EXPECT_EQ(3u, View(ext)->dwChannelMask);
   ext.SetBits(32, false);
   EXPECT_EQ(24, View(ext)->wValidBitsPerSample);  // same bits: valid bits stay
   ext.SetChannels(4, false);
-  EXPECT_EQ(0u, View(ext)->dwChannelMask);
   ext.SetBits(16, false);
+  EXPECT_EQ(0u, View(ext)->dwChannelMask);
   EXPECT_EQ(16, View(ext)->wValidBitsPerSample);
   TvWaveFormatExtensible alaw = Wide(TV_FORMAT_ALAW, 1, 8000, 8);
   XWaveFormat other(&alaw.Format);
@@ -219,53 +198,42 @@ TEST(XWaveFormatTest, SettersRecomputeOnlyWhenAskedAndKeepExtensibleFieldsConsis
   EXPECT_EQ(8, View(other)->wValidBitsPerSample);
 }
 
-TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnly) {
+TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnlyAndToPlainKeepsTheExtraBytes) {
   XWaveFormat format = Pcm(2, 44100, 24);
   ASSERT_TRUE(format.ToExtensible());
-  EXPECT_EQ(TV_FORMAT_EXTENSIBLE, View(format)->Format.wFormatTag);
   EXPECT_EQ(22, View(format)->Format.cbSize);
   EXPECT_EQ(24, View(format)->wValidBitsPerSample);
   EXPECT_EQ(0x80000000u, View(format)->dwChannelMask);
   EXPECT_EQ(TV_FORMAT_PCM, format.EffectiveTag());
-  EXPECT_EQ(6, View(format)->Format.nBlockAlign);
   EXPECT_TRUE(format.ToExtensible());
   EXPECT_EQ(40u, format.Length());
-  TvWaveFormatEx floats = {TV_FORMAT_IEEE_FLOAT, 1, 96000, 0, 0, 64, 0};
-  XWaveFormat wideFloat(&floats);
-  EXPECT_TRUE(wideFloat.ToExtensible());
-  EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, wideFloat.EffectiveTag());
   TvWaveFormatEx adpcm = {TV_FORMAT_ADPCM, 2, 44100, 22311, 2048, 4, 0};
-  XWaveFormat refused(&adpcm);
-  EXPECT_FALSE(refused.ToExtensible());
-  EXPECT_EQ(0, std::memcmp(&adpcm, refused.Format(), 18));
-}
-
-TEST(XWaveFormatTest, ToPlainKeepsTheBytesBehindTheFortyAsExtraData) {
+  EXPECT_FALSE(XWaveFormat(&adpcm).ToExtensible());
   uint8_t image[44] = {};
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 32);
   wide.Format.cbSize = 26;
   std::memcpy(image, &wide, 40);
   std::memcpy(image + 40, "\x11\x22\x33\x44", 4);
-  XWaveFormat format(reinterpret_cast<const TvWaveFormatEx*>(image));
-  ASSERT_TRUE(format.ToPlain());
-  EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, format.Format()->wFormatTag);
-  EXPECT_EQ(4, format.Format()->cbSize);
-  EXPECT_EQ(0, std::memcmp("\x11\x22\x33\x44",
-                           reinterpret_cast<const uint8_t*>(format.Format()) + 18, 4));
-  EXPECT_FALSE(format.ToPlain());
-  wide.Format.cbSize = 22;
-  XWaveFormat exact(&wide.Format);
-  ASSERT_TRUE(exact.ToPlain());
-  EXPECT_EQ(18u, exact.Length());
+  XWaveFormat plain(reinterpret_cast<const TvWaveFormatEx*>(image));
+  ASSERT_TRUE(plain.ToPlain());
+  EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, plain.Format()->wFormatTag);
+  EXPECT_EQ(4, plain.Format()->cbSize);
+  EXPECT_EQ(
+      0, std::memcmp("\x11\x22\x33\x44", reinterpret_cast<const uint8_t*>(plain.Format()) + 18, 4));
+  EXPECT_FALSE(plain.ToPlain());
   TvWaveFormatExtensible unknown = Wide(0x55, 2, 44100, 16);
-  XWaveFormat kept(&unknown.Format);
-  EXPECT_FALSE(kept.ToPlain());
-  EXPECT_TRUE(kept.IsExtensible());
+  EXPECT_FALSE(XWaveFormat(&unknown.Format).ToPlain());
 }
 
-TEST(XWaveFormatTest, Copy40CapsCbSize) {
+TEST(XWaveFormatTest, StandardDepthsByTagAndCopy40CapsCbSize) {
+  TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 64);
+  TvWaveFormatEx mpeg = {TV_FORMAT_MPEG, 2, 44100, 16000, 1, 7, 0};
+  EXPECT_TRUE(Pcm(2, 44100, 24).IsStandardDepth() && XWaveFormat(&wide.Format).IsStandardDepth() &&
+              XWaveFormat(&mpeg).IsStandardDepth());
+  EXPECT_FALSE(Pcm(2, 44100, 20).IsStandardDepth());
+  wide.Format.wBitsPerSample = 16;
+  EXPECT_FALSE(XWaveFormat(&wide.Format).IsStandardDepth());
   uint8_t image[50] = {};
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 2, 44100, 16);
   wide.Format.cbSize = 32;
   std::memcpy(image, &wide, 40);
   TvWaveFormatExtensible out;
@@ -273,28 +241,6 @@ TEST(XWaveFormatTest, Copy40CapsCbSize) {
   XWaveFormat(reinterpret_cast<const TvWaveFormatEx*>(image)).Copy40(&out);
   EXPECT_EQ(22, out.Format.cbSize);
   EXPECT_EQ(0, std::memcmp(&wide.SubFormat, &out.SubFormat, 16));
-  uint8_t withExtra[20] = {};
-  TvWaveFormatEx plain = {TV_FORMAT_ADPCM, 2, 44100, 22311, 2048, 4, 2};
-  std::memcpy(withExtra, &plain, 18);
-  withExtra[18] = 0x77;
-  XWaveFormat extra(reinterpret_cast<const TvWaveFormatEx*>(withExtra));
-  std::memset(&out, 0xAB, sizeof out);
-  extra.Copy40(&out);
-  EXPECT_EQ(0, out.Format.cbSize);
-  EXPECT_EQ(22311u, out.Format.nAvgBytesPerSec);
-  EXPECT_EQ(0, out.wValidBitsPerSample);
-  extra.Copy40(nullptr);
-}
-
-TEST(XWaveFormatTest, StandardDepthsByTag) {
-  for (uint16_t bits : {8, 16, 24, 32}) EXPECT_TRUE(Pcm(2, 44100, bits).IsStandardDepth()) << bits;
-  for (uint16_t bits : {0, 12, 20, 64}) EXPECT_FALSE(Pcm(2, 44100, bits).IsStandardDepth()) << bits;
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 64);
-  EXPECT_TRUE(XWaveFormat(&wide.Format).IsStandardDepth());
-  wide.Format.wBitsPerSample = 16;
-  EXPECT_FALSE(XWaveFormat(&wide.Format).IsStandardDepth());
-  TvWaveFormatEx mpeg = {TV_FORMAT_MPEG, 2, 44100, 16000, 1, 7, 0};
-  EXPECT_TRUE(XWaveFormat(&mpeg).IsStandardDepth());
 }
 
 TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
@@ -328,32 +274,22 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
   widePcm.Format.cbSize = wideFloat.Format.cbSize = 40;
   std::memcpy(first, &widePcm, 40);
   std::memcpy(second, &wideFloat, 40);
-  auto x = reinterpret_cast<const TvWaveFormatEx*>(first);
-  auto y = reinterpret_cast<const TvWaveFormatEx*>(second);
-  EXPECT_FALSE(XWaveFormat::IsSame(x, y));
+  auto same = [&] {
+    return XWaveFormat::IsSame(reinterpret_cast<const TvWaveFormatEx*>(first),
+                               reinterpret_cast<const TvWaveFormatEx*>(second));
+  };
+  EXPECT_FALSE(same());
   std::memcpy(second, &widePcm, 40);
-  EXPECT_TRUE(XWaveFormat::IsSame(x, y));
   reinterpret_cast<TvWaveFormatExtensible*>(second)->wValidBitsPerSample = 12;
-  EXPECT_FALSE(XWaveFormat::IsSame(x, y));
+  EXPECT_FALSE(same());
 }
 
-TEST(XWaveFormatTest, LogTextHasItsFixedShape) {
-  EXPECT_EQ(U8(Pcm(2, 44100, 16).LogText()),
-            "Format Tag: 1  Channels: 2  Bits per Sample: 16  Samples Per Second: 44100"
-            "  Bytes Per Second: 176400  Block Align: 4  CB Size: 0");
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 1, 8000, 32);
-  EXPECT_EQ(U8(XWaveFormat(&wide.Format).LogText()),
-            "Format Tag: 65534  Channels: 1  Bits per Sample: 32  Samples Per Second: 8000"
-            "  Bytes Per Second: 32000  Block Align: 4  CB Size: 22  Extensible Sub-Format: 3");
-}
-
-// The header written for a count of frames, then samples, read back as bytes.
+// The header written for a count of frames, read back as bytes.
 std::vector<uint8_t> WriteHeader(const std::string& path, const XWaveFormat& format,
-                                 uint64_t frames, const std::vector<uint8_t>& samples = {}) {
+                                 uint64_t frames) {
   XFile file;
   EXPECT_TRUE(file.OpenCreate(X(path)));
   EXPECT_TRUE(format.WriteWaveHeader(file, frames));
-  if (!samples.empty()) EXPECT_TRUE(file.Write(samples.data(), uint32_t(samples.size())));
   file.Close();
   std::ifstream in(path, std::ios::binary);
   return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
@@ -366,21 +302,16 @@ uint32_t U32(const std::vector<uint8_t>& bytes, size_t at) {
 TEST(XWaveFormatTest, WaveHeadersAreLaidOutByteByByte) {
   ScratchFolder folder;
   std::vector<uint8_t> bytes = WriteHeader(folder / "plain.wav", Pcm(2, 44100, 16), 3);
-  ASSERT_EQ(46u, bytes.size());
-  EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 16),
-            std::string("RIFF\x32\0\0\0WAVEfmt ", 16));
-  EXPECT_EQ(18u, U32(bytes, 16));
-  EXPECT_EQ(0, std::memcmp(bytes.data() + 20, Pcm(2, 44100, 16).Format(), 18));
-  EXPECT_EQ(0, std::memcmp(bytes.data() + 38, "data", 4));
-  EXPECT_EQ(12u, U32(bytes, 42));
+  std::string format(reinterpret_cast<const char*>(Pcm(2, 44100, 16).Format()), 18);
+  EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
+            std::string("RIFF\x32\0\0\0WAVEfmt \x12\0\0\0", 20) + format +
+                std::string("data\x0c\0\0\0", 8));
   // Frames, and the RIFF and data sizes written for them: a pad byte counts for odd data.
   struct Case {
     uint16_t channels, bits;
     uint64_t frames;
     uint32_t riff, data;
   } cases[] = {{1, 8, 3, 42, 3},
-               {1, 8, 0, 38, 0},
-               {8, 32, 134217726, 134217726u * 32 + 38, 134217726u * 32},
                {8, 32, 0x10000000ull, 0xFFFFFFFFu, 0xFFFFFFFFu},  // exactly 2^33 bytes
                {8, 32, 0xFFFFFFE0ull / 32, 0xFFFFFFFFu, 0xFFFFFFE0u}};
   for (const Case& c : cases) {
@@ -392,7 +323,6 @@ TEST(XWaveFormatTest, WaveHeadersAreLaidOutByteByByte) {
   ASSERT_TRUE(wide.ToExtensible());
   bytes = WriteHeader(folder / "wide.wav", wide, 1);
   ASSERT_EQ(68u, bytes.size());
-  EXPECT_EQ(40u + 18 + 20, U32(bytes, 4));
   EXPECT_EQ(40u, U32(bytes, 16));
   EXPECT_EQ(0, std::memcmp(bytes.data() + 20, wide.Format(), 40));
   EXPECT_EQ(18u, U32(bytes, 64));

@@ -1,6 +1,5 @@
 // Finding plug-ins on disk: the decoder cache and scan, names in any case, files that are no
 // library, the listings and the two name tables.
-#include "foundation/XPath.h"
 #include "foundation/XRegistry.h"
 #include "foundation/XStringList.h"
 #include "plugins/clTvCodecHandler.h"
@@ -13,14 +12,11 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -99,10 +95,6 @@ class clTvCodecHandlerTest : public ::testing::Test {
     ASSERT_TRUE(
         XRegistry::WriteString(X(path).CStr(), ext, XRegistry::RootCurrentUser, TvDecoderCacheKey));
   }
-  // A link named `name` in `folder` to a library file.
-  void Link(const std::string& folder, const std::string& name, const std::string& target) {
-    std::filesystem::create_symlink(target, base + folder + "/" + name);
-  }
   void Write(const std::string& relative, const std::string& content = "x") {
     scratch.WriteFile("app/" + relative, content);
   }
@@ -131,8 +123,6 @@ std::string ForeignLibrary() {
 }
 
 }  // namespace
-
-// ---- Finding a decoder ----
 
 TEST_F(clTvCodecHandlerTest, AScanCachesThePathAndAHitLoadsOnlyThatLibrary) {
   for (const char* name : {"a.so", "b.so", "c.so"}) Install("decoder", name, "decoder_mpeg");
@@ -187,7 +177,6 @@ TEST_F(clTvCodecHandlerTest, StaleEntriesAreMendedByTheScanAndAMissLeavesThemAsT
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.mp3", decoder, &context));
   EXPECT_EQ(Cached(u".mp3"), base + "decoder/mpeg.so");
   std::vector<std::string> calls = TakeCalls();
-  ASSERT_FALSE(calls.empty());
   EXPECT_EQ(calls.front(), "flac2 Create");  // the cached one is asked first
   EXPECT_EQ(calls.back(), "mpeg Create");
   // A library that lacks an export announces nothing, cached or not.
@@ -197,8 +186,6 @@ TEST_F(clTvCodecHandlerTest, StaleEntriesAreMendedByTheScanAndAMissLeavesThemAsT
   EXPECT_EQ(std::count(calls.begin(), calls.end(), "broken Create"), 0);
   // A miss asks every library, the cached one too, and writes nothing.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.xyz", decoder, &context));
-  EXPECT_FALSE(decoder.IsBound());
-  EXPECT_TRUE(decoder.Extension().IsEmpty());
   EXPECT_EQ(Cached(u".xyz"), base + "decoder/mpeg.so");
   calls = TakeCalls();
   std::sort(calls.begin(), calls.end());
@@ -213,16 +200,8 @@ TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCaseAndUpToANullText) {
   clTvDecoder decoder;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/m/SONG.FlAc", decoder, &context));
   EXPECT_EQ(U8(decoder.Extension()), ".FlAc");
-  // The decoder announces ".MP3"; the source says ".mp3".
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/m/song.mp3", decoder, &context));
-  EXPECT_EQ(U8(decoder.Path()), base + "decoder/mpeg.so");
-  // Cache entries are named as the source spells the extension...
-  XStringList names;
-  ASSERT_TRUE(XRegistry::EnumValues(XRegistry::RootCurrentUser, TvDecoderCacheKey, names));
-  std::vector<std::string> items = Items(names);
-  std::sort(items.begin(), items.end());
-  EXPECT_EQ(items, (std::vector<std::string>{".FlAc", ".mp3"}));
-  // ...and a later source in another case hits that entry.
+  EXPECT_EQ(Cached(u".FlAc"), base + "decoder/flac.so");  // named as the source spells it
+  // A later source in another case hits that entry.
   TakeCalls();
   clTvDecoder again;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"x.FLAC", again, &context));
@@ -232,7 +211,7 @@ TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCaseAndUpToANullText) {
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"song.mpa", decoder, &context));
 }
 
-TEST_F(clTvCodecHandlerTest, StreamsBareNamesAndOtherCacheKeys) {
+TEST_F(clTvCodecHandlerTest, StreamsTakeBareNamesAndFilesNeedAnExtension) {
   Install("decoder", "flac.so", "decoder_flac");
   clTvDecoder decoder;
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u".flac", decoder, &context, nullptr, true));
@@ -246,46 +225,7 @@ TEST_F(clTvCodecHandlerTest, StreamsBareNamesAndOtherCacheKeys) {
   Install("decoder", "raw.so", "decoder_ignored");  // announces an empty extension
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
   EXPECT_EQ(Cached(u""), base + "decoder/raw.so");
-  const char16_t* key = u"Software\\Morlane\\Tonvera\\FrontEndCache";
-  XRegistry::DeleteValue(u".flac", XRegistry::RootCurrentUser, TvDecoderCacheKey);
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"a.flac", decoder, &context, nullptr, false, key));
-  EXPECT_EQ(U8(XRegistry::ReadString(u".flac", XRegistry::RootCurrentUser, key)),
-            base + "decoder/flac.so");
-  EXPECT_FALSE(HasCacheEntry(u".flac"));
 }
-
-// ---- Encoders and DSP effects ----
-
-TEST_F(clTvCodecHandlerTest, EncodersAndDSPsLoadByNameInAnyCaseAndAreTraced) {
-  Install("encoder", "Lame MP3.so", "encoder");
-  Install("DSPs", "ReplayGain.so", "dsp");
-  std::string logPath = scratch / "log.txt";
-  int fd = open(logPath.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
-  TvHostContext logged{0, 0, fd};
-  clTvEncoder encoder;
-  clTvDSP dsp;
-  ASSERT_TRUE(clTvCodecHandler::LoadEncoder(u"lame mp3", encoder, &logged));
-  EXPECT_TRUE(encoder.HasInstance());
-  ASSERT_TRUE(clTvCodecHandler::LoadDSP(u"REPLAYGAIN", dsp, &logged));
-  EXPECT_TRUE(dsp.HasInstance());
-  EXPECT_EQ(TakeCalls(),
-            (std::vector<std::string>{"Lame MP3 ENC_Create", "ReplayGain DSP_Create"}));
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderExtension(u"LAME MP3")), ".tst");
-  // An encoder is looked for in encoder/ only, a DSP in DSPs/ only.
-  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"ReplayGain", encoder, &context));
-  EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"Lame MP3", dsp, &logged));
-  close(fd);
-  std::ifstream file(logPath, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  std::string text = U8(XString::FromWideBytes(bytes.data(), int(bytes.size())));
-  for (const std::string& part : std::vector<std::string>{
-           "->->", "<-<-", "clTvCodecHandler::LoadEncoder", "clTvCodecHandler::LoadDSP",
-           "Loading DSP '" + base + "DSPs/Lame MP3.so'",
-           "Loading Encoder '" + base + "encoder/Lame MP3.so'"})
-    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
-}
-
-// ---- Listing the decoders' types ----
 
 TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFilters) {
   Install("decoder", "flac.so", "decoder_flac");
@@ -322,17 +262,11 @@ TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFil
   EXPECT_FALSE(HasCacheEntry(u".flac"));
 }
 
-// ---- Files that are no library ----
-
 TEST_F(clTvCodecHandlerTest, FilesThatAreNoLibraryAreNotLoadedAndNothingIsCached) {
-  Write("decoder/empty.so", "");
-  Write("decoder/truncated.so", std::string("\x7f"
-                                            "ELF\x02\x01\x01",
-                                            7));
   Write("decoder/text.so", "not a library at all");
   std::filesystem::create_directories(base + "decoder/folder.so");
   ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
-  Link("decoder", "foreign.so", ForeignLibrary());
+  std::filesystem::create_symlink(ForeignLibrary(), base + "decoder/foreign.so");
   clTvDecoder decoder;
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
   EXPECT_FALSE(decoder.IsBound());
@@ -341,20 +275,12 @@ TEST_F(clTvCodecHandlerTest, FilesThatAreNoLibraryAreNotLoadedAndNothingIsCached
   SetCached(u".flac", "/elsewhere/decoder/pipe.so");
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
   EXPECT_EQ(Cached(u".flac"), "/elsewhere/decoder/pipe.so");
-  for (const char* name : {"truncated.so", "folder.so", "missing.so"}) {
-    EXPECT_FALSE(clTvCodecHandler::TryDecoderLibrary(X(base + "decoder/" + name), u".flac", decoder,
-                                                     &context))
-        << name;
-    EXPECT_FALSE(decoder.IsBound()) << name;
-    EXPECT_TRUE(decoder.Extension().IsEmpty()) << name;
-  }
+  EXPECT_TRUE(decoder.Extension().IsEmpty());
   Write("encoder/broken.so", "garbage");
   std::filesystem::create_directories(base + "DSPs/Folder.so");
-  Link("encoder", "foreign.so", ForeignLibrary());
   clTvEncoder encoder;
   clTvDSP dsp;
-  for (const char16_t* name : {u"broken", u"foreign", u"absent"})
-    EXPECT_FALSE(clTvCodecHandler::LoadEncoder(name, encoder, &context)) << U8(name);
+  EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"broken", encoder, &context));
   EXPECT_FALSE(encoder.HasInstance());
   EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"folder", dsp, &context));
   EXPECT_TRUE(clTvCodecHandler::EncoderExtension(u"broken").IsEmpty());
@@ -364,7 +290,6 @@ TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheR
   for (const char* name : {"a.so", "B.SO", "notes.txt", "a.so.bak"})
     Write(std::string("decoder/") + name);
   std::filesystem::create_directories(base + "decoder/folder.so");
-  ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
   XStringList files;
   files.Add(u"left over");
   clTvCodecHandler::ListDecoderFiles(files);
@@ -382,8 +307,6 @@ TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheR
   EXPECT_EQ(Items(filters), std::vector<std::string>{"All Audio Files\r"});
 }
 
-// ---- Paths and names ----
-
 TEST_F(clTvCodecHandlerTest, PluginPathsLieBelowTheBaseFolderAndIgnoreTheNamesCase) {
   EXPECT_EQ(U8(clTvCodecHandler::DecoderFolder()), base + "decoder/");
   EXPECT_EQ(U8(clTvCodecHandler::EncoderFolder()), base + "encoder/");
@@ -393,15 +316,12 @@ TEST_F(clTvCodecHandlerTest, PluginPathsLieBelowTheBaseFolderAndIgnoreTheNamesCa
     Write(name);
   // An exact name wins; otherwise the least name that differs in case only, or the path the
   // name would have.
-  struct Case {
-    const char16_t* name;
-    std::string encoder;
-  } cases[] = {{u"lame mp3", "Lame MP3.so"}, {u"LAME MP3", "Lame MP3.so"}, {u"flac", "flac.so"},
-               {u"Flac", "Flac.so"},         {u"fLAC", "FLAC.so"},         {u"Opus", "Opus.so"}};
-  for (const Case& c : cases)
-    EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(c.name)), base + "encoder/" + c.encoder);
+  for (auto [name, file] : {std::pair{u"LAME MP3", "Lame MP3.so"},
+                            {u"Flac", "Flac.so"},
+                            {u"fLAC", "FLAC.so"},
+                            {u"Opus", "Opus.so"}})
+    EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(name)), base + "encoder/" + file);
   EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"replaygain")), base + "DSPs/ReplayGain.SO");
-  EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"Lame MP3")), base + "DSPs/Lame MP3.so");
   // Without a base folder of its own, the program's folder counts.
   clTvCodecHandler::SetBaseFolder(XString());
   std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
@@ -424,46 +344,11 @@ TEST_F(clTvCodecHandlerTest, ListEncodersPutsBracketedNamesLastButMultiEncoderFi
   EXPECT_EQ(U8(list[0]) + U8(list[7]), "[Multi Encoder][zeta]");
 }
 
-// ---- Name tables ----
-
-// Names split at "|" into a list.
-static std::vector<std::string> Names(const std::string& text) {
-  std::vector<std::string> names(1);
-  for (char c : text) {
-    if (c == '|') names.emplace_back();
-    if (c != '|') names.back().push_back(c);
-  }
-  return names;
-}
-
 TEST_F(clTvCodecHandlerTest, NameTablesIgnoreCaseButNotSpelling) {
-  for (const std::string& name : Names("Aiff|apple lossless|FLAC|flac|Monkeys Audio|OPTIM FROG|"
-                                       "The True Audio (TTA)|wave|Wave64|WAVPACK"))
-    EXPECT_TRUE(clTvCodecHandler::IsLosslessFormatName(X(name))) << name;
-  for (const std::string& name : Names("|MP3|Wav|Wave 64|FLAC |The True Audio|Monkey's Audio|"
-                                       "Ogg Vorbis|Apple Lossles"))
-    EXPECT_FALSE(clTvCodecHandler::IsLosslessFormatName(X(name))) << name;
-  for (const std::string& key :
-       Names("album|ALBUM SORT|Subtitle|set subtitle|Encoded By|label|encoder settings|tempo|"
-             "source|initial key|contact|copyright|Title|comment|title sort|length|year|"
-             "original release year|release date|recording dates|description|cuesheet|EACLOG|"
-             "lyrics|Unsynced Lyrics|LYRICSWRITER"))
-    EXPECT_TRUE(clTvCodecHandler::IsMultiLineTag(X(key))) << key;
-  for (const std::string& key :
-       Names("|artist|genre|titles|albu|album  sort|lyric|composer|Album Artist"))
-    EXPECT_FALSE(clTvCodecHandler::IsMultiLineTag(X(key))) << key;
-}
-
-TEST_F(clTvCodecHandlerTest, TheEscapeHelperKeepsBreaksExactlyForMultiLineTags) {
-  for (const char16_t* key : {u"Title", u"Lyrics", u"EACLOG", u"Artist", u"Genre", u""}) {
-    bool multi = clTvCodecHandler::IsMultiLineTag(key);
-    XString encoded = XPath::EscapeTagValue(key, u"one\r\ntwo\rthree\nfour", true, true);
-    // Out: a multi-line value keeps every break as a mark; any other value turns a lone CR
-    // into a value separator, and what remains of each line end becomes one CR.
-    EXPECT_EQ(U8(encoded), multi ? "one{CR}{LF}two{CR}three{LF}four" : "one; \rtwo; three\rfour")
-        << U8(key);
-    EXPECT_EQ(U8(XPath::EscapeTagValue(key, encoded, false, true)),
-              multi ? "one\r\ntwo\rthree\nfour" : "one\r\rtwo\rthree\rfour")
-        << U8(key);
-  }
+  for (const char16_t* name : {u"apple lossless", u"FLAC", u"WAVPACK", u"Wave64"})
+    EXPECT_TRUE(clTvCodecHandler::IsLosslessFormatName(name)) << U8(name);
+  for (const char16_t* name : {u"", u"Wav", u"FLAC ", u"MP3"})
+    EXPECT_FALSE(clTvCodecHandler::IsLosslessFormatName(name)) << U8(name);
+  EXPECT_TRUE(clTvCodecHandler::IsMultiLineTag(u"Unsynced Lyrics"));
+  EXPECT_FALSE(clTvCodecHandler::IsMultiLineTag(u"artist"));
 }

@@ -52,15 +52,8 @@ int32_t DSP_EndConversion(TvInstance instance, TvConversionInfo* info) {
 int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block) {
   TestInstance& self = *Of(instance);
   bool ok = self.Allowed("DSP_PassAudioBlock");
-  if (ok && block->data != nullptr) {
-    // Hand on a buffer of our own instead of changing the one we were given.
-    if (self.Number("own")) {
-      auto* data = static_cast<uint8_t*>(block->data);
-      self.buffer.assign(data, data + block->byteCount);
-      block->data = self.buffer.data();
-    }
+  if (ok && block->data != nullptr)
     Transform(self, static_cast<uint8_t*>(block->data), block->byteCount);
-  }
   if (ok && block->endOfStream) SetRate(self, &block->format);
   self.Record("DSP_PassAudioBlock bytes=" + std::to_string(block->byteCount) +
               " pos=" + std::to_string(block->msPosition) +

@@ -75,12 +75,6 @@ int32_t Open(TvInstance instance, TvOpenInfo* info) {
     info->byteLength = uint64_t(self.Number("frames", 44100)) * info->format.Format.nBlockAlign;
     info->msLength =
         uint64_t(self.Number("mslength", long(BytesToMs(info->format, info->byteLength))));
-    self.tags = ReadWholeFile(self.Setting("tags"));
-    self.properties = ReadWholeFile(self.Setting("properties"));
-    info->idTags = self.tags.empty() ? nullptr : self.tags.data();
-    info->idTagsSize = uint32_t(self.tags.size());
-    info->properties = self.properties.empty() ? nullptr : self.properties.data();
-    info->propertiesSize = uint32_t(self.properties.size());
     self.position = 0;
     self.blocks = self.Setting("blocks");
   }

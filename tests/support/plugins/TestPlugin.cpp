@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "sdk/tv_named.h"
+#include "sdk/tv_text.h"
 
 namespace tvtest {
 
@@ -156,32 +157,18 @@ int32_t EndInstance(TvInstance instance, const char* exportName) {
   return 1;
 }
 
+// Lone surrogates and unchecked bytes are kept, so that every text comes back as it went.
 std::string ToUtf8(const char16_t* text) {
   if (text == nullptr) return "(null)";
-  std::string out;
-  for (; *text; ++text) {
-    uint32_t c = *text;
-    if (c >= 0xD800 && c < 0xDC00 && text[1] >= 0xDC00 && text[1] < 0xE000)
-      c = 0x10000 + ((c - 0xD800) << 10) + (*++text - 0xDC00);
-    int extra = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-    out += char(extra == 0 ? c : uint8_t(0xF0 << (3 - extra)) | (c >> (6 * extra)));
-    for (int k = extra - 1; k >= 0; --k) out += char(0x80 | ((c >> (6 * k)) & 0x3F));
-  }
+  size_t units = std::u16string_view(text).size();
+  std::string out(tv_utf16_to_utf8(text, units, nullptr, 0, TV_TEXT_KEEP), '\0');
+  tv_utf16_to_utf8(text, units, out.data(), out.size(), TV_TEXT_KEEP);
   return out;
 }
 
 std::u16string ToUtf16(const std::string& text) {
-  std::u16string out;
-  for (size_t i = 0; i < text.size();) {
-    uint8_t lead = uint8_t(text[i]);
-    int extra = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 0;
-    uint32_t c = extra == 0 ? lead : lead & (0x3F >> extra);
-    for (int k = 1; k <= extra && i + size_t(k) < text.size(); ++k)
-      c = (c << 6) | (uint8_t(text[i + size_t(k)]) & 0x3F);
-    i += size_t(extra) + 1;
-    if (c >= 0x10000) out += char16_t(0xD800 + ((c - 0x10000) >> 10));
-    out += char16_t(c >= 0x10000 ? 0xDC00 + ((c - 0x10000) & 0x3FF) : c);
-  }
+  std::u16string out(tv_utf8_to_utf16(text.data(), text.size(), nullptr, 0, TV_TEXT_KEEP), u'\0');
+  tv_utf8_to_utf16(text.data(), text.size(), out.data(), out.size(), TV_TEXT_KEEP);
   return out;
 }
 

@@ -11,39 +11,28 @@
 // The environment variable that names the configuration file.
 #define TVTEST_CONFIG_VARIABLE "TVTEST_PLUGIN_CONFIG"
 
-// The configuration is a UTF-8 file of "key=value" lines, read anew at each create. A plug-in's
-// name is its library's file stem (a copy named flac.so is "flac"); its settings are
-// "<name>.<setting>", and "*.<setting>" counts for every plug-in without a setting of its own.
-// "log=<file>" names the call log all plug-ins append to: "<name> <export> <arguments> ->
-// <result>".
-//
+// The configuration: "key=value" lines, read anew at each create. A plug-in's name is its
+// library's file stem; its settings are "<name>.<setting>", or "*.<setting>" for every plug-in
+// without its own. "log=<file>": the call log, "<name> <export> <arguments> -> <result>".
 // Every kind:
-//   get.<Key>[.<text1>], set.<Key>, get.*, set.*  the answers to Get and Set: entries split by
-//       ";" and picked by the index field, fields by "|": result|text1|text2|text3|text1 of a
-//       request record (Communicate). "(null)" leaves a text null. No entry answers 0.
-//   save.<Key>=<file>      a Set's data block (value bytes) is written there
-//   fail.<Export>=N        call N of the export and every later one fail; "N-M" only calls N to
-//                          M. Creates are counted in the call log (per library), other calls
-//                          per instance; Get and Set also per key: fail.Set.IDTags=1-2.
-//   error.<Export>=<text>  written to the error channel when that export fails
-//   quit.<Export>=N        call N sets the run's quit event (the name a Set of EventQuit gave,
-//                          or the one a non-live pass is given)
-// Decoder: rate, channels, bits, tag (44100, 2, 16, 1), frames (44100), blockframes (4410),
-//   mslength (instead of the length of frames), tags=<file> and properties=<file> (tag blocks
-//   Open hands out), anyfile=1 (Open needs no file), ramp=1 (byte n is n mod 256 instead of
-//   TvTestAudioByte(n)). blocks=<tokens> replaces the generated blocks, comma-separated: "<n>" n
-//   bytes, "<n>E" n bytes and the end, "E" an empty last block, "@<ms>" behind a count sets the
-//   position, "e" nothing yet, "N" nothing for ever, "F" a failing call, "Q" the quit event.
-// Encoder: writes the audio to the output file (output=0: makes no file; write=0: writes nothing
-//   to it); writetags=1 asks for tag writing; extrainfo=<file> leaves that tag block in the
-//   record at the end.
-// DSP: the parameters of a call (BeginConversion, PassNonLive, Get's text1) are settings too,
-//   comma-separated, "key" alone meaning "key=1", and win over the file. mul=N, add=N: every
-//   byte b becomes b*N+add, so that the order of effects shows (mul=-1,add=-1 inverts); own=1
-//   hands on a buffer of its own; rate=N rewrites the rate (non-live, and on a live last block);
-//   cut=N keeps N bytes of a non-live pass; quit=1 makes a non-live pass set the quit event.
-// Compile-time switches only leave an export out: TVTEST_OMIT_SetPosition (the library
-// NoSetPosition), TVTEST_OMIT_RemoveConfigBit (NoRemoveConfigBit). plugins.cmake builds them.
+//   get.<Key>[.<text1>], set.<Key>, get.*, set.*: answers to Get and Set, entries split by ";"
+//     and picked by the index field, fields by "|": result|text1|text2|text3|request text1.
+//     "(null)" leaves a text null; no entry answers 0.
+//   save.<Key>=<file>: a Set's data block is written there.
+//   fail.<Export>=N: call N of the export and every later one fail; "N-M" only calls N to M.
+//     Creates are counted in the call log, other calls per instance, Get and Set also per key.
+//   error.<Export>=<text>: written to the error channel when that export fails.
+//   quit.<Export>=N: call N sets the quit event (from a Set of EventQuit, or a non-live pass).
+// Decoder: rate, channels, bits, tag, frames, blockframes, mslength, anyfile=1 (Open needs no
+//   file), ramp=1 (byte n is n mod 256). blocks=<tokens>, comma-separated: "<n>" n bytes, "<n>E"
+//   n bytes and the end, "E" an empty last block, "@<ms>" after a count sets the position,
+//   "e" nothing yet, "N" nothing for ever, "F" a failing call, "Q" the quit event.
+// Encoder: writes the audio to the output file (output=0: no file; write=0: nothing written);
+//   writetags=1; extrainfo=<file>: that tag block is left in the record at the end.
+// DSP: a call's parameters ("key" alone is "key=1") win over the file. mul=N, add=N: byte b
+//   becomes b*N+add; rate=N rewrites the rate; cut=N keeps N bytes of a non-live pass; quit=1
+//   makes a non-live pass set the quit event.
+// TVTEST_OMIT_<Export> leaves an export out (NoSetPosition, NoRemoveConfigBit).
 namespace tvtest {
 
 struct TestInstance {
@@ -53,7 +42,7 @@ struct TestInstance {
   std::map<std::string, int> calls;  // per export (and export.key), counted from 1
   std::u16string texts[4], quitEvent;
   TvPluginValue request{};  // the record of a Communicate request
-  std::vector<uint8_t> buffer, tags, properties;
+  std::vector<uint8_t> buffer;
   uint64_t position = 0;  // bytes handed out so far
   std::string blocks;     // the decoder's tokens still to come
   int fd = -1;            // the encoder's output

@@ -1,14 +1,11 @@
 // Test side of the test plug-ins: a scratch folder, the configuration file and the call log.
 #pragma once
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <fstream>
 #include <string>
 #include <vector>
 
-#include "foundation/XDebugLog.h"
 #include "foundation/XString.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/plugins/TestPlugin.h"
@@ -53,31 +50,4 @@ class TestPluginSession {
  private:
   ScratchFolder folder;
   ScopedEnv env;
-};
-
-// Sends the process-wide debug log to a file for the life of the object.
-class CapturedDebugLog {
- public:
-  explicit CapturedDebugLog(const ScratchFolder& folder) : path(folder / "debug.log") {
-    file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    saved = XLogContext();
-    XSetLogContext({saved.errorHandle, saved.infoHandle, file});
-  }
-  ~CapturedDebugLog() {
-    XSetLogContext(saved);
-    close(file);
-  }
-  // The log so far, as UTF-8.
-  std::string Text() const {
-    std::ifstream in(path, std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), {});
-    std::u16string units(bytes.size() / 2, u'\0');
-    memcpy(units.data(), bytes.data(), units.size() * 2);
-    return XString(std::u16string_view(units)).ToUtf8String();
-  }
-
- private:
-  std::string path;
-  int file = -1;
-  TvHostContext saved{};
 };
