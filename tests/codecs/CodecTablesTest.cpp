@@ -97,22 +97,15 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
            {"mp3", "-V2", 2, 44100, 16, mpg123, 0, mode + "VBR"},
            {"mp3", "--abr 160 -q 2", 2, 44100, 16, mpg123, 0, mode + "ABR"},
            {"mp3", "-V5", 1, 44100, 24, mpg123, 0, ""},
-           {"mp3", "-V5", 2, 44100, 32, mpg123, 0, ""},
            {"vorbis", "", 2, 44100, 16, oggdec, 0, ogginfo},
-           {"vorbis", "-q 4.5", 2, 44100, 16, oggdec, 0, ogginfo},
            {"vorbis", "-q -1", 1, 44100, 24, oggdec, 0, ogginfo},
            {"vorbis", "-q=10", 2, 96000, 32, oggdec, 0, ogginfo},
-           {"vorbis", "-b 128", 2, 44100, 16, oggdec, 0, ogginfo},
-           {"vorbis", "-q 3", 2, 8000, 8, oggdec, 0, ogginfo},
            {"vorbis", "-m 96 -M 192", 6, 48000, 16, oggdec, 0, ogginfo},
            {"vorbis", "-=5 -q 4", 8, 48000, 16, oggdec, 0, ogginfo},  // "-=5" names nothing
            {"opus", "", 2, 48000, 16, opusdec, 0, opusinfo},
            // The source's rate travels in the header; the audio itself is always 48 kHz.
            {"opus", "", 2, 44100, 16, opusdec, 960, rate + "44100 Hz"},
-           {"opus", "", 1, 44100, 24, opusdec, 960, opusinfo},
            {"opus", "", 2, 96000, 32, opusdec, 960, rate + "96000 Hz"},
-           {"opus", "", 1, 8000, 8, opusdec, 960, opusinfo},
-           {"opus", "-b 256", 6, 48000, 16, opusdec, 0, opusinfo},
            {"opus", "-b 256", 8, 48000, 16, opusdec, 0, opusinfo},
        }) {
     if (Missing(c.codec)) continue;
@@ -152,28 +145,21 @@ TEST_F(CodecTablesTest, EncoderSettingsReachTheStream) {
   struct Case {
     const char* codec;
     const char* smaller;  // settings that give the smaller file
-    const char* larger;   // settings that give the larger one; "=" first: the same size
+    const char* larger;   // settings that give the larger one
   };
   for (Case c : {Case{"flac", "-8", "-0"},
-                 {"flac", "-8", "=--compression-level-8 -V"},
                  {"wavpack", "-hh -x4", "-f"},
                  {"vorbis", "-q 2", "-q 4"},
-                 {"vorbis", "-q 4.5", "-q 8"},
                  {"mp3", "-b 96", "-b 192"},
-                 {"opus", "", "=--bitrate 128"},
                  {"opus", "-b 64", "-b 192"}}) {
     if (Missing(c.codec)) continue;
     std::string label = std::string(c.codec) + " " + c.smaller + " / " + c.larger;
-    bool same = c.larger[0] == '=';
     std::string a = std::string("-convert_to=") + c.codec + " -notags " + c.smaller;
-    std::string b = std::string("-convert_to=") + c.codec + " -notags " + (c.larger + same);
+    std::string b = std::string("-convert_to=") + c.codec + " -notags " + c.larger;
     std::string first = "a." + Ext(c.codec), second = "b." + Ext(c.codec);
     ASSERT_EQ(Transmill("noise.wav", first, a).exitCode, 0) << label;
     ASSERT_EQ(Transmill("noise.wav", second, b).exitCode, 0) << label;
-    if (same)
-      EXPECT_EQ(FileSize(first), FileSize(second)) << label;
-    else
-      EXPECT_LT(FileSize(first), FileSize(second)) << label;
+    EXPECT_LT(FileSize(first), FileSize(second)) << label;
   }
   if (!Missing("opus")) {
     // Constrained VBR and hard CBR hold the rate asked for; hard CBR in packets of one size.
@@ -186,27 +172,10 @@ TEST_F(CodecTablesTest, EncoderSettingsReachTheStream) {
     EXPECT_EQ(Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 r.opus | cut -d, -f1 | "
                  "grep . | sort -u"),
               "160");  // 64 kbps in 20 ms packets
-    // VBR spends what the signal needs: as much as opusenc spends with the same setting.
-    Sh("opusenc --quiet --bitrate 64 noise.wav ref.opus");
-    ASSERT_EQ(Transmill("noise.wav", "v.opus", "-convert_to=opus -b 64").exitCode, 0);
-    EXPECT_NEAR(FormatBitRate("v.opus"), FormatBitRate("ref.opus"), 3200);
-    // Complexity 10 is the default; 0 encodes differently.
-    ASSERT_EQ(Transmill("noise.wav", "c10.opus", "-convert_to=opus -b 64 --comp 10").exitCode, 0);
-    ASSERT_EQ(Transmill("noise.wav", "c0.opus", "-convert_to=opus -b 64 -complexity 0").exitCode,
-              0);
-    auto decoded = [&](const char* file) {
-      return Sh(std::string("opusdec --quiet ") + file + " - 2>/dev/null | md5sum");
-    };
-    EXPECT_EQ(decoded("v.opus"), decoded("c10.opus"));
-    EXPECT_NE(decoded("v.opus"), decoded("c0.opus"));
   }
   if (!Missing("vorbis")) {
     ASSERT_EQ(Transmill("noise.wav", "abr.ogg", "-convert_to=vorbis -b 128").exitCode, 0);
     EXPECT_NEAR(FormatBitRate("abr.ogg"), 128000, 16000);
-  }
-  if (!Missing("mp3")) {
-    ASSERT_EQ(Transmill("noise.wav", "cbr.mp3", "-convert_to=mp3 -b 128").exitCode, 0);
-    EXPECT_EQ(Probe("cbr.mp3", "bit_rate"), "128000");
   }
 }
 
@@ -221,25 +190,16 @@ TEST_F(CodecTablesTest, EncodersRefuseBadSettingsAndSourcesTheyCannotHold) {
   };
   for (Case c : {Case{"flac", "-9", 2, "Error: Unknown encoder setting '-9'."},
                  {"flac", "--compression-level-12", 2, "setting '-compression-level-12'."},
-                 {"flac", "--compression-level=x", 2, "setting '-compression-level x'."},
                  {"flac", "", 9, "FLAC holds 1 to 8 channels, the source has 9"},
                  {"opus", "-b 5", 2, "Unknown encoder setting '-b 5'"},
-                 {"opus", "-b 600", 2, "Unknown encoder setting '-b 600'"},
-                 {"opus", "--bitrate fast", 2, "Unknown encoder setting '-bitrate fast'"},
                  {"opus", "--comp 11", 2, "Unknown encoder setting '-comp 11'"},
-                 {"opus", "-complexity 2.5", 2, "Unknown encoder setting '-complexity 2.5'"},
-                 {"opus", "-b 1.2.3", 2, "Unknown encoder setting '-b 1.2.3'"},
                  {"opus", "", 9, "Opus takes one to eight channels here, the source has 9"},
                  {"vorbis", "-q 11", 2, "Unknown encoder setting '-q 11'"},
-                 {"vorbis", "-q -2", 2, "Unknown encoder setting '-q -2'"},
                  {"vorbis", "-b 5", 2, "Unknown encoder setting '-b 5'"},
-                 {"vorbis", "-q", 2, "Unknown encoder setting '-q'"},
-                 {"vorbis", "-M x", 2, "Unknown encoder setting '-M x'"},
                  {"mp3", "-V 12", 2, "Unknown encoder setting '-V 12'"},
                  {"mp3", "", 6, "MP3 holds one or two channels, the source has 6"},
                  {"wavpack", "-x9", 2, "Unknown encoder setting '-x9'"},
                  {"wavpack", "-b 1", 2, "Unknown encoder setting '-b 1'"},
-                 {"wavpack", "-b abc", 2, "Unknown encoder setting '-b abc'"},
                  {"wavpack", "-c", 2, "'-c' needs hybrid mode"},
                  {"wavpack", "", 0, "holds no audio samples"}}) {
     if (Missing(c.codec)) continue;
@@ -272,13 +232,11 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
       "count=3000 conv=notrunc 2>/dev/null";
   const char* half = "head -c $(($(stat -c %s good.EXT) / 2)) good.EXT > OUT";
   const char* wave = "cp src.wav OUT";
-  const char* text = "yes 'no audio in here' | head -c 40000 > OUT";
   const char* empty = ": > OUT";
   const char* stub = "head -c 30 good.EXT > OUT";
   const char* opened = "': ";  // the open failed; otherwise reading failed
   for (Case c : {
            Case{"flac", "noise.flac", noise, "' failed: "},
-           {"flac", "zeros.flac", zeros, "' failed: "},
            {"flac", "cut.flac", half, "' failed: the stream is truncated"},
            // A wrong MD5 in the stream header: every frame is sound, the whole is not.
            {"flac", "md5.flac",
@@ -286,8 +244,6 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
             "' failed: the decoded audio does not match the stream's MD5 signature."},
            {"flac", "stub.flac", stub, "': not a FLAC file"},
            {"flac", "wave.flac", wave, "': not a FLAC file"},
-           {"flac", "text.flac", text, "': not a FLAC file"},
-           {"flac", "empty.flac", empty, "': not a FLAC file"},
            {"opus", "cut.opus", half, "truncated"},
            {"opus", "head.opus", "head -c 100 good.opus > OUT", opened},
            {"opus", "hole.opus", zeros, "damaged"},
@@ -307,7 +263,6 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
             "truncated: its last page"},
            {"vorbis", "hole.ogg", zeros, "damaged"},
            {"vorbis", "wave.ogg", wave, "': not an Ogg file"},
-           {"vorbis", "text.ogg", text, "': not an Ogg file"},
            {"vorbis", "empty.ogg", empty, "empty"},
            {"vorbis", "opus.ogg", "opusenc --quiet src.wav OUT", "holds Opus, not Vorbis"},
            {"vorbis", "flac.oga", "flac -s --ogg -o OUT src.wav", "holds FLAC, not Vorbis"},
@@ -317,15 +272,10 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
             "chained streams change format (48000 Hz, 2 channels, then 48000 Hz, 1 channels)"},
            {"mp3", "cut.mp3", half, opened},
            {"mp3", "wave.mp3", wave, opened},
-           {"mp3", "text.mp3", text, opened},
-           {"mp3", "empty.mp3", empty, opened},
            // Frames lost in a hole are missed against the info tag's count.
            {"mp3", "hole.mp3", zeros, opened},
            {"wavpack", "cut.wv", half, ""},
            {"wavpack", "wave.wv", wave, opened},
-           {"wavpack", "text.wv", text, opened},
-           {"wavpack", "empty.wv", empty, opened},
-           {"wavpack", "stub.wv", "head -c 20 good.wv > OUT", opened},
            {"wavpack", "hole.wv", noise, ""},
            // A hybrid pair with a damaged correction file can't be decoded losslessly.
            {"wavpack", "pair.wv",
@@ -380,15 +330,10 @@ TEST_F(CodecTablesTest, DecodersDescribeTheToolsFilesAndSeek) {
             "Lossless", true, nullptr},
            {"mp3", "a.mp3", "lame --quiet -b 128 --tt Tagged --ta A src.wav OUT",
             "Lossy, 128 kbps CBR", false, nullptr},
-           {"mp3", "v.mp3", "lame --quiet -V0 --tt Tagged --ta A src.wav OUT", "Lossy, ~ kbps VBR",
-            false, nullptr},
            {"vorbis", "a.ogg", "oggenc -Q -q 3 -t Tagged -a A -o OUT src.wav", "Lossy, ~ kbps VBR",
             false, ""},
            {"opus", "a.opus", "opusenc --quiet --title Tagged --artist A src.wav OUT",
             "Lossy, ~ kbps VBR", false, nullptr},
-           {"opus", "c.opus",
-            "opusenc --quiet --hard-cbr --bitrate 64 --title Tagged --artist A src.wav OUT",
-            "Lossy, ~ kbps CBR", false, nullptr},
        }) {
     if (Missing(c.codec)) continue;
     Sh("sox -R -n -r 48000 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5");

@@ -32,16 +32,13 @@ TEST_P(DecoderExportsTest, AnnouncesItsListAndNothingPastIt) {
     EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_DECODES, &value) != 0, listed) << index;
     EXPECT_EQ(value.text1 != nullptr, listed) << index;
   }
-  EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_STREAMING_DECODES, &value), 0);
   EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_UNLISTED, &value), 0);
-  EXPECT_EQ(decoder.get(decoder.instance, nullptr, &value), 0);
 }
 
 TEST_P(DecoderExportsTest, TakesTheEngineSettingsAndDeclinesTheRest) {
   TvPluginValue value{};
   value.text1 = TV_DECODE_AS_HIGHEST;
   EXPECT_NE(decoder.set(decoder.instance, TV_KEY_DECODE_AS, &value), 0);
-  EXPECT_NE(decoder.set(decoder.instance, u"EVENTQUIT", &value), 0);
   EXPECT_NE(decoder.set(decoder.instance, TV_KEY_BATCH_ID, &value), 0);
   EXPECT_EQ(decoder.set(decoder.instance, TV_KEY_ID_TAGS, nullptr), 0);
   EXPECT_EQ(decoder.set(decoder.instance, TV_KEY_PRIORITY, &value), 0);
@@ -52,7 +49,6 @@ TEST_P(DecoderExportsTest, TakesTheEngineSettingsAndDeclinesTheRest) {
 TEST_P(DecoderExportsTest, CallsWithoutAFileFailQuietlyAlsoAfterAFailedOpenOrTagWrite) {
   TvAudioBlock block{};
   EXPECT_EQ(decoder.decodeBlock(decoder.instance, &block), 0);
-  EXPECT_EQ(decoder.setPosition(decoder.instance, 0, 0), 0);
   EXPECT_NE(decoder.closeFile(decoder.instance, nullptr), 0);
   EXPECT_EQ(decoder.errors.Text(), "");
 

@@ -4,7 +4,6 @@
 namespace {
 
 const TvGuid kPcmGuid = TV_SUBFORMAT_GUID(TV_FORMAT_PCM);
-const TvGuid kFloatGuid = TV_SUBFORMAT_GUID(TV_FORMAT_IEEE_FLOAT);
 
 class PcmDecoderTest : public ::testing::Test {
  protected:
@@ -50,8 +49,6 @@ TEST_F(PcmDecoderTest, EachLayoutGivesItsImageQualityAndEverySample) {
                   nullptr, 0, "22.0 kHz, 32 bit float, Stereo"},
                  {"s.wav", SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 6, 44100, TV_FORMAT_EXTENSIBLE, 16,
                   &kPcmGuid, 0x3F, ""},
-                 {"x.wav", SF_FORMAT_WAVEX | SF_FORMAT_FLOAT, 2, 44100, TV_FORMAT_EXTENSIBLE, 32,
-                  &kFloatGuid, 0x3, ""},
                  // The content decides, not the name.
                  {"really-aiff.wav", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 2, 8000, TV_FORMAT_PCM, 16,
                   nullptr, 0, "8 kHz, 16 bit, Stereo"}}) {
@@ -87,13 +84,10 @@ TEST_F(PcmDecoderTest, EachLayoutGivesItsImageQualityAndEverySample) {
 }
 
 TEST_F(PcmDecoderTest, TextFieldsOfTheFileBecomeTags) {
-  for (int type : {SF_FORMAT_WAV, SF_FORMAT_AIFF}) {
-    TestAudio audio;
-    audio.format = type | SF_FORMAT_PCM_16;
-    audio.strings = {{SF_STR_TITLE, "Song"}, {SF_STR_ARTIST, "Band"}};
-    Open(audio, type == SF_FORMAT_WAV ? "t.wav" : "t.aiff");
-    EXPECT_EQ(d.Tags(), "Title=Song;Artist=Band;") << type;
-  }
+  TestAudio audio;
+  audio.strings = {{SF_STR_TITLE, "Song"}, {SF_STR_ARTIST, "Band"}};
+  Open(audio, "t.wav");
+  EXPECT_EQ(d.Tags(), "Title=Song;Artist=Band;");
   TestAudio bare;
   Open(bare, "bare.wav");
   EXPECT_EQ(d.info.idTagsSize, 4u);  // an empty list: a zero count
@@ -124,7 +118,6 @@ TEST_F(PcmDecoderTest, BlocksCarryPositionDurationAndFormatAndSeekToTheMilliseco
   EXPECT_EQ(first.msPosition, 0u);
   EXPECT_EQ(first.msDuration, 1000u);
   EXPECT_EQ(first.endOfStream, 0u);
-  EXPECT_EQ(first.bitRate, 8192u * 32);
   EXPECT_EQ(memcmp(&first.format, &d.info.format, sizeof first.format), 0);
   ASSERT_TRUE(d.decodeBlock(d.instance, &second));
   EXPECT_EQ(second.msPosition, 1000u);
@@ -143,18 +136,12 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
   ASSERT_TRUE(whole.Write(folder / "whole.wav"));
   sun.format = SF_FORMAT_AU | SF_FORMAT_PCM_16;
   ASSERT_TRUE(sun.Write(folder / "sun.wav"));
-  std::string garbage(5000, '\0');
-  for (size_t i = 0; i < garbage.size(); ++i) garbage[i] = char(i * 37 + 11);
-  folder.WriteFile("noise.wav", garbage);
   folder.WriteFile("empty.wav", "");
   folder.WriteFile("cut.wav", ReadBytes(folder / "whole.wav", 30));
-  std::filesystem::create_directory(folder / "dir.wav");
   for (auto [name, reason] : {std::pair{"empty.wav", "the file is empty."},
-                              {"noise.wav", "Format not recognised"},
                               {"cut.wav", "Error in WAV file"},
                               {"absent.wav", "No such file or directory"},
-                              {"sun.wav", "not a WAV, AIFF or W64 file"},
-                              {"dir.wav", ""}}) {
+                              {"sun.wav", "not a WAV, AIFF or W64 file"}}) {
     EXPECT_FALSE(d.Open(folder / name)) << name;
     std::string text = d.errors.Text();
     EXPECT_EQ(text.rfind("Error: Unable to open file '" + (folder / name) + "': ", 0), 0u) << text;

@@ -28,17 +28,6 @@ TEST_F(VorbisTest, FloatOutputSeeksToTheSample) {
   EXPECT_LT(worst, 1e-3);
 }
 
-// The bit rate is the audio's average over the file, as ogginfo counts it.
-TEST_F(VorbisTest, BitRateIsTheAverageOgginfoFinds) {
-  Sh("sox -R -n -r 44100 -c 2 -b 16 noise.wav synth 4 pinknoise vol 0.5 && oggenc -Q -q 3 -o "
-     "noise.ogg noise.wav");
-  DecoderPlugin d("vorbis");
-  ASSERT_TRUE(d.Open(folder / "noise.ogg")) << d.errors.Text();
-  double average =
-      1000 * std::stod("0" + Sh("ogginfo noise.ogg | sed -n 's/.*Average bitrate: //p'"));
-  EXPECT_NEAR(d.info.bitRate, average, average * 0.03);
-}
-
 TEST_F(VorbisTest, ChainedStreamsOfOneFormatAndTrailingBytesDecodeWhole) {
   Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 1.5 sine 440 sine 660 gain -3");
   Sh("oggenc -Q -s 1 -o a.ogg src.wav && oggenc -Q -s 2 -o b.ogg src.wav && cat a.ogg b.ogg > "
