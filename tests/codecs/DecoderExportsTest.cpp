@@ -15,12 +15,11 @@ class DecoderExportsTest : public ::testing::TestWithParam<Expected> {
  protected:
   void SetUp() override {
     if (!decoder.library.Loaded()) GTEST_SKIP() << GetParam().stem << " decoder is not built";
-    ASSERT_TRUE(decoder.Complete());
   }
   DecoderPlugin decoder{GetParam().stem};
 };
 
-TEST_P(DecoderExportsTest, AnnouncesItsListAndNothingPastIt) {
+TEST_P(DecoderExportsTest, AnnouncesItsListAndTakesTheEngineSettings) {
   TvPluginValue value{};
   ASSERT_NE(decoder.get(decoder.instance, TV_KEY_DECODES, &value), 0);
   EXPECT_EQ(Narrow(value.text1), GetParam().extension);
@@ -33,10 +32,6 @@ TEST_P(DecoderExportsTest, AnnouncesItsListAndNothingPastIt) {
     EXPECT_EQ(value.text1 != nullptr, listed) << index;
   }
   EXPECT_EQ(decoder.get(decoder.instance, TV_KEY_UNLISTED, &value), 0);
-}
-
-TEST_P(DecoderExportsTest, TakesTheEngineSettingsAndDeclinesTheRest) {
-  TvPluginValue value{};
   value.text1 = TV_DECODE_AS_HIGHEST;
   EXPECT_NE(decoder.set(decoder.instance, TV_KEY_DECODE_AS, &value), 0);
   EXPECT_NE(decoder.set(decoder.instance, TV_KEY_BATCH_ID, &value), 0);
@@ -83,12 +78,12 @@ INSTANTIATE_TEST_SUITE_P(
 // An exception inside a codec call ends that call, not the process.
 TEST(PluginBoundaryTest, AThrowingCallGivesZeroAndAnErrorLine) {
   DecoderPlugin decoder(TV_TEST_CODEC);
-  ASSERT_TRUE(decoder.Complete());
+  ASSERT_TRUE(decoder.instance);
   EXPECT_FALSE(decoder.Open("any.broken"));
   EXPECT_EQ(decoder.errors.Text(), "Error: The plug-in's Open call failed: std::bad_alloc\r\n");
 
   EncoderPlugin encoder(TV_TEST_CODEC);
-  ASSERT_TRUE(encoder.Complete());
+  ASSERT_TRUE(encoder.instance);
   TvWaveFormatExtensible format{};
   TvConversionInfo conversion{};
   conversion.format = &format;

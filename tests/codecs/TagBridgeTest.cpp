@@ -1,5 +1,5 @@
 // The tag bridge: its block against the tag list's block form, and tags of real files, written
-// here and read back by mutagen, written by the formats' own tools and read here.
+// here and read back by mutagen and by the bridge.
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/TagBridge.h"
 #include "foundation/XBuffer.h"
@@ -61,7 +61,7 @@ TagItems SampleItems() {
           Text("Artist", "Z")};
 }
 
-TEST(TagBridgeTest, BlockIsByteForByteTheTagListBlock) {
+TEST(TagBridgeTest, BlockIsTheTagListBlockAndACutOneGivesTheItemsBeforeTheCut) {
   TagItems items = SampleItems();
   XBuffer engineBlock;
   ASSERT_TRUE(ListOf(items).ToBlock(engineBlock));
@@ -72,32 +72,17 @@ TEST(TagBridgeTest, BlockIsByteForByteTheTagListBlock) {
   back.FromBlock(ours.data(), int64_t(ours.size()));
   EXPECT_EQ(ItemsOf(back), items);
   EXPECT_EQ(codec::MakeTagItemBlock({}), std::vector<uint8_t>(4, 0));
-}
-
-// Each damaged block is read from a buffer of its exact size, so a read past it would show
-// under a memory checker; the items must be those the engine's reader finds.
-void ExpectSameAsEngine(const std::vector<uint8_t>& block) {
-  std::unique_ptr<uint8_t[]> exact(new uint8_t[block.size() + 1]);
-  std::copy(block.begin(), block.end(), exact.get());
-  XTagList engine;
-  engine.FromBlock(exact.get(), int64_t(block.size()));
-  ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(block.size())), ItemsOf(engine))
-      << block.size();
-}
-
-TEST(TagBridgeTest, DamagedBlocksGiveTheItemsBeforeTheDamage) {
-  std::vector<uint8_t> block = codec::MakeTagItemBlock(SampleItems());
-  for (size_t size = 0; size <= block.size(); ++size)
-    ExpectSameAsEngine(std::vector<uint8_t>(block.begin(), block.begin() + long(size)));
-  uint32_t secondRecord = 4 + uint32_t(block[4]);
-  std::mt19937 random(11);
-  for (int round = 0; round < 2000; ++round) {
-    std::vector<uint8_t> copy = block;
-    for (int changes = 1 + int(random() % 4); changes > 0; --changes)
-      copy[random() % copy.size()] = uint8_t(random());
-    ExpectSameAsEngine(copy);
+  // Each cut is read from a buffer of its exact size, so a read past it would show under a
+  // memory checker; the items must be those the engine's reader finds.
+  for (size_t size = 0; size <= ours.size(); ++size) {
+    std::unique_ptr<uint8_t[]> exact(new uint8_t[size + 1]);
+    std::copy(ours.begin(), ours.begin() + long(size), exact.get());
+    XTagList engine;
+    engine.FromBlock(exact.get(), int64_t(size));
+    ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(size)), ItemsOf(engine)) << size;
   }
-  EXPECT_EQ(codec::ReadTagItemBlock(block.data(), secondRecord + 8), TagItems{SampleItems()[0]});
+  uint32_t secondRecord = 4 + uint32_t(ours[4]);
+  EXPECT_EQ(codec::ReadTagItemBlock(ours.data(), secondRecord + 8), TagItems{items[0]});
   EXPECT_TRUE(codec::ReadTagItemBlock(nullptr, 100).empty());
 }
 
@@ -154,7 +139,6 @@ std::vector<Format> Formats() {
   };
 }
 
-// Half a second of tone, made into the format by its own tool.
 std::string MakeFile(const ScratchFolder& folder, const Format& format) {
   std::string wav = folder / "in.wav";
   if (!folder.Has("in.wav") &&

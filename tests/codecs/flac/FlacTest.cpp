@@ -1,8 +1,5 @@
-// What only FLAC does: odd sample depths, channel masks in a comment and float sources made
-// integer; flac, metaflac and sox are the referees.
+// What only FLAC does: odd sample depths kept both ways; flac and metaflac are the referees.
 #include "tests/codecs/CodecPlugins.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -20,11 +17,6 @@ struct WaveParts {
     }
   }
   uint16_t ValidBits() const { return uint16_t(uint8_t(fmt[18]) | uint8_t(fmt[19]) << 8); }
-  uint32_t Mask() const {
-    uint32_t mask = 0;
-    memcpy(&mask, fmt.data() + 20, 4);
-    return mask;
-  }
 };
 
 // A 16-bit WAVE_FORMAT_EXTENSIBLE file of noise, as no tool at hand writes one: validBits
@@ -76,46 +68,6 @@ TEST_F(FlacTest, OddDepthsKeepTheirDepthBothWays) {
   WaveParts back(folder / "back12.wav");
   EXPECT_EQ(back.data, WaveParts(folder / "w12.wav").data);
   EXPECT_EQ(back.ValidBits(), 12);
-}
-
-TEST_F(FlacTest, UncommonChannelMasksTravelInTheMaskComment) {
-  folder.WriteFile("quad.wav", WaveEx(4, 16, 0x107, 20000));  // FL FR FC BC: not the default
-  RunResult r = Transmill("quad.wav", "quad.flac", "-convert_to=flac -tag=\"Title=Four Ways\"");
-  ASSERT_EQ(r.exitCode, 0) << r.err;
-  // Kept when the engine wrote the title; the field describes the layout, so it is no tag to
-  // carry into another file either.
-  EXPECT_EQ(Sh("metaflac --export-tags-to=- quad.flac | sort | tr '\\n' ';'"),
-            "TITLE=Four Ways;WAVEFORMATEXTENSIBLE_CHANNEL_MASK=0x0107;");
-  Sh("flac -d -f -s -o tool.wav quad.flac");
-  EXPECT_EQ(WaveParts(folder / "tool.wav").Mask(), 0x107u);
-  ASSERT_EQ(Transmill("quad.flac", "ours.wav", "-convert_to=wav").exitCode, 0);
-  WaveParts ours(folder / "ours.wav");
-  EXPECT_EQ(ours.Mask(), 0x107u);
-  EXPECT_EQ(ours.data, WaveParts(folder / "quad.wav").data);
-  ASSERT_EQ(Transmill("quad.flac", "again.flac", "-convert_to=flac").exitCode, 0);
-  EXPECT_EQ(Sh("metaflac --export-tags-to=- again.flac | sort | tr '\\n' ';'"),
-            "TITLE=Four Ways;WAVEFORMATEXTENSIBLE_CHANNEL_MASK=0x0107;");
-}
-
-TEST_F(FlacTest, FloatSourcesBecome24BitClippedAtFullScale) {
-  TestAudio audio;
-  audio.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
-  audio.frames = 4000;
-  audio.Generate();
-  audio.floats[0] = 1.5f, audio.floats[1] = -2.0f, audio.floats[2] = 0.25f;
-  ASSERT_TRUE(audio.Write(folder / "float.wav"));
-  ASSERT_EQ(Transmill("float.wav", "out.flac", "-convert_to=flac").exitCode, 0);
-  EXPECT_EQ(Meta("out.flac", "--show-bps"), "24");
-  Sh("flac -d -f -s -o back.wav out.flac");
-  Sound back = ReadSound(folder / "back.wav");
-  ASSERT_EQ(back.samples.size(), audio.floats.size());
-  size_t wrong = 0;
-  for (size_t i = 0; i < back.samples.size(); ++i) {
-    double expected =
-        std::clamp(std::nearbyint(double(audio.floats[i]) * 8388608.0), -8388608.0, 8388607.0);
-    wrong += std::nearbyint(double(back.samples[i]) * 8388608.0) != expected;
-  }
-  EXPECT_EQ(wrong, 0u);
 }
 
 }  // namespace
