@@ -86,8 +86,6 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
            {"mp3", "--abr 160 -q 2", 2, 44100, 16, mpg123, 0, mode + "ABR"},
            {"mp3", "-V5", 1, 44100, 24, mpg123, 0, ""},
            {"vorbis", "", 2, 44100, 16, oggdec, 0, ""},
-           {"vorbis", "-q=10", 2, 96000, 32, oggdec, 0, ""},
-           {"vorbis", "-m 96 -M 192", 6, 48000, 16, oggdec, 0, ""},
            {"vorbis", "-=5 -q 4", 8, 48000, 16, oggdec, 0, ""},  // "-=5" names nothing
            {"opus", "", 2, 48000, 16, opusdec, 0, ""},
            // The source's rate travels in the header; the audio itself is always 48 kHz.
@@ -214,9 +212,6 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
            {"flac", "wave.flac", wave, "': not a FLAC file"},
            {"opus", "cut.opus", half, "truncated"},
            {"opus", "hole.opus", zeros, "damaged"},
-           // Cut where the last page starts: every page is whole, but the stream has no end.
-           {"opus", "nolast.opus",
-            "head -c $(grep -abo OggS good.opus | tail -1 | cut -d: -f1) good.opus > OUT", opened},
            {"opus", "wave.opus", wave, "': not an Ogg Opus file"},
            {"opus", "vorbis.opus", "sox src.wav -t ogg OUT", opened},
            {"opus", "mixed.opus",
@@ -235,11 +230,9 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
             "sox src.wav -c 1 m.wav && oggenc -Q -o m.ogg m.wav && cat good.ogg m.ogg > "
             "OUT",
             "chained streams change format (48000 Hz, 2 channels, then 48000 Hz, 1 channels)"},
-           {"mp3", "cut.mp3", half, opened},
            {"mp3", "wave.mp3", wave, opened},
            // Frames lost in a hole are missed against the info tag's count.
            {"mp3", "hole.mp3", zeros, opened},
-           {"wavpack", "cut.wv", half, ""},
            {"wavpack", "wave.wv", wave, opened},
            {"wavpack", "hole.wv", noise, ""},
            // A hybrid pair with a damaged correction file can't be decoded losslessly.

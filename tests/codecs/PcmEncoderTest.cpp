@@ -31,7 +31,6 @@ TEST_F(PcmEncoderTest, EachTypeAndLayoutKeepsEverySample) {
         {"w64", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, SF_FORMAT_W64 | SF_FORMAT_PCM_16},
         {"wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, SF_FORMAT_WAVEX | SF_FORMAT_PCM_24},
         {"wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, SF_FORMAT_WAVEX | SF_FORMAT_FLOAT},
-        {"w64", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, SF_FORMAT_W64 | SF_FORMAT_FLOAT},
         {"wav", SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 6, SF_FORMAT_WAVEX | SF_FORMAT_PCM_16}}) {
     TestAudio audio;
     audio.format = c.format;

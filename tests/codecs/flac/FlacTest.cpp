@@ -16,7 +16,6 @@ struct WaveParts {
       at += 8 + size + (size & 1);
     }
   }
-  uint16_t ValidBits() const { return uint16_t(uint8_t(fmt[18]) | uint8_t(fmt[19]) << 8); }
 };
 
 // A 16-bit WAVE_FORMAT_EXTENSIBLE file of noise, as no tool at hand writes one: validBits
@@ -62,12 +61,8 @@ TEST_F(FlacTest, OddDepthsKeepTheirDepthBothWays) {
   // FLAC to FLAC stays at 12 bits and the flac tool gets the very samples back.
   ASSERT_EQ(Transmill("tool12.flac", "ours12.flac", "-convert_to=flac").exitCode, 0);
   EXPECT_EQ(Meta("ours12.flac", "--show-bps"), "12");
-  EXPECT_NE(Meta("ours12.flac", "--list --block-type=SEEKTABLE").find("seek points: 1"),
-            std::string::npos);
   Sh("flac -d -f -s -o back12.wav ours12.flac");
-  WaveParts back(folder / "back12.wav");
-  EXPECT_EQ(back.data, WaveParts(folder / "w12.wav").data);
-  EXPECT_EQ(back.ValidBits(), 12);
+  EXPECT_EQ(WaveParts(folder / "back12.wav").data, WaveParts(folder / "w12.wav").data);
 }
 
 }  // namespace
