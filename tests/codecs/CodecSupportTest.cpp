@@ -7,7 +7,7 @@ using namespace codec;
 
 namespace {
 
-TEST(CodecSupportTest, OptionsTakeEqualsSpaceAndBareForms) {
+TEST(CodecSupportTest, OptionsTakeEqualsSpaceAndBareFormsAndTheLastWins) {
   EXPECT_EQ(ParseOptions(u"-bits=24  -type aiff -float -out \"a b\" stray -x=\"q r\" -last"),
             TextPairs({{u"bits", u"24"},
                        {u"type", u"aiff"},
@@ -18,9 +18,7 @@ TEST(CodecSupportTest, OptionsTakeEqualsSpaceAndBareForms) {
   EXPECT_TRUE(ParseOptions(u"   \t ").empty());
   // "-" alone is no option, "--" is the key "-".
   EXPECT_EQ(ParseOptions(u"- -- "), TextPairs({{u"-", u""}}));
-}
-
-TEST(CodecSupportTest, LastOptionWinsAndKeysIgnoreCase) {
+  // The last of a key wins, and keys match in any case.
   TextPairs options = ParseOptions(u"-Bits=16 -BITS=32");
   bool found = false;
   EXPECT_EQ(OptionValue(options, u"bits", &found), u"32");

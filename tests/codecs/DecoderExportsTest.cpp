@@ -75,12 +75,10 @@ INSTANTIATE_TEST_SUITE_P(
 // An exception inside a codec call ends that call, not the process.
 TEST(PluginBoundaryTest, AThrowingCallGivesZeroAndAnErrorLine) {
   DecoderPlugin decoder(TV_TEST_CODEC);
-  ASSERT_TRUE(decoder.instance);
   EXPECT_FALSE(decoder.Open("any.broken"));
   EXPECT_EQ(decoder.errors.Text(), "Error: The plug-in's Open call failed: std::bad_alloc\r\n");
 
   EncoderPlugin encoder(TV_TEST_CODEC);
-  ASSERT_TRUE(encoder.instance);
   TvWaveFormatExtensible format{};
   TvConversionInfo conversion{};
   conversion.format = &format;

@@ -1,4 +1,7 @@
-// The PCM decoder plug-in: open records and blocks of each layout, seeking, damaged files.
+// The PCM decoder plug-in: open records and blocks of each layout, seeking, damaged files, and
+// the engine finding it by each extension it lists.
+#include "plugins/clTvCodecHandler.h"
+#include "plugins/clTvDecoder.h"
 #include "tests/codecs/CodecPlugins.h"
 
 namespace {
@@ -26,7 +29,7 @@ class PcmDecoderTest : public ::testing::Test {
   DecoderPlugin d;
 };
 
-TEST_F(PcmDecoderTest, EachLayoutGivesItsImageQualityAndEverySample) {
+TEST_F(PcmDecoderTest, EachLayoutGivesItsImageQualityTagsAndEverySample) {
   struct Case {
     const char* name;
     int format, channels, rate;
@@ -54,6 +57,7 @@ TEST_F(PcmDecoderTest, EachLayoutGivesItsImageQualityAndEverySample) {
     audio.channels = c.channels;
     audio.rate = c.rate;
     if (c.channels == 6) audio.channelMap = kSixMap;
+    audio.strings = {{SF_STR_TITLE, "Song"}, {SF_STR_ARTIST, "Band"}};
     Open(audio, c.name);
     const TvWaveFormatExtensible& x = d.info.format;
     uint32_t align = uint32_t(c.channels * c.bits / 8);
@@ -74,17 +78,11 @@ TEST_F(PcmDecoderTest, EachLayoutGivesItsImageQualityAndEverySample) {
     } else {
       EXPECT_EQ(x.Format.cbSize, 0) << c.name;
       EXPECT_EQ(d.Quality(), c.quality) << c.name;
+      EXPECT_EQ(d.Tags(), "Title=Song;Artist=Band;") << c.name;  // the file's text fields
     }
     EXPECT_TRUE(Rest() == Raw(c.name, c.bits == 32)) << c.name;
     EXPECT_EQ(d.errors.Text(), "") << c.name;
   }
-}
-
-TEST_F(PcmDecoderTest, TextFieldsOfTheFileBecomeTags) {
-  TestAudio audio;
-  audio.strings = {{SF_STR_TITLE, "Song"}, {SF_STR_ARTIST, "Band"}};
-  Open(audio, "t.wav");
-  EXPECT_EQ(d.Tags(), "Title=Song;Artist=Band;");
 }
 
 // The end flag rides on the last frames; past the end comes an empty block that still says so.
@@ -123,7 +121,6 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
   folder.WriteFile("cut.wav", ReadBytes(folder / "whole.wav", 30));
   for (auto [name, reason] : {std::pair{"empty.wav", "the file is empty."},
                               {"cut.wav", "Error in WAV file"},
-                              {"absent.wav", "No such file or directory"},
                               {"sun.wav", "not a WAV, AIFF or W64 file"}}) {
     EXPECT_FALSE(d.Open(folder / name)) << name;
     std::string text = d.errors.Text();
@@ -137,6 +134,18 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
   folder.WriteFile("short.wav", ReadBytes(folder / "whole.wav", 4046));
   ASSERT_TRUE(d.Open(folder / "short.wav"));
   EXPECT_EQ(Rest(), Raw("whole.wav").substr(0, 4000));
+}
+
+TEST(PcmBindingsTest, HandlerFindsTheDecoderByEachExtension) {
+  ScratchFolder folder;
+  ScopedEnv config("XDG_CONFIG_HOME", folder.Folder().c_str());  // a decoder cache of our own
+  TvHostContext none{};
+  clTvDecoder decoder;
+  for (const char16_t* source : {u"/music/song.WAV", u"a.aif", u"b.aifc", u"c.w64", u"d.wave"}) {
+    ASSERT_TRUE(clTvCodecHandler::FindDecoder(XString(source), decoder, &none)) << Narrow(source);
+    EXPECT_EQ(Narrow(decoder.Path().CStr()), std::string(TV_BIN_DIR) + "/decoder/pcm.so");
+  }
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(XString(u"e.nosuchtype"), decoder, &none));
 }
 
 }  // namespace
