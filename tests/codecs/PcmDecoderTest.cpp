@@ -101,12 +101,15 @@ TEST_F(PcmDecoderTest, BlockEdgesAtZeroOneAndExactlyOneBlockOfFrames) {
   }
 }
 
-TEST_F(PcmDecoderTest, SeeksToTheMillisecond) {
+TEST_F(PcmDecoderTest, SeeksToTheMillisecondAndBlocksSayWhere) {
   TestAudio audio;
   audio.rate = 1000;
   Open(audio, "s.wav");
   ASSERT_NE(d.setPosition(d.instance, 19999, 0), 0);
-  EXPECT_EQ(Rest(), Raw("s.wav").substr(19999 * 4));
+  TvAudioBlock block{};
+  ASSERT_NE(d.decodeBlock(d.instance, &block), 0);
+  EXPECT_EQ(block.msPosition, 19999u);
+  EXPECT_EQ(std::string((const char*)block.data, block.byteCount), Raw("s.wav").substr(19999 * 4));
   ASSERT_NE(d.setPosition(d.instance, 0, 1), 0);  // past the end: clamped, nothing left
   EXPECT_TRUE(Rest().empty());
 }
