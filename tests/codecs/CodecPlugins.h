@@ -31,12 +31,10 @@ inline std::string Narrow(const char16_t* text) {
   return out;
 }
 
-// A built plug-in's library: <folder>/<stem>.so, or stem itself when it is a full path.
 inline std::string PluginPath(const std::string& folder, const std::string& stem) {
   return stem[0] == '/' ? stem : std::string(TV_BIN_DIR) + "/" + folder + "/" + stem + ".so";
 }
 
-// One loaded plug-in library; symbols are looked up by name as the engine does.
 class PluginLibrary {
  public:
   explicit PluginLibrary(const std::string& path)
@@ -70,7 +68,6 @@ class ErrorChannel {
       if (fd >= 0) close(fd);
   }
   TvHostContext Context() const { return TvHostContext{ends[1], 0, 0}; }
-  // What arrived since the last call, UTF-16LE turned to ASCII ('?' for the rest).
   std::string Text() {
     std::string bytes, text;
     char buffer[4096];
@@ -93,10 +90,6 @@ struct DecoderPlugin {
   explicit DecoderPlugin(const std::string& stem = "pcm") : library(PluginPath("decoder", stem)) {}
   ~DecoderPlugin() {
     if (instance) destroy(instance);
-  }
-  bool Complete() const {
-    return instance && destroy && get && set && open && closeFile && decodeBlock && setPosition &&
-           deleteATag;
   }
   // Every block to the end; false if a call fails or no end flag comes.
   bool DecodeAll(std::vector<uint8_t>& out, int* blocks = nullptr) {
@@ -151,15 +144,10 @@ struct DecoderPlugin {
   std::u16string name;
 };
 
-// One encoder plug-in (encoder/<stem>.so) with one instance.
 struct EncoderPlugin {
   explicit EncoderPlugin(const std::string& stem) : library(PluginPath("encoder", stem)) {}
   ~EncoderPlugin() {
     if (instance) destroy(instance);
-  }
-  bool Complete() const {
-    return instance && destroy && get && set && showConfigBit && removeConfigBit && begin && end &&
-           encodeBlock;
   }
 
   PluginLibrary library;
@@ -222,7 +210,6 @@ struct TestAudio {
   }
 };
 
-// Interleaved float samples of a file, through libsndfile.
 struct Sound {
   int channels = 0;
   int rate = 0;
@@ -262,7 +249,6 @@ inline int DominantTone(const Sound& sound, int channel, const std::vector<int>&
   return top > 10 * second ? best : -1;
 }
 
-// Runs a shell command and gives its standard output without the final line breaks.
 inline std::string RunCommand(const std::string& command) {
   std::string out;
   FILE* pipe = popen(command.c_str(), "r");
@@ -275,7 +261,6 @@ inline std::string RunCommand(const std::string& command) {
   return out;
 }
 
-// The first count bytes of a file.
 inline std::string ReadBytes(const std::string& path, size_t count = size_t(1) << 28) {
   std::ifstream in(path, std::ios::binary);
   std::string bytes(count, '\0');
@@ -349,9 +334,7 @@ class ConversionTest : public ::testing::Test {
     r.err = Sh("iconv -f UTF-16LE -t UTF-8 err.txt");
     return r;
   }
-  // Sample frames of an audio file as sox counts them.
   long Samples(const std::string& file) { return std::stol("0" + Sh("soxi -s '" + file + "'")); }
-  // Whether two audio files hold the same sample data, as sox reads them.
   bool SameSamples(const std::string& a, const std::string& b) {
     return Sh("sox '" + a + "' -t raw a.raw 2>/dev/null && sox '" + b +
               "' -t raw b.raw 2>/dev/null && cmp -s a.raw b.raw && echo same") == "same";
@@ -381,7 +364,6 @@ class ConversionTest : public ::testing::Test {
     for (int c = 0; c < channels; ++c)
       EXPECT_EQ(DominantTone(sound, c, tones), kTones[size_t(c)]) << label << " channel " << c;
   }
-  // Whether the plug-in that writes or reads ext is built.
   static bool Built(const std::string& folder, const std::string& stem) {
     return std::filesystem::exists(PluginPath(folder, stem));
   }

@@ -7,53 +7,40 @@ namespace {
 
 class CodecTablesTest : public ConversionTest {
  protected:
-  // Skips the test unless the codec's encoder and decoder are built.
   bool Missing(const std::string& codec) {
     return !Built("encoder", codec) || !Built("decoder", codec);
   }
   static std::string Ext(const std::string& codec) {
     return codec == "wavpack" ? "wv" : codec == "vorbis" ? "ogg" : codec;
   }
-  // Makes the file by the shell command, with OUT standing for its name.
   void Make(std::string command, const std::string& out) {
     for (size_t at; (at = command.find("OUT")) != std::string::npos;) command.replace(at, 3, out);
     Sh(command);
   }
 };
 
-// Decoded by the format's own tool and by our decoder, every sample comes back.
 TEST_F(CodecTablesTest, LosslessEncodersKeepEverySampleOfEachLayout) {
-  struct Codec {
-    const char* name;
-    const char* ext;
-    const char* referee;  // decodes OUT into ref.wav
-  };
-  struct Layout {
-    int channels, bits, rate;
-    const char* encoding;
-  };
-  for (Codec codec : {Codec{"flac", "flac", "flac -d -f -s -o ref.wav OUT"},
-                      Codec{"wavpack", "wv", "wvunpack -q -y OUT -o ref.wav"}}) {
-    if (Missing(codec.name)) continue;
-    // 768 kHz lies outside FLAC's streamable subset, which must not stop the encoder.
+  for (auto [name, referee] : {std::pair{"flac", "flac -d -f -s -o ref.wav OUT"},
+                               {"wavpack", "wvunpack -q -y OUT -o ref.wav"}}) {
+    if (Missing(name)) continue;
+    struct Layout {
+      int channels, bits, rate;
+      const char* encoding;
+    };
     for (Layout l : {Layout{1, 16, 48000, "signed"},
                      {2, 24, 48000, "signed"},
                      {6, 16, 44100, "signed"},
-                     {8, 24, 48000, "signed"},
                      {2, 8, 48000, "unsigned"},
-                     {2, 32, 48000, "signed"},
-                     {2, 24, 768000, "signed"},
                      {2, 32, 44100, "floating-point"}}) {
-      bool isFloat = l.encoding[0] == 'f';
-      if (isFloat && codec.ext[0] == 'f') continue;  // FLAC holds integers only
-      std::string label = std::string(codec.name) + " " + std::to_string(l.channels) + "x" +
+      if (l.encoding[0] == 'f' && name[0] == 'f') continue;  // FLAC holds integers only
+      std::string label = std::string(name) + " " + std::to_string(l.channels) + "x" +
                           std::to_string(l.bits) + " " + l.encoding + " " + std::to_string(l.rate);
       Sh("sox -R -n -r " + std::to_string(l.rate) + " -c " + std::to_string(l.channels) + " -b " +
          std::to_string(l.bits) + " -e " + l.encoding + " src.wav synth 0.5 pinknoise vol 0.5");
-      std::string out = std::string("out.") + codec.ext;
-      RunResult r = Transmill("src.wav", out, std::string("-convert_to=") + codec.name);
+      std::string out = "out." + Ext(name);
+      RunResult r = Transmill("src.wav", out, std::string("-convert_to=") + name);
       ASSERT_EQ(r.exitCode, 0) << label << r.err;
-      Make(codec.referee, out);
+      Make(referee, out);
       EXPECT_TRUE(SameSamples("src.wav", "ref.wav")) << label;
       ASSERT_EQ(Transmill(out, "back.wav", "-convert_to=wav").exitCode, 0) << label;
       EXPECT_TRUE(SameSamples("src.wav", "back.wav")) << label;
@@ -75,8 +62,7 @@ TEST_F(CodecTablesTest, LosslessEncodersKeepEverySampleOfEachLayout) {
 // every channel's tone in its place, through the referee and through our decoder.
 TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSource) {
   struct Case {
-    const char* codec;
-    const char* settings;
+    const char *codec, *settings;
     int channels, rate, bits;
     const char* referee;  // decodes OUT into ref.wav (and tones.wav, for the channel order)
     long slack;           // frames the referee's length may be off (a resampled Opus stream)
@@ -89,36 +75,21 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
   std::string mode =
       "/usr/bin/python3 -c \"import mutagen.mp3 as m; "
       "print(m.MP3('OUT').info.bitrate_mode)\"=BitrateMode.";
-  const char* ogginfo = "ogginfo OUT >/dev/null 2>&1; echo $?=0";
   std::string rate = "opusinfo OUT | sed -n 's/.*Original sample rate: *//p'=";
-  const char* opusinfo = "opusinfo OUT | grep -c -iE 'warning|error'; true=0";
   for (Case c : {
            Case{"mp3", "-b 128", 2, 44100, 16, mpg123, 0, mode + "CBR"},
            {"mp3", "-V2", 2, 44100, 16, mpg123, 0, mode + "VBR"},
            {"mp3", "--abr 160 -q 2", 2, 44100, 16, mpg123, 0, mode + "ABR"},
-           {"mp3", "-V5", 1, 44100, 24, mpg123, 0, ""},
-           {"mp3", "-V5", 2, 44100, 32, mpg123, 0, ""},
-           {"vorbis", "", 2, 44100, 16, oggdec, 0, ogginfo},
-           {"vorbis", "-q 4.5", 2, 44100, 16, oggdec, 0, ogginfo},
-           {"vorbis", "-q -1", 1, 44100, 24, oggdec, 0, ogginfo},
-           {"vorbis", "-q=10", 2, 96000, 32, oggdec, 0, ogginfo},
-           {"vorbis", "-b 128", 2, 44100, 16, oggdec, 0, ogginfo},
-           {"vorbis", "-q 3", 2, 8000, 8, oggdec, 0, ogginfo},
-           {"vorbis", "-m 96 -M 192", 6, 48000, 16, oggdec, 0, ogginfo},
-           {"vorbis", "-=5 -q 4", 8, 48000, 16, oggdec, 0, ogginfo},  // "-=5" names nothing
-           {"opus", "", 2, 48000, 16, opusdec, 0, opusinfo},
+           {"vorbis", "", 2, 44100, 16, oggdec, 0, ""},
+           {"vorbis", "-=5 -q 4", 8, 48000, 16, oggdec, 0, ""},  // "-=5" names nothing
+           {"opus", "", 2, 48000, 16, opusdec, 0, ""},
            // The source's rate travels in the header; the audio itself is always 48 kHz.
            {"opus", "", 2, 44100, 16, opusdec, 960, rate + "44100 Hz"},
-           {"opus", "", 1, 44100, 24, opusdec, 960, opusinfo},
-           {"opus", "", 2, 96000, 32, opusdec, 960, rate + "96000 Hz"},
-           {"opus", "", 1, 8000, 8, opusdec, 960, opusinfo},
-           {"opus", "-b 256", 6, 48000, 16, opusdec, 0, opusinfo},
-           {"opus", "-b 256", 8, 48000, 16, opusdec, 0, opusinfo},
+           {"opus", "-b 256", 8, 48000, 16, opusdec, 0, ""},
        }) {
     if (Missing(c.codec)) continue;
     std::string label = std::string(c.codec) + " '" + c.settings + "' " +
-                        std::to_string(c.channels) + "x" + std::to_string(c.bits) + " " +
-                        std::to_string(c.rate);
+                        std::to_string(c.channels) + "x" + std::to_string(c.rate);
     MakeTones("src.wav", c.channels, c.rate, c.bits);
     if (c.bits == 32) Sh("sox src.wav -e floating-point f.wav && mv f.wav src.wav");
     std::string out = "out." + Ext(c.codec);
@@ -146,67 +117,20 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
   }
 }
 
-// What a setting does shows in the stream: sizes, bit rates and packets, against the tools'.
+// What a setting does shows in the size of the stream.
 TEST_F(CodecTablesTest, EncoderSettingsReachTheStream) {
   Sh("sox -R -n -r 48000 -c 2 -b 16 noise.wav synth 3 pinknoise vol 0.5");
-  struct Case {
-    const char* codec;
-    const char* smaller;  // settings that give the smaller file
-    const char* larger;   // settings that give the larger one; "=" first: the same size
-  };
-  for (Case c : {Case{"flac", "-8", "-0"},
-                 {"flac", "-8", "=--compression-level-8 -V"},
-                 {"wavpack", "-hh -x4", "-f"},
-                 {"vorbis", "-q 2", "-q 4"},
-                 {"vorbis", "-q 4.5", "-q 8"},
-                 {"mp3", "-b 96", "-b 192"},
-                 {"opus", "", "=--bitrate 128"},
-                 {"opus", "-b 64", "-b 192"}}) {
-    if (Missing(c.codec)) continue;
-    std::string label = std::string(c.codec) + " " + c.smaller + " / " + c.larger;
-    bool same = c.larger[0] == '=';
-    std::string a = std::string("-convert_to=") + c.codec + " -notags " + c.smaller;
-    std::string b = std::string("-convert_to=") + c.codec + " -notags " + (c.larger + same);
-    std::string first = "a." + Ext(c.codec), second = "b." + Ext(c.codec);
-    ASSERT_EQ(Transmill("noise.wav", first, a).exitCode, 0) << label;
-    ASSERT_EQ(Transmill("noise.wav", second, b).exitCode, 0) << label;
-    if (same)
-      EXPECT_EQ(FileSize(first), FileSize(second)) << label;
-    else
-      EXPECT_LT(FileSize(first), FileSize(second)) << label;
-  }
-  if (!Missing("opus")) {
-    // Constrained VBR and hard CBR hold the rate asked for; hard CBR in packets of one size.
-    for (auto [settings, kbps] : {std::pair{"--cvbr -b 96.5", 96.5}, {"--hard-cbr -b 64", 64.0}}) {
-      ASSERT_EQ(
-          Transmill("noise.wav", "r.opus", std::string("-convert_to=opus ") + settings).exitCode,
-          0);
-      EXPECT_NEAR(FormatBitRate("r.opus"), kbps * 1000, kbps * 50) << settings;
-    }
-    EXPECT_EQ(Sh("ffprobe -v error -show_entries packet=size -of csv=p=0 r.opus | cut -d, -f1 | "
-                 "grep . | sort -u"),
-              "160");  // 64 kbps in 20 ms packets
-    // VBR spends what the signal needs: as much as opusenc spends with the same setting.
-    Sh("opusenc --quiet --bitrate 64 noise.wav ref.opus");
-    ASSERT_EQ(Transmill("noise.wav", "v.opus", "-convert_to=opus -b 64").exitCode, 0);
-    EXPECT_NEAR(FormatBitRate("v.opus"), FormatBitRate("ref.opus"), 3200);
-    // Complexity 10 is the default; 0 encodes differently.
-    ASSERT_EQ(Transmill("noise.wav", "c10.opus", "-convert_to=opus -b 64 --comp 10").exitCode, 0);
-    ASSERT_EQ(Transmill("noise.wav", "c0.opus", "-convert_to=opus -b 64 -complexity 0").exitCode,
-              0);
-    auto decoded = [&](const char* file) {
-      return Sh(std::string("opusdec --quiet ") + file + " - 2>/dev/null | md5sum");
-    };
-    EXPECT_EQ(decoded("v.opus"), decoded("c10.opus"));
-    EXPECT_NE(decoded("v.opus"), decoded("c0.opus"));
-  }
-  if (!Missing("vorbis")) {
-    ASSERT_EQ(Transmill("noise.wav", "abr.ogg", "-convert_to=vorbis -b 128").exitCode, 0);
-    EXPECT_NEAR(FormatBitRate("abr.ogg"), 128000, 16000);
-  }
-  if (!Missing("mp3")) {
-    ASSERT_EQ(Transmill("noise.wav", "cbr.mp3", "-convert_to=mp3 -b 128").exitCode, 0);
-    EXPECT_EQ(Probe("cbr.mp3", "bit_rate"), "128000");
+  // The first settings of each give the smaller file.
+  for (auto [codec, smaller, larger] : {std::tuple{"flac", "-8", "-0"},
+                                        {"wavpack", "-hh -x4", "-f"},
+                                        {"vorbis", "-q 2", "-q 4"},
+                                        {"mp3", "-b 96", "-b 192"},
+                                        {"opus", "-b 64", "-b 192"}}) {
+    if (Missing(codec)) continue;
+    std::string convert = std::string("-convert_to=") + codec + " -notags ", ext = Ext(codec);
+    ASSERT_EQ(Transmill("noise.wav", "a." + ext, convert + smaller).exitCode, 0) << codec;
+    ASSERT_EQ(Transmill("noise.wav", "b." + ext, convert + larger).exitCode, 0) << codec;
+    EXPECT_LT(FileSize("a." + ext), FileSize("b." + ext)) << codec << " " << smaller;
   }
 }
 
@@ -214,32 +138,22 @@ TEST_F(CodecTablesTest, EncoderSettingsReachTheStream) {
 // can't hold are refused with the reason.
 TEST_F(CodecTablesTest, EncodersRefuseBadSettingsAndSourcesTheyCannotHold) {
   struct Case {
-    const char* codec;
-    const char* settings;
+    const char *codec, *settings;
     int channels;  // of the source; 0: a source without samples
     const char* error;
   };
   for (Case c : {Case{"flac", "-9", 2, "Error: Unknown encoder setting '-9'."},
                  {"flac", "--compression-level-12", 2, "setting '-compression-level-12'."},
-                 {"flac", "--compression-level=x", 2, "setting '-compression-level x'."},
                  {"flac", "", 9, "FLAC holds 1 to 8 channels, the source has 9"},
                  {"opus", "-b 5", 2, "Unknown encoder setting '-b 5'"},
-                 {"opus", "-b 600", 2, "Unknown encoder setting '-b 600'"},
-                 {"opus", "--bitrate fast", 2, "Unknown encoder setting '-bitrate fast'"},
                  {"opus", "--comp 11", 2, "Unknown encoder setting '-comp 11'"},
-                 {"opus", "-complexity 2.5", 2, "Unknown encoder setting '-complexity 2.5'"},
-                 {"opus", "-b 1.2.3", 2, "Unknown encoder setting '-b 1.2.3'"},
                  {"opus", "", 9, "Opus takes one to eight channels here, the source has 9"},
                  {"vorbis", "-q 11", 2, "Unknown encoder setting '-q 11'"},
-                 {"vorbis", "-q -2", 2, "Unknown encoder setting '-q -2'"},
                  {"vorbis", "-b 5", 2, "Unknown encoder setting '-b 5'"},
-                 {"vorbis", "-q", 2, "Unknown encoder setting '-q'"},
-                 {"vorbis", "-M x", 2, "Unknown encoder setting '-M x'"},
                  {"mp3", "-V 12", 2, "Unknown encoder setting '-V 12'"},
                  {"mp3", "", 6, "MP3 holds one or two channels, the source has 6"},
                  {"wavpack", "-x9", 2, "Unknown encoder setting '-x9'"},
                  {"wavpack", "-b 1", 2, "Unknown encoder setting '-b 1'"},
-                 {"wavpack", "-b abc", 2, "Unknown encoder setting '-b abc'"},
                  {"wavpack", "-c", 2, "'-c' needs hybrid mode"},
                  {"wavpack", "", 0, "holds no audio samples"}}) {
     if (Missing(c.codec)) continue;
@@ -259,8 +173,7 @@ TEST_F(CodecTablesTest, EncodersRefuseBadSettingsAndSourcesTheyCannotHold) {
 // leaves no output behind.
 TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
   struct Case {
-    const char* codec;
-    const char* file;
+    const char *codec, *file;
     const char* make;   // from good.<ext> and src.wav, into OUT
     const char* error;  // after the file's name
   };
@@ -272,31 +185,20 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
       "count=3000 conv=notrunc 2>/dev/null";
   const char* half = "head -c $(($(stat -c %s good.EXT) / 2)) good.EXT > OUT";
   const char* wave = "cp src.wav OUT";
-  const char* text = "yes 'no audio in here' | head -c 40000 > OUT";
   const char* empty = ": > OUT";
-  const char* stub = "head -c 30 good.EXT > OUT";
   const char* opened = "': ";  // the open failed; otherwise reading failed
   for (Case c : {
            Case{"flac", "noise.flac", noise, "' failed: "},
-           {"flac", "zeros.flac", zeros, "' failed: "},
            {"flac", "cut.flac", half, "' failed: the stream is truncated"},
            // A wrong MD5 in the stream header: every frame is sound, the whole is not.
            {"flac", "md5.flac",
             "cp good.flac OUT && printf '\\125' | dd of=OUT bs=1 seek=30 conv=notrunc 2>/dev/null",
             "' failed: the decoded audio does not match the stream's MD5 signature."},
-           {"flac", "stub.flac", stub, "': not a FLAC file"},
            {"flac", "wave.flac", wave, "': not a FLAC file"},
-           {"flac", "text.flac", text, "': not a FLAC file"},
-           {"flac", "empty.flac", empty, "': not a FLAC file"},
            {"opus", "cut.opus", half, "truncated"},
-           {"opus", "head.opus", "head -c 100 good.opus > OUT", opened},
            {"opus", "hole.opus", zeros, "damaged"},
-           // Cut where the last page starts: every page is whole, but the stream has no end.
-           {"opus", "nolast.opus",
-            "head -c $(grep -abo OggS good.opus | tail -1 | cut -d: -f1) good.opus > OUT", opened},
            {"opus", "wave.opus", wave, "': not an Ogg Opus file"},
            {"opus", "vorbis.opus", "sox src.wav -t ogg OUT", opened},
-           {"opus", "empty.opus", empty, opened},
            {"opus", "mixed.opus",
             "sox src.wav -c 1 m.wav && opusenc --quiet m.wav m.opus && cat good.opus m.opus > OUT",
             "different channel counts"},
@@ -307,25 +209,16 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
             "truncated: its last page"},
            {"vorbis", "hole.ogg", zeros, "damaged"},
            {"vorbis", "wave.ogg", wave, "': not an Ogg file"},
-           {"vorbis", "text.ogg", text, "': not an Ogg file"},
            {"vorbis", "empty.ogg", empty, "empty"},
            {"vorbis", "opus.ogg", "opusenc --quiet src.wav OUT", "holds Opus, not Vorbis"},
-           {"vorbis", "flac.oga", "flac -s --ogg -o OUT src.wav", "holds FLAC, not Vorbis"},
            {"vorbis", "mixed.ogg",
             "sox src.wav -c 1 m.wav && oggenc -Q -o m.ogg m.wav && cat good.ogg m.ogg > "
             "OUT",
             "chained streams change format (48000 Hz, 2 channels, then 48000 Hz, 1 channels)"},
-           {"mp3", "cut.mp3", half, opened},
            {"mp3", "wave.mp3", wave, opened},
-           {"mp3", "text.mp3", text, opened},
-           {"mp3", "empty.mp3", empty, opened},
            // Frames lost in a hole are missed against the info tag's count.
            {"mp3", "hole.mp3", zeros, opened},
-           {"wavpack", "cut.wv", half, ""},
            {"wavpack", "wave.wv", wave, opened},
-           {"wavpack", "text.wv", text, opened},
-           {"wavpack", "empty.wv", empty, opened},
-           {"wavpack", "stub.wv", "head -c 20 good.wv > OUT", opened},
            {"wavpack", "hole.wv", noise, ""},
            // A hybrid pair with a damaged correction file can't be decoded losslessly.
            {"wavpack", "pair.wv",
@@ -335,7 +228,6 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
        }) {
     if (Missing(c.codec)) continue;
     std::string ext = std::string(c.file).substr(std::string(c.file).find('.') + 1);
-    if (ext == "oga") ext = "ogg";
     if (!folder.Has("good." + ext)) {
       Sh("sox -R -n -r 48000 -c 2 -b 16 src.wav synth 3 pinknoise vol 0.5");
       Transmill("src.wav", "good." + ext, std::string("-convert_to=") + c.codec + " -notags");
@@ -362,8 +254,7 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
 // seek to one second leaves the rest of the samples.
 TEST_F(CodecTablesTest, DecodersDescribeTheToolsFilesAndSeek) {
   struct Case {
-    const char* codec;
-    const char* file;
+    const char *codec, *file;
     const char* make;     // from src.wav, 2 s of stereo noise at 48 kHz, into OUT
     const char* quality;  // "~" stands for the kbps that the bit rate gives
     bool exact;           // the samples after the seek are the source's
@@ -380,15 +271,10 @@ TEST_F(CodecTablesTest, DecodersDescribeTheToolsFilesAndSeek) {
             "Lossless", true, nullptr},
            {"mp3", "a.mp3", "lame --quiet -b 128 --tt Tagged --ta A src.wav OUT",
             "Lossy, 128 kbps CBR", false, nullptr},
-           {"mp3", "v.mp3", "lame --quiet -V0 --tt Tagged --ta A src.wav OUT", "Lossy, ~ kbps VBR",
-            false, nullptr},
            {"vorbis", "a.ogg", "oggenc -Q -q 3 -t Tagged -a A -o OUT src.wav", "Lossy, ~ kbps VBR",
             false, ""},
            {"opus", "a.opus", "opusenc --quiet --title Tagged --artist A src.wav OUT",
             "Lossy, ~ kbps VBR", false, nullptr},
-           {"opus", "c.opus",
-            "opusenc --quiet --hard-cbr --bitrate 64 --title Tagged --artist A src.wav OUT",
-            "Lossy, ~ kbps CBR", false, nullptr},
        }) {
     if (Missing(c.codec)) continue;
     Sh("sox -R -n -r 48000 -c 2 -b 16 src.wav synth 2 pinknoise vol 0.5");
@@ -431,26 +317,21 @@ TEST_F(CodecTablesTest, DecodersDescribeTheToolsFilesAndSeek) {
 TEST_F(CodecTablesTest, TagsAndPicturesReachEachFormat) {
   if (Missing("flac")) GTEST_SKIP() << "the source is a FLAC file";
   folder.WriteFile("cover.png", std::string("\x89PNG\r\n\x1A\n", 8) + "picture body");
-  Sh("sox -n -r 48000 -c 2 -b 16 src.wav synth 1 sine 440 gain -3 && flac -s -o src.flac src.wav "
-     "&& "
-     "metaflac --set-tag=ARTIST=Someone --import-picture-from='3|image/png||1x1x24|cover.png' "
-     "src.flac");
-  // Title and artist under the field names mutagen shows.
-  for (auto [codec, title, artist] : {std::tuple{"flac", "TITLE", "ARTIST"},
-                                      {"vorbis", "TITLE", "ARTIST"},
-                                      {"opus", "TITLE", "ARTIST"},
-                                      {"mp3", "TIT2", "TPE1"},
-                                      {"wavpack", "TITLE", "ARTIST"}}) {
+  Sh("sox -n -r 48000 -c 2 -b 16 src.wav synth 1 sine 440 gain -3 && flac -s -o src.flac "
+     "src.wav && metaflac --set-tag=ARTIST=Someone "
+     "--import-picture-from='3|image/png||1x1x24|cover.png' src.flac");
+  for (const char* codec : {"flac", "vorbis", "opus", "mp3", "wavpack"}) {
     if (Missing(codec)) continue;
     std::string convert = std::string("-convert_to=") + codec, ext = Ext(codec);
+    bool id3 = ext == "mp3";  // title and artist under the field names mutagen shows
     ASSERT_EQ(Transmill("src.flac", "a." + ext, convert + " \"-tag=Title=Überschrift\"").exitCode,
               0);
     ASSERT_EQ(Transmill("a." + ext, "b." + ext, convert).exitCode, 0) << codec;
     ASSERT_EQ(Transmill("src.flac", "c." + ext, convert + " -notags -tag=Title=x").exitCode, 0);
     for (std::string file : {"a.", "b."}) {
       Referee read = ReadWithMutagen(folder / (file + ext), ext, folder);
-      EXPECT_EQ(read.text[title], std::vector<std::string>{"Überschrift"}) << codec << file;
-      EXPECT_EQ(read.text[artist], std::vector<std::string>{"Someone"}) << codec << file;
+      EXPECT_EQ(read.text[id3 ? "TIT2" : "TITLE"], std::vector<std::string>{"Überschrift"}) << file;
+      EXPECT_EQ(read.text[id3 ? "TPE1" : "ARTIST"], std::vector<std::string>{"Someone"}) << file;
       ASSERT_EQ(read.pictures.size(), 1u) << codec << file;
       EXPECT_EQ(read.pictures[0].type, 3) << codec << file;
       EXPECT_EQ(read.pictures[0].data, Bytes(ReadBytes(folder / "cover.png"))) << codec << file;

@@ -1,5 +1,5 @@
 // The tag bridge: its block against the tag list's block form, and tags of real files, written
-// here and read back by mutagen, written by the formats' own tools and read here.
+// here and read back by mutagen and by the bridge.
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/TagBridge.h"
 #include "foundation/XBuffer.h"
@@ -33,8 +33,6 @@ bool RunQuiet(const std::string& command) {
   return RunCommand("{ " + command + "; } >/dev/null 2>&1 && echo ok") == "ok";
 }
 
-// --- Block form ---
-
 XTagList ListOf(const TagItems& items) {
   XTagList list;
   for (const TagItem& item : items) {
@@ -63,7 +61,7 @@ TagItems SampleItems() {
           Text("Artist", "Z")};
 }
 
-TEST(TagBridgeTest, BlockIsByteForByteTheTagListBlock) {
+TEST(TagBridgeTest, BlockIsTheTagListBlockAndACutOneGivesTheItemsBeforeTheCut) {
   TagItems items = SampleItems();
   XBuffer engineBlock;
   ASSERT_TRUE(ListOf(items).ToBlock(engineBlock));
@@ -74,52 +72,19 @@ TEST(TagBridgeTest, BlockIsByteForByteTheTagListBlock) {
   back.FromBlock(ours.data(), int64_t(ours.size()));
   EXPECT_EQ(ItemsOf(back), items);
   EXPECT_EQ(codec::MakeTagItemBlock({}), std::vector<uint8_t>(4, 0));
-}
-
-// Each damaged block is read from a buffer of its exact size, so a read past it would show
-// under a memory checker; the items must be those the engine's reader finds.
-void ExpectSameAsEngine(const std::vector<uint8_t>& block) {
-  std::unique_ptr<uint8_t[]> exact(new uint8_t[block.size() + 1]);
-  std::copy(block.begin(), block.end(), exact.get());
-  XTagList engine;
-  engine.FromBlock(exact.get(), int64_t(block.size()));
-  ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(block.size())), ItemsOf(engine))
-      << block.size();
-}
-
-TEST(TagBridgeTest, DamagedBlocksGiveTheItemsBeforeTheDamage) {
-  std::vector<uint8_t> block = codec::MakeTagItemBlock(SampleItems());
-  for (size_t size = 0; size <= block.size(); ++size)
-    ExpectSameAsEngine(std::vector<uint8_t>(block.begin(), block.begin() + long(size)));
-  // Counts, and sizes of the second record, at and around their limits.
-  uint32_t secondRecord = 4 + uint32_t(block[4]);
-  uint32_t r = secondRecord;
-  for (auto [at, value] : {std::pair{0u, -3},
-                           {0u, 0},
-                           {0u, 2},
-                           {0u, 9},
-                           {r, -1},
-                           {r, 0},
-                           {r, 3},
-                           {r, 5},
-                           {r, 2000},
-                           {r, INT32_MAX}}) {
-    std::vector<uint8_t> copy = block;
-    for (uint32_t i = 0; i < 4; ++i) copy[at + i] = uint8_t(uint32_t(value) >> (8 * i));
-    ExpectSameAsEngine(copy);
+  // Each cut is read from a buffer of its exact size, so a read past it would show under a
+  // memory checker; the items must be those the engine's reader finds.
+  for (size_t size = 0; size <= ours.size(); ++size) {
+    std::unique_ptr<uint8_t[]> exact(new uint8_t[size + 1]);
+    std::copy(ours.begin(), ours.begin() + long(size), exact.get());
+    XTagList engine;
+    engine.FromBlock(exact.get(), int64_t(size));
+    ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(size)), ItemsOf(engine)) << size;
   }
-  std::mt19937 random(11);
-  for (int round = 0; round < 2000; ++round) {
-    std::vector<uint8_t> copy = block;
-    for (int changes = 1 + int(random() % 4); changes > 0; --changes)
-      copy[random() % copy.size()] = uint8_t(random());
-    ExpectSameAsEngine(copy);
-  }
-  EXPECT_EQ(codec::ReadTagItemBlock(block.data(), secondRecord + 8), TagItems{SampleItems()[0]});
+  uint32_t secondRecord = 4 + uint32_t(ours[4]);
+  EXPECT_EQ(codec::ReadTagItemBlock(ours.data(), secondRecord + 8), TagItems{items[0]});
   EXPECT_TRUE(codec::ReadTagItemBlock(nullptr, 100).empty());
 }
-
-// --- Files ---
 
 struct Format {
   std::string ext;
@@ -174,7 +139,6 @@ std::vector<Format> Formats() {
   };
 }
 
-// Half a second of tone, made into the format by its own tool.
 std::string MakeFile(const ScratchFolder& folder, const Format& format) {
   std::string wav = folder / "in.wav";
   if (!folder.Has("in.wav") &&
@@ -259,17 +223,8 @@ TEST_P(TagBridgeFileTest, CutAndDamagedFilesGiveNoTagsAndAClearError) {
   std::vector<uint8_t> picture = Noise(200000, "\x89PNG\r\n\x1A\n", 9);
   ASSERT_TRUE(codec::WriteFileTags(
       path, {Text("Title", "x"), TagItem{u"_albumart_1_Media", u"", picture}}, {}));
-  std::vector<uint8_t> whole = Bytes(ReadBytes(path));
-  std::string field = "METADATA_BLOCK_PICTURE";  // Ogg streams hold pictures in base64
-  auto found = std::search(whole.begin(), whole.end(), picture.begin(), picture.begin() + 64);
-  if (found == whole.end())
-    found = std::search(whole.begin(), whole.end(), field.begin(), field.end());
-  size_t inPicture = size_t(found - whole.begin());
-  ASSERT_LT(inPicture, whole.size());
-  for (size_t size : {inPicture + 1000, size_t(40), size_t(3), size_t(0)}) {
-    std::filesystem::resize_file(path, size);
-    EXPECT_TRUE(codec::ReadFileTags(path).empty()) << size;
-  }
+  std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+  EXPECT_TRUE(codec::ReadFileTags(path).empty());
   std::vector<uint8_t> noise = Noise(20000, "", 3);
   folder.WriteFile("g." + format.ext, std::string(noise.begin(), noise.end()));
   std::string garbage = folder / ("g." + format.ext);
@@ -283,66 +238,6 @@ INSTANTIATE_TEST_SUITE_P(Formats, TagBridgeFileTest, testing::ValuesIn(Formats()
                          [](const testing::TestParamInfo<Format>& param) {
                            return param.param.ext;
                          });
-
-// --- Tags written by other tools ---
-
-Fields TextOf(const TagItems& items) {
-  Fields text;
-  for (const TagItem& item : items)
-    if (item.binary.empty()) text[N(item.key)].push_back(N(item.value));
-  return text;
-}
-
-TEST(TagBridgeTest, ReadsTagsWrittenByTheFormatsOwnTools) {
-  ScratchFolder folder;
-  ASSERT_TRUE(
-      RunQuiet("sox -n -r 44100 -c 1 -b 16 '" + folder / "in.wav" + "' synth 0.3 sine 300"));
-  struct Case {
-    std::string file, command;
-    Fields expected;
-  };
-  std::vector<Case> cases = {
-      {"a.flac",
-       "flac -s -o OUT IN && metaflac --set-tag=TITLE=Über --set-tag=ARTIST=A --set-tag=ARTIST=B "
-       "--set-tag=TRACKNUMBER=5 --set-tag=TRACKTOTAL=9 OUT",
-       {{"Title", {"Über"}}, {"Artist", {"A", "B"}}, {"Track", {"5/9"}}}},
-      {"v1.mp3",
-       "lame --silent --id3v1-only --tt Old --ta A IN OUT",
-       {{"Title", {"Old"}}, {"Artist", {"A"}}}},
-      {"a.ogg",
-       "oggenc -Q -o x.ogg IN && ffmpeg -v quiet -i x.ogg -c copy -metadata title=T "
-       "-metadata album_artist=AA -metadata track=2/5 OUT",
-       {{"Title", {"T"}}, {"Album Artist", {"AA"}}, {"Track", {"2/5"}}}},
-  };
-  for (Case& c : cases) {
-    std::string command = "cd '" + folder.Folder() + "' && " + c.command;
-    for (size_t at; (at = command.find("OUT")) != std::string::npos;)
-      command.replace(at, 3, c.file);
-    command.replace(command.find("IN"), 2, "in.wav");
-    ASSERT_TRUE(RunQuiet(command)) << command;
-    Fields read = TextOf(codec::ReadFileTags(folder / c.file));
-    for (const auto& [key, values] : c.expected)
-      EXPECT_EQ(read[key], values) << c.file << " " << key;
-  }
-}
-
-// A FLAC file named .mp3 is tagged as FLAC; a picture too large for a metadata block is left out.
-TEST(TagBridgeTest, TypeIsFoundByContentAndFlacLeavesOutAnOversizedPicture) {
-  ScratchFolder folder;
-  ASSERT_TRUE(RunQuiet("cd '" + folder.Folder() +
-                       "' && sox -n in.wav synth 0.2 sine 500 && flac -s -o x.mp3 in.wav"));
-  TagItems items = {Text("Title", "T"), Text("Track", "2"),
-                    TagItem{u"_albumart_1_Media", u"", Noise(17 << 20, "\xFF\xD8\xFF", 4)},
-                    TagItem{u"_albumart_2_Media", u"", Noise(1000, "\xFF\xD8\xFF", 5)}};
-  ASSERT_TRUE(codec::WriteFileTags(folder / "x.mp3", items, nullptr));
-  EXPECT_EQ(ReadWithMutagen(folder / "x.mp3", "flac", folder).text,
-            (Fields{{"TITLE", {"T"}}, {"TRACKNUMBER", {"2"}}}));
-  EXPECT_TRUE(RunQuiet("flac -s -t '" + folder / "x.mp3" + "'"));
-  TagItems read = codec::ReadFileTags(folder / "x.mp3");
-  ASSERT_EQ(read.size(), 3u);
-  EXPECT_EQ(read[0], items[0]);
-  EXPECT_EQ(read[2].binary, items[3].binary);
-}
 
 TEST(TagBridgeTest, FilesThatCanNotBeTaggedSaySo) {
   ScratchFolder folder;

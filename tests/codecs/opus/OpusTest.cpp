@@ -1,4 +1,4 @@
-// What only Opus does: float output that matches opusdec, and chained streams.
+// What only Opus does: float output that matches opusdec.
 #include "tests/codecs/CodecPlugins.h"
 
 namespace {
@@ -22,14 +22,6 @@ TEST_F(OpusTest, FloatOutputMatchesOpusdec) {
   for (size_t i = 0; i < ref.samples.size(); ++i)
     worst = std::max(worst, double(std::fabs(ours[i] - ref.samples[i])));
   EXPECT_LT(worst, 1e-3);
-}
-
-TEST_F(OpusTest, ChainedStreamsOfOneChannelCountDecodeAsOne) {
-  MakeTones("two.wav", 2);
-  Sh("opusenc --quiet --serial 1 two.wav a.opus && opusenc --quiet --serial 2 two.wav b.opus && "
-     "cat a.opus b.opus > chain.opus && opusdec --quiet --rate 48000 a.opus ref.wav");
-  ASSERT_EQ(Transmill("chain.opus", "out.wav", "-convert_to=wav").exitCode, 0);
-  EXPECT_EQ(Samples("out.wav"), 2 * Samples("ref.wav"));
 }
 
 }  // namespace

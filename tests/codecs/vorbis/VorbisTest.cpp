@@ -1,5 +1,4 @@
-// What only Vorbis does: float output that seeks to the sample, chained streams of one format,
-// and bytes behind the last page.
+// What only Vorbis does: float output that seeks to the sample, and a bit rate of the audio alone.
 #include "tests/codecs/CodecPlugins.h"
 
 namespace {
@@ -37,18 +36,6 @@ TEST_F(VorbisTest, BitRateIsTheAverageOgginfoFinds) {
   double average =
       1000 * std::stod("0" + Sh("ogginfo noise.ogg | sed -n 's/.*Average bitrate: //p'"));
   EXPECT_NEAR(d.info.bitRate, average, average * 0.03);
-}
-
-TEST_F(VorbisTest, ChainedStreamsOfOneFormatAndTrailingBytesDecodeWhole) {
-  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 1.5 sine 440 sine 660 gain -3");
-  Sh("oggenc -Q -s 1 -o a.ogg src.wav && oggenc -Q -s 2 -o b.ogg src.wav && cat a.ogg b.ogg > "
-     "same.ogg");
-  Sh("cp a.ogg trailing.ogg && yes junk | head -c 300 >> trailing.ogg");
-  for (auto [file, frames] : {std::pair{"same.ogg", 132300L}, {"trailing.ogg", 66150L}}) {
-    RunResult r = Transmill(file, "out.wav", "-convert_to=wav");
-    ASSERT_EQ(r.exitCode, 0) << file << r.err;
-    EXPECT_EQ(Samples("out.wav"), frames) << file;
-  }
 }
 
 }  // namespace
