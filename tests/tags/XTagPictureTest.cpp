@@ -41,7 +41,9 @@ TEST(XTagPictureTest, KeysAndTheirPartsRoundTrip) {
       {"", "", "", "_albumart_1_<subdesc>"},
   };
   for (const auto& [number, type, sub, key] : cases) {
-    if (*number) EXPECT_EQ(U8(PictureKey(std::stoi(number), X(type), X(sub))), key);
+    if (*number) {
+      EXPECT_EQ(U8(PictureKey(std::stoi(number), X(type), X(sub))), key);
+    }
     XString parsedType = u"stale", parsedSub = u"stale";
     ParsePictureKey(X(key), parsedType, parsedSub);
     EXPECT_EQ(U8(parsedType) + "|" + U8(parsedSub), std::string(type) + "|" + sub) << key;
