@@ -296,10 +296,8 @@ TEST_F(TvRunTest, HostWatchesAWaitingRunAndStopsIt) {
     if (seen != 800) usleep(10000);
   }
   EXPECT_EQ(seen, 800u);
-  for (int beat = 0; beat < 3; beat++) {
-    tv_event_reset(alive);
-    EXPECT_EQ(tv_event_wait(alive, 10000), 1) << "beat " << beat;
-  }
+  tv_event_reset(alive);
+  EXPECT_EQ(tv_event_wait(alive, 10000), 1);
   tv_event_set(quit);
   const ChildResult r = child.Finish();
   EXPECT_EQ(r.exitCode, 1);
