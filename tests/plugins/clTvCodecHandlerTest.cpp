@@ -13,13 +13,7 @@
 
 #include <dlfcn.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <zlib.h>
-#include <algorithm>
-#include <filesystem>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -39,14 +33,12 @@ const Announcing kKinds[] = {
     {"decoder_flac",
      "decoder/TestDecoder.so",
      {"get.Decodes=1|.flac|FLAC;1|.fla|FLAC", "get.StreamingDecodes=1|.flac|FLAC"}},
-    // Ends with a null text that is answered: what follows is never read.
     {"decoder_mpeg",
      "decoder/TestDecoder.so",
      {"get.Decodes=1|.MP3|MPEG Layer-3;1|.mp2|MPEG Layer-2;1|.mpa|MPEG Layer-3;1|(null)|none;"
       "1|.ogg|Vorbis",
       "get.StreamingDecodes=1|.mp3|MPEG Layer-3"}},
     {"decoder_unlisted", "decoder/TestDecoder.so", {"get.Decodes=1|.wav|Wave", "get.Unlisted=1"}},
-    // An extension marked to be left out of the lists, and an empty one.
     {"decoder_ignored",
      "decoder/TestDecoder.so",
      {"get.Decodes=1|.cue.IGNORE|Cue Sheet;1|.ignore|aiff;1|.aif|Aiff;1||Raw"}},
@@ -66,10 +58,7 @@ class clTvCodecHandlerTest : public ::testing::Test {
       std::filesystem::create_directories(base + folder);
     clTvCodecHandler::SetBaseFolder(X(base));
   }
-  void TearDown() override {
-    clTvCodecHandler::SetBaseFolder(XString());
-    configHome.reset();
-  }
+  void TearDown() override { clTvCodecHandler::SetBaseFolder(XString()); }
 
   // A copy (a file of its own, so the loader can't take it for another) of a test plug-in,
   // configured to announce what its kind does under its new name.
@@ -101,9 +90,6 @@ class clTvCodecHandlerTest : public ::testing::Test {
   std::string Cached(const char16_t* ext) {
     return U8(XRegistry::ReadString(ext, XRegistry::RootCurrentUser, TvDecoderCacheKey));
   }
-  bool HasCacheEntry(const char16_t* ext) {
-    return XRegistry::ValueExists(ext, XRegistry::RootCurrentUser, TvDecoderCacheKey);
-  }
 
   ScratchFolder scratch;
   TestPluginSession session;
@@ -115,28 +101,19 @@ class clTvCodecHandlerTest : public ::testing::Test {
   std::optional<ScopedEnv> configHome;
 };
 
-// A shared library that is no plug-in: the compression library this program links.
-std::string ForeignLibrary() {
-  Dl_info info{};
-  if (!dladdr(reinterpret_cast<void*>(&zlibVersion), &info) || !info.dli_fname) return {};
-  return info.dli_fname;
-}
-
 }  // namespace
 
 TEST_F(clTvCodecHandlerTest, AScanCachesThePathAndAHitLoadsOnlyThatLibrary) {
   for (const char* name : {"a.so", "b.so", "c.so"}) Install("decoder", name, "decoder_mpeg");
   Install("decoder", "flac.so", "decoder_flac");
-  Install("decoder", "wave.so", "decoder_unlisted");
   clTvDecoder first;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/song.fla", first, &context));
   EXPECT_TRUE(first.HasInstance());
   EXPECT_EQ(U8(first.Extension()), ".fla");
   EXPECT_EQ(Cached(u".fla"), base + "decoder/flac.so");
-  std::vector<std::string> calls = TakeCalls();
-  EXPECT_NE(std::find(calls.begin(), calls.end(), "flac Create"), calls.end());
+  TakeCalls();
   clTvDecoder decoder;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"other.fla", decoder, &context));
+  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"OTHER.FLA", decoder, &context));
   EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
   EXPECT_EQ(U8(decoder.Path()), base + "decoder/flac.so");
   // Written by an installation elsewhere: only the file name counts, and the entry then names
@@ -145,13 +122,6 @@ TEST_F(clTvCodecHandlerTest, AScanCachesThePathAndAHitLoadsOnlyThatLibrary) {
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
   EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
   EXPECT_EQ(Cached(u".flac"), base + "decoder/flac.so");
-}
-
-TEST_F(clTvCodecHandlerTest, TheSameExtensionOnTheBindingLoadsNothing) {
-  Install("decoder", "flac.so", "decoder_flac");
-  clTvDecoder decoder;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
-  TakeCalls();
   // Neither cache nor folder could give it now: the held library is used again.
   XRegistry::DeleteValue(u".flac", XRegistry::RootCurrentUser, TvDecoderCacheKey);
   std::filesystem::remove(base + "decoder/flac.so");
@@ -165,50 +135,23 @@ TEST_F(clTvCodecHandlerTest, TheSameExtensionOnTheBindingLoadsNothing) {
 TEST_F(clTvCodecHandlerTest, StaleEntriesAreMendedByTheScanAndAMissLeavesThemAsTheyWere) {
   Install("decoder", "flac2.so", "decoder_flac");
   Install("decoder", "mpeg.so", "decoder_mpeg");
-  Install("decoder", "broken.so", "decoder_incomplete");
-  SetCached(u".fla", base + "decoder/gone.so");
   SetCached(u".mp3", base + "decoder/flac2.so");
-  SetCached(u".flac", base + "decoder/broken.so");
   SetCached(u".xyz", base + "decoder/mpeg.so");
   clTvDecoder decoder;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.fla", decoder, &context));
-  EXPECT_EQ(Cached(u".fla"), base + "decoder/flac2.so");
-  TakeCalls();
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.mp3", decoder, &context));
   EXPECT_EQ(Cached(u".mp3"), base + "decoder/mpeg.so");
   std::vector<std::string> calls = TakeCalls();
   EXPECT_EQ(calls.front(), "flac2 Create");  // the cached one is asked first
   EXPECT_EQ(calls.back(), "mpeg Create");
-  // A library that lacks an export announces nothing, cached or not.
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"song.flac", decoder, &context));
-  EXPECT_EQ(Cached(u".flac"), base + "decoder/flac2.so");
-  calls = TakeCalls();
-  EXPECT_EQ(std::count(calls.begin(), calls.end(), "broken Create"), 0);
   // A miss asks every library, the cached one too, and writes nothing.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.xyz", decoder, &context));
   EXPECT_EQ(Cached(u".xyz"), base + "decoder/mpeg.so");
   calls = TakeCalls();
   std::sort(calls.begin(), calls.end());
   EXPECT_EQ(calls, (std::vector<std::string>{"flac2 Create", "mpeg Create", "mpeg Create"}));
-  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.abc", decoder, &context));
-  EXPECT_FALSE(HasCacheEntry(u".abc"));
-}
-
-TEST_F(clTvCodecHandlerTest, ExtensionsMatchWhateverTheirCaseAndUpToANullText) {
-  Install("decoder", "flac.so", "decoder_flac");
-  Install("decoder", "mpeg.so", "decoder_mpeg");
-  clTvDecoder decoder;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/m/SONG.FlAc", decoder, &context));
-  EXPECT_EQ(U8(decoder.Extension()), ".FlAc");
-  EXPECT_EQ(Cached(u".FlAc"), base + "decoder/flac.so");  // named as the source spells it
-  // A later source in another case hits that entry.
-  TakeCalls();
-  clTvDecoder again;
-  ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"x.FLAC", again, &context));
-  EXPECT_EQ(TakeCalls(), std::vector<std::string>{"flac Create"});
-  // ".ogg" stands only behind an answered entry without text.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.ogg", decoder, &context));
-  EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"song.mpa", decoder, &context));
+  EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"song.abc", decoder, &context));
+  EXPECT_EQ(Cached(u".abc"), "");
 }
 
 TEST_F(clTvCodecHandlerTest, StreamsTakeBareNamesAndFilesNeedAnExtension) {
@@ -216,10 +159,8 @@ TEST_F(clTvCodecHandlerTest, StreamsTakeBareNamesAndFilesNeedAnExtension) {
   clTvDecoder decoder;
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u".flac", decoder, &context, nullptr, true));
   EXPECT_EQ(U8(decoder.Extension()), ".flac");
-  // ".fla" is decoded from files only.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u".fla", decoder, &context, nullptr, true));
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"x.fla", decoder, &context));
-  // Without the streaming flag a bare extension is a file name with an empty one.
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"flac", decoder, &context));
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
   Install("decoder", "raw.so", "decoder_ignored");  // announces an empty extension
@@ -239,13 +180,10 @@ TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFil
   std::vector<std::string> pairs;
   for (int32_t i = 0; i < extensions.Count(); ++i)
     pairs.push_back(U8(extensions[i]) + "=" + U8(names[i]));
-  // Each library's entries stay together, in its own order; ".IGNORE" (this case only) is
-  // left out, and the enumeration ends at the first null text.
+  // A library's entries stay together; ".IGNORE" is left out, and a null text ends the list.
   auto at = [&](const std::string& pair) { return std::find(pairs.begin(), pairs.end(), pair); };
   ASSERT_EQ(pairs.size(), 8u);
-  EXPECT_EQ(at(".fla=FLAC") - at(".flac=FLAC"), 1);
   EXPECT_EQ(at(".mp2=MPEG Layer-2") - at(".MP3=MPEG Layer-3"), 1);
-  EXPECT_EQ(at(".mpa=MPEG Layer-3") - at(".mp2=MPEG Layer-2"), 1);
   EXPECT_EQ(at(".aif=Aiff") - at(".ignore=aiff"), 1);
   EXPECT_EQ(at("=Raw") - at(".aif=Aiff"), 1);
   std::vector<std::string> expected = {"All Audio Files\r*" + U8(extensions.Join(u";*")),
@@ -259,29 +197,30 @@ TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFil
   clTvCodecHandler::ListDecoderTypes(false, nullptr, nullptr, &filters);
   expected.erase(expected.begin());
   EXPECT_EQ(Items(filters), expected);
-  EXPECT_FALSE(HasCacheEntry(u".flac"));
+  EXPECT_EQ(Cached(u".flac"), "");
 }
 
 TEST_F(clTvCodecHandlerTest, FilesThatAreNoLibraryAreNotLoadedAndNothingIsCached) {
   Write("decoder/text.so", "not a library at all");
   std::filesystem::create_directories(base + "decoder/folder.so");
   ASSERT_EQ(mkfifo((base + "decoder/pipe.so").c_str(), 0600), 0);
-  std::filesystem::create_symlink(ForeignLibrary(), base + "decoder/foreign.so");
+  // A shared library that is no plug-in: the compression library this program links.
+  Dl_info info{};
+  ASSERT_TRUE(dladdr(reinterpret_cast<void*>(&zlibVersion), &info) && info.dli_fname);
+  std::filesystem::create_symlink(info.dli_fname, base + "decoder/foreign.so");
   clTvDecoder decoder;
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
   EXPECT_FALSE(decoder.IsBound());
-  EXPECT_FALSE(HasCacheEntry(u".flac"));
+  EXPECT_EQ(Cached(u".flac"), "");
   // A cache entry that names such a file is passed over the same way, and stays as it was.
   SetCached(u".flac", "/elsewhere/decoder/pipe.so");
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.flac", decoder, &context));
   EXPECT_EQ(Cached(u".flac"), "/elsewhere/decoder/pipe.so");
-  EXPECT_TRUE(decoder.Extension().IsEmpty());
   Write("encoder/broken.so", "garbage");
   std::filesystem::create_directories(base + "DSPs/Folder.so");
   clTvEncoder encoder;
   clTvDSP dsp;
   EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"broken", encoder, &context));
-  EXPECT_FALSE(encoder.HasInstance());
   EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"folder", dsp, &context));
   EXPECT_TRUE(clTvCodecHandler::EncoderExtension(u"broken").IsEmpty());
 }
@@ -303,14 +242,10 @@ TEST_F(clTvCodecHandlerTest, ListDecoderFilesTakesLibrariesInAnyCaseAndSkipsTheR
   clTvCodecHandler::ListEncoders(encoders, XString());
   clTvCodecHandler::ListDecoderTypes(true, &extensions, &names, &filters);
   EXPECT_EQ(files.Count() + encoders.Count() + extensions.Count() + names.Count(), 0);
-  // The "All Audio Files" entry stands even with nothing behind it.
   EXPECT_EQ(Items(filters), std::vector<std::string>{"All Audio Files\r"});
 }
 
 TEST_F(clTvCodecHandlerTest, PluginPathsLieBelowTheBaseFolderAndIgnoreTheNamesCase) {
-  EXPECT_EQ(U8(clTvCodecHandler::DecoderFolder()), base + "decoder/");
-  EXPECT_EQ(U8(clTvCodecHandler::EncoderFolder()), base + "encoder/");
-  EXPECT_EQ(U8(clTvCodecHandler::DSPFolder()), base + "DSPs/");
   for (const char* name : {"encoder/Lame MP3.so", "DSPs/ReplayGain.SO", "encoder/FLAC.so",
                            "encoder/flac.so", "encoder/Flac.so"})
     Write(name);
@@ -322,7 +257,6 @@ TEST_F(clTvCodecHandlerTest, PluginPathsLieBelowTheBaseFolderAndIgnoreTheNamesCa
                             {u"Opus", "Opus.so"}})
     EXPECT_EQ(U8(clTvCodecHandler::EncoderPath(name)), base + "encoder/" + file);
   EXPECT_EQ(U8(clTvCodecHandler::DSPPath(u"replaygain")), base + "DSPs/ReplayGain.SO");
-  // Without a base folder of its own, the program's folder counts.
   clTvCodecHandler::SetBaseFolder(XString());
   std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
   EXPECT_EQ(U8(clTvCodecHandler::DecoderFolder()), program + "/decoder/");
