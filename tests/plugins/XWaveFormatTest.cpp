@@ -1,5 +1,4 @@
-// Format images: normalisation, byte-range intake, extensible conversions, time and size maths,
-// comparison, log text and wave headers.
+// Format images: normalisation, extensible conversions, time and size maths, comparison, headers.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -54,7 +53,6 @@ TEST(XWaveFormatTest, NormalisationDerivesOrKeepsTheDivisors) {
     EXPECT_EQ(c.blockAlign, format.Format()->nBlockAlign) << c.image.wFormatTag;
     EXPECT_EQ(18u, format.Length());
   }
-  EXPECT_EQ(1000u, XWaveFormat().BytesToMs(1));
 }
 
 TEST(XWaveFormatTest, ExtensibleImageIsCopiedWholeAndNormalisedBySubFormat) {
@@ -63,7 +61,6 @@ TEST(XWaveFormatTest, ExtensibleImageIsCopiedWholeAndNormalisedBySubFormat) {
   ASSERT_TRUE(format.IsExtensible());
   EXPECT_EQ(40u, format.Length());
   EXPECT_EQ(384000u, format.Format()->nAvgBytesPerSec);
-  EXPECT_NE(static_cast<const void*>(&wide), format.Format());
   EXPECT_EQ(0, std::memcmp(&wide.SubFormat, &View(format)->SubFormat, 16));
   // cbSize 21 is not extensible: 39 bytes are kept, the GUID is never read, nothing recomputed.
   wide = Wide(TV_FORMAT_PCM, 2, 44100, 16);
