@@ -294,30 +294,4 @@ TEST_F(CodecTablesTest, DecodersDescribeTheToolsFilesAndSeek) {
   }
 }
 
-// Tags given to the engine and the picture of the source land in each format as mutagen reads
-// them, and the format's decoder hands them on to the next file.
-TEST_F(CodecTablesTest, TagsAndPicturesReachEachFormat) {
-  if (Missing("flac")) GTEST_SKIP() << "the source is a FLAC file";
-  folder.WriteFile("cover.png", std::string("\x89PNG\r\n\x1A\n", 8) + "picture body");
-  Sh("sox -n -r 48000 -c 2 -b 16 src.wav synth 1 sine 440 gain -3 && flac -s -o src.flac "
-     "src.wav && metaflac --set-tag=ARTIST=Someone "
-     "--import-picture-from='3|image/png||1x1x24|cover.png' src.flac");
-  for (const char* codec : {"flac", "vorbis", "opus", "mp3", "wavpack"}) {
-    if (Missing(codec)) continue;
-    std::string convert = std::string("-convert_to=") + codec, ext = Ext(codec);
-    bool id3 = ext == "mp3";  // title and artist under the field names mutagen shows
-    ASSERT_EQ(Transmill("src.flac", "a." + ext, convert + " \"-tag=Title=Überschrift\"").exitCode,
-              0);
-    ASSERT_EQ(Transmill("a." + ext, "b." + ext, convert).exitCode, 0) << codec;
-    for (std::string file : {"a.", "b."}) {
-      Referee read = ReadWithMutagen(folder / (file + ext), ext, folder);
-      EXPECT_EQ(read.text[id3 ? "TIT2" : "TITLE"], std::vector<std::string>{"Überschrift"}) << file;
-      EXPECT_EQ(read.text[id3 ? "TPE1" : "ARTIST"], std::vector<std::string>{"Someone"}) << file;
-      ASSERT_EQ(read.pictures.size(), 1u) << codec << file;
-      EXPECT_EQ(read.pictures[0].type, 3) << codec << file;
-      EXPECT_EQ(read.pictures[0].data, Bytes(ReadBytes(folder / "cover.png"))) << codec << file;
-    }
-  }
-}
-
 }  // namespace

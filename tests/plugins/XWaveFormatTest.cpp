@@ -55,7 +55,7 @@ TEST(XWaveFormatTest, NormalisationDerivesOrKeepsTheDivisors) {
   }
 }
 
-TEST(XWaveFormatTest, ExtensibleImageIsCopiedWholeAndNormalisedBySubFormat) {
+TEST(XWaveFormatTest, ImagesAreCopiedWholeAndOwnedAndNormalisedBySubFormat) {
   TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 48000, 32);
   XWaveFormat format(&wide.Format);
   ASSERT_TRUE(format.IsExtensible());
@@ -73,17 +73,15 @@ TEST(XWaveFormatTest, ExtensibleImageIsCopiedWholeAndNormalisedBySubFormat) {
   EXPECT_EQ(TV_FORMAT_EXTENSIBLE, shortOne.EffectiveTag());
   EXPECT_FALSE(shortOne.HasSubFormat(TV_SUBFORMAT_GUID(TV_FORMAT_PCM)));
   EXPECT_EQ(0, std::memcmp(&wide, shortOne.Format(), 39));
-}
-
-TEST(XWaveFormatTest, CopiesOwnTheirImageAndSelfSetsChangeNothing) {
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_PCM, 6, 48000, 24);
+  // Copies own their image; a set from the own image changes nothing.
+  wide = Wide(TV_FORMAT_PCM, 6, 48000, 24);
   XWaveFormat original(&wide.Format);
   XWaveFormat assigned;
   assigned = original;
   assigned.SetChannels(2, true);
   EXPECT_EQ(6, original.Format()->nChannels);
   EXPECT_EQ(0, std::memcmp(original.Format(), XWaveFormat(original).Format(), 40));
-  XWaveFormat format = Pcm(2, 44100, 16);
+  format = Pcm(2, 44100, 16);
   format.SetAvgBytes(7);
   format.Set(format.Format());
   EXPECT_EQ(7u, format.Format()->nAvgBytesPerSec);
@@ -137,7 +135,7 @@ TEST(XWaveFormatTest, TagsComeFromAKnownSubFormatAndSetTagWritesOnlyThose) {
   EXPECT_EQ(TV_FORMAT_MPEG, plain.Format()->wFormatTag);
 }
 
-TEST(XWaveFormatTest, TimeAndSizeMathsRoundDownAndDoNotOverflow) {
+TEST(XWaveFormatTest, TimeAndSizeMathsRoundDownDoNotOverflowAndNeverDivideByZero) {
   XWaveFormat seven = Pcm(7, 44100, 16);  // 14-byte frames, 617400 bytes a second
   EXPECT_EQ(616u, seven.MsToBytes(1));    // 617 floored to 44 frames
   EXPECT_EQ(0u, seven.BytesToMs(1));
@@ -158,9 +156,7 @@ TEST(XWaveFormatTest, TimeAndSizeMathsRoundDownAndDoNotOverflow) {
   XWaveFormat narrow = Pcm(0, 8000, 4);  // width 0 and no channels count as 1
   EXPECT_EQ(10u, narrow.BytesToSamples(10) + narrow.SamplesToBytes(10) - 10);
   EXPECT_EQ(10u, narrow.FloorToChannels(10));
-}
-
-TEST(XWaveFormatTest, ZeroDivisorsCountAsOneAndAreStoredBack) {
+  // Zero divisors count as one and are stored back.
   XWaveFormat format = Pcm(2, 44100, 16);
   format.SetAvgBytes(0);
   format.SetBlockAlign(0);
