@@ -344,10 +344,6 @@ class ConversionTest : public ::testing::Test {
     return Sh("ffprobe -v error -show_entries stream=" + entry + " -of default=nw=1:nk=1 '" + file +
               "'");
   }
-  double FormatBitRate(const std::string& file) {
-    return std::stod(
-        "0" + Sh("ffprobe -v error -show_entries format=bit_rate -of csv=p=0 '" + file + "'"));
-  }
   long FileSize(const std::string& file) { return long(std::filesystem::file_size(folder / file)); }
   // A tone of its own per channel (from kTones; the LFE place, 3, gets a low one).
   void MakeTones(const std::string& name, int channels, int rate = 48000, int bits = 16) {
