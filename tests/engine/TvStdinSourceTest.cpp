@@ -48,7 +48,7 @@ TEST_F(TvStdinSourceTest, TagFileIsKeptWholeAsTheSourceTags) {
   const std::string tags("\x02\x00\x00\x00tagbytes", 12);
   WriteBytes(PathOf("tags.bin"), tags);
   WriteBytes(PathOf("empty.bin"), "");
-  for (const char* name : {"tags.bin", "empty.bin", "missing.bin"}) {
+  for (std::string name : {"tags.bin", "empty.bin", "missing.bin"}) {
     run->Clear();
     run->Parse(X(("-idtags=\"" + PathOf(name) + "\"")), 1);
     TvOpenInfo info = {};
