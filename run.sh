@@ -34,8 +34,12 @@ check() {
   targets=$(echo "$threaded_suites" | tr '|' ' ')
   # shellcheck disable=SC2086
   cmake --build build-tsan -j "$(nproc)" --target $targets transmill pcm_decoder wav_encoder
+  # The thread sanitizer models a mutex within one process: a process-shared robust mutex that
+  # another process holds, abandons or is asked to unlock looks like a misuse to it, so the
+  # named-mutex tests run under the other sanitizers only.
   TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
-    ctest --test-dir build-tsan --output-on-failure -j "$(nproc)" -L "$threaded_suites" "$@"
+    ctest --test-dir build-tsan --output-on-failure -j "$(nproc)" -L "$threaded_suites" \
+    -E '^(XMutexTest|XSharedMemTest)[.]|^TvNamedTest[.]Mutex' "$@"
 }
 
 bash ./setup.sh

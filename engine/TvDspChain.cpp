@@ -74,7 +74,7 @@ bool TvTransmill::AfterConversionDSPs(const XStringList& names) {
       TvAfterConversionInfo copy = {};
       copy.info = dst.conversion.info;
       copy.info.outputFile = names[index].CStr();
-      copy.failed = dst.conversion.failed;
+      copy.failed = HasFailed() ? 1 : 0;
       if (!entry->binding->AfterConversion(&copy)) done = false;
     }
   }

@@ -67,7 +67,7 @@ void TvTransmill::Finish() {
 
 // The old output is replaced only by a complete, successful, non-empty conversion.
 void TvTransmill::OverwriteOutput(int32_t& tagWord) {
-  if (OpenedSize(dst.tempOutputName) <= 0 || dst.conversion.failed || QuitRequested()) {
+  if (OpenedSize(dst.tempOutputName) <= 0 || HasFailed() || QuitRequested()) {
     tagWord = 0;
   } else {
     XPath::DeleteFile(opts.outputFile);

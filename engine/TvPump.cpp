@@ -38,7 +38,7 @@ void TvTransmill::Pump() {
   ResetProgress();
   dst.pumpStartTicks = XTickCount();
   Log(u"============= CONVERSION BEGIN =============", io.logHandles);
-  if (dst.conversion.failed) return;
+  if (HasFailed()) return;
   TvBackOff backOff;
   TvAudioBlock block;
   for (;;) {
@@ -57,7 +57,7 @@ void TvTransmill::Pump() {
       if (!PassBlockOn(block)) break;
     }
     if (sleep >= 0) std::this_thread::sleep_for(std::chrono::milliseconds(sleep));
-    if (block.endOfStream != 0 || dst.conversion.failed) break;
+    if (block.endOfStream != 0 || HasFailed()) break;
   }
 }
 

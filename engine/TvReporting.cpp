@@ -25,6 +25,10 @@ void TvTransmill::ReportInfo(const XString& text, const char* function) {
 // The relay thread raises the flag while the main thread reads it; it only ever goes up.
 void TvTransmill::RaiseFailed() { std::atomic_ref<uint32_t>(dst.conversion.failed).store(1); }
 
+bool TvTransmill::HasFailed() const {
+  return std::atomic_ref<uint32_t>(const_cast<uint32_t&>(dst.conversion.failed)).load() != 0;
+}
+
 void TvTransmill::PrintBanner() {
   const std::time_t now = std::time(nullptr);
   std::tm parts{};

@@ -191,8 +191,8 @@ void TvTransmill::CloseRun() {
   }
   LogFileSizeCheck(u"(trans mill exit)", opts.outputFile);
   AwaitErrorRelay();
-  if (dst.conversion.failed) tvExitFlag = 1;
-  if (!opts.silent) Print(dst.conversion.failed ? XString(u"Conversion Failed.") : line, true);
+  if (HasFailed()) tvExitFlag = 1;
+  if (!opts.silent) Print(HasFailed() ? XString(u"Conversion Failed.") : line, true);
   src.decoder.reset();
 }
 

@@ -57,6 +57,8 @@ class TvTransmill : public XArgList {
   void ReportInfo(const XString& text, const char* function);
   // Raises the failed flag; safe from any thread.
   void RaiseFailed();
+  // Reads the failed flag as the relay thread writes it.
+  bool HasFailed() const;
 
   // Console layout (callers test silent).
   void PrintBanner();

@@ -240,6 +240,7 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
   XWaveFormat a = Pcm(2, 44100, 16);
   XWaveFormat b = Pcm(2, 44100, 16);
   b.SetAvgBytes(1);  // derived fields do not count
+  XWaveFormat rate = Pcm(2, 48000, 16), mono = Pcm(1, 44100, 16), deep = Pcm(2, 44100, 24);
   TvWaveFormatEx floats = {TV_FORMAT_IEEE_FLOAT, 2, 44100, 0, 0, 16, 0};
   TvWaveFormatExtensible widePcm = Wide(TV_FORMAT_PCM, 2, 44100, 16);
   TvWaveFormatExtensible wideFloat = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 16);
@@ -249,9 +250,9 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
     bool same;
   } cases[] = {
       {a.Format(), b.Format(), true},
-      {a.Format(), Pcm(2, 48000, 16).Format(), false},
-      {a.Format(), Pcm(1, 44100, 16).Format(), false},
-      {a.Format(), Pcm(2, 44100, 24).Format(), false},
+      {a.Format(), rate.Format(), false},
+      {a.Format(), mono.Format(), false},
+      {a.Format(), deep.Format(), false},
       {a.Format(), &floats, false},
       {a.Format(), nullptr, false},
       {&widePcm.Format, a.Format(), true},

@@ -76,9 +76,11 @@ class ChildRun {
                                     "XDG_DATA_HOME=" + home + "/data", "TMPDIR=" + home};
     for (char** e = environ; *e; e++) {
       const std::string entry = *e;
-      // The plug-ins' configuration reaches them through the program.
+      // The plug-ins' configuration reaches them through the program; sanitizer settings
+      // reach the child as they reach the test.
       if (entry.rfind("PATH=", 0) == 0 || entry.rfind("LANG=", 0) == 0 ||
-          entry.rfind(TVTEST_CONFIG_VARIABLE "=", 0) == 0)
+          entry.rfind(TVTEST_CONFIG_VARIABLE "=", 0) == 0 ||
+          entry.find("SAN_OPTIONS=") != std::string::npos)
         env.push_back(entry);
     }
     env.insert(env.end(), moreEnv.begin(), moreEnv.end());
