@@ -26,9 +26,13 @@ for f in XString XStringFormat XStringNumbers XTextCodec XPtrArray XBuffer XStri
          XLastError; do
   sources="$sources $root/foundation/$f.cpp"
 done
-flags="-std=c++20 -g -O1 -I$root/foundation -I$root/tags"
+flags="-std=c++20 -g -O1 -I$root"
 
 mkdir -p "$out/corpus" "$out/crashes"
+# The text codec is the sdk's C code.
+clang-16 -g -O1 -I"$root" -fsanitize=fuzzer-no-link,address,undefined -c "$root/sdk/tv_text.c" \
+  -o "$out/tv_text.o"
+sources="$sources $out/tv_text.o"
 clang++-16 $flags -fsanitize=address,undefined -o "$out/MakeSeeds" "$root/fuzz/MakeSeeds.cpp" $sources
 clang++-16 $flags -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=undefined \
   -o "$out/TagBlockFuzz" "$root/fuzz/TagBlockFuzz.cpp" $sources

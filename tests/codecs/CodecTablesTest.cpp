@@ -103,8 +103,9 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
     ExpectTonesInPlace("back.wav", c.channels, label + " by our decoder");
     EXPECT_EQ(Probe("back.wav", "channel_layout"), Probe("src.wav", "channel_layout")) << label;
     size_t equals = c.check.rfind('=');
-    if (!c.check.empty())
+    if (!c.check.empty()) {
       EXPECT_EQ(Make(c.check.substr(0, equals), out), c.check.substr(equals + 1)) << label;
+    }
   }
 }
 
@@ -268,7 +269,9 @@ TEST_F(CodecTablesTest, DecodersDescribeTheToolsFilesAndSeek) {
     EXPECT_EQ(d.info.byteLength, 96000u * 4) << c.file;
     EXPECT_EQ(d.info.format.Format.wBitsPerSample, 16) << c.file;
     double rate = std::stod("0" + Make(c.rate, c.file));
-    if (*c.rate) EXPECT_NEAR(double(d.info.bitRate), rate, rate * 0.03) << c.file;
+    if (*c.rate) {
+      EXPECT_NEAR(double(d.info.bitRate), rate, rate * 0.03) << c.file;
+    }
     std::string quality = c.quality;
     if (quality.find('~') != std::string::npos)
       quality.replace(quality.find('~'), 1, std::to_string((d.info.bitRate + 500) / 1000));

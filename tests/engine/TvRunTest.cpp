@@ -164,8 +164,9 @@ TEST_F(TvRunTest, FailedRunsReportAndStopWhereTheyMust) {
     EXPECT_EQ(r.exitCode, 1) << name;
     EXPECT_NE(r.err.find(row.error), std::string::npos) << name << ": " << r.err;
     EXPECT_EQ(Has("o.wav"), row.output != "-") << name;
-    if (row.output != "-" && row.output != "*")
+    if (row.output != "-" && row.output != "*") {
       EXPECT_EQ(ReadBytes(PathOf("o.wav")), row.output) << name;
+    }
     std::istringstream calls(row.calls);
     for (std::string call; calls >> call;)
       EXPECT_EQ(Called(call.substr(1)), call[0] == '+') << name << " " << call;
