@@ -138,6 +138,7 @@ TEST_F(XRegistryTest, DeleteKeyRemovesTheWholeSubtree) {
   for (const char16_t* gone : {u"Software\\Test\\A", u"Software\\Test\\A\\B",
                                u"Software\\Test\\A\\B\\C", u"Software\\Test\\A\\D"}) {
     EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, gone));
+    EXPECT_FALSE(XRegistry::KeyExists(XRegistry::RootCurrentUser, u""));
   }
   EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, u"Software\\Test\\Ab"), 4u);
   EXPECT_EQ(XRegistry::ReadDWORD(u"V", 0, parent), 5u);

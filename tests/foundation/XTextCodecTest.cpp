@@ -62,6 +62,7 @@ TEST(XTextCodecTest, Utf8LengthBoundaries) {
   EXPECT_EQ(Decode("\xe0\xa0\x80"), u"\u0800");
   EXPECT_EQ(Decode("\xf0\x90\x80\x80"), u"\U00010000");
   EXPECT_EQ(Decode("\xf4\x8f\xbf\xbf"), u"\U0010FFFF");
+  EXPECT_EQ(Encode(u"\U00010000"), "\xf0\x90\x80\x80");
   EXPECT_EQ(Encode(u"\u007f\u0080\u07ff\u0800\uffff"),
             "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf");
 }
