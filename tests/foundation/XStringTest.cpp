@@ -137,6 +137,7 @@ TEST(XStringTest, EditsAtTheEdges) {
       {u"abcdef", [](XString& s) { s.Remove(2, 3); }, "adef"},
       {u"abcdef", [](XString& s) { s.Remove(3, 2); }, "abcdef"},
       {u"abcdef", [](XString& s) { s.Remove(0, 2); }, "abcdef"},
+      {u"abcdef", [](XString& s) { s.Remove(7, 7); }, "abcdef"},
       {u"abcdef", [](XString& s) { s.Remove(6, 6); }, "abcde"},
       {u"abcdef", [](XString& s) { s.Remove(3, 100); }, ""},
       // Four units asked, three there: one more goes from the front part.
