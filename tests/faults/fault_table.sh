@@ -18,10 +18,10 @@ truncated_wavpack input      cut.wv
 random_bytes_flac input      random.flac
 empty_file        input      empty.wav
 missing_file      input      missing.wav
-full_disk         full_disk  512k
-read_only_folder  read_only  -
-immutable_file    immutable  file
-immutable_folder  immutable  folder
+full_disk         folder     small_disk
+read_only_folder  folder     read_only
+immutable_file    folder     immutable_file
+immutable_folder  folder     immutable
 sigterm           signal     TERM
 sigint            signal     INT
 sighup            signal     HUP
@@ -151,31 +151,23 @@ row_input() {
   check_failure r "$1"; check_folder "$W/out"
 }
 
-row_full_disk() {
-  mount_tmpfs "$W/disk" "$1" || return
-  prepare_out "$W/disk"
-  run r -infile="$SRC/a.wav" -outfile="$W/disk/o.flac" -convert_to=flac
-  check_failure r "space|full"; check_folder "$W/disk"
-}
-
-row_read_only() {
-  mount_tmpfs "$W/ro" 1m || return
-  prepare_out "$W/ro"
-  mount -o remount,ro "$W/ro"
-  run r -infile="$SRC/s.wav" -outfile="$W/ro/o.flac" -convert_to=flac
-  check_failure r "$W/ro"; check_folder "$W/ro"
-}
-
-row_immutable() {
-  local target=$W/imm
-  [[ $1 == file ]] && target=$W/imm/o.flac
-  [[ $1 == file && $VARIANT == new ]] && { REASON="-"; return; }
-  prepare_out "$W/imm"
-  chattr +i "$target" 2>/dev/null ||
-    { REASON="SKIP: the file system of $S takes no immutable attribute"; return; }
-  IMMUTABLE+=("$target")
-  run r -infile="$SRC/s.wav" -outfile="$W/imm/o.flac" -convert_to=flac
-  check_failure r "$W/imm"; check_folder "$W/imm"
+# An output folder that cannot take the output: on a small file system that fills up, mounted
+# read-only, or immutable (the folder itself, or the old output in it).
+row_folder() {
+  local dir=$W/$1 input=s.wav named=$W/$1 target=$W/$1
+  [[ $1 == immutable_file ]] && target=$dir/o.flac
+  [[ $target != "$dir" && $VARIANT == new ]] && { REASON="-"; return; }
+  if [[ $1 == small_disk || $1 == read_only ]]; then mount_tmpfs "$dir" 512k || return; fi
+  prepare_out "$dir"
+  case $1 in
+    small_disk) input=a.wav named="space|full" ;;
+    read_only) mount -o remount,ro "$dir" ;;
+    *) chattr +i "$target" 2>/dev/null ||
+      { REASON="SKIP: chattr +i failed (needs root, and a file system that takes it)"; return; }
+      IMMUTABLE+=("$target") ;;
+  esac
+  run r -infile="$SRC/$input" -outfile="$dir/o.flac" -convert_to=flac
+  check_failure r "$named"; check_folder "$dir"
 }
 
 # A stop half-way through a minute of audio ends the run as a quit: no error line is needed.
