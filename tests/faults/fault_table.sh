@@ -236,6 +236,7 @@ main() {
   trap '' PIPE  # a run that ends early must not end the table with it
   S=$(mktemp -d)
   trap cleanup EXIT
+  trap "exit 1" INT TERM HUP  # so that the mounts and attributes are undone
   make_sources
   local name kind arg n=0 failed=0
   while read -r name kind arg; do
