@@ -107,7 +107,8 @@ check_failure() {
   count=$(grep -c . <<<"$lines")
   ((count == 1)) || [[ $count == 0 && ${3:-} == may_be_silent ]] ||
     { fail "$who$count error lines"; return; }
-  grep -Eq '\([Ww]in ?:? ?[0-9]+\)|[A-Z][A-Z0-9]*__[A-Z0-9_]+' <<<"$lines" && fail "${who}noise in the line"
+  grep -Eq '\([Ww]in ?:? ?[0-9]+\)|[A-Z][A-Z0-9]*__[A-Z0-9_]+' <<<"$lines" &&
+    fail "${who}noise in the line"
   [[ -z $lines ]] || grep -Eiq "$2" <<<"$lines" || fail "${who}the line does not match '$2'"
 }
 
