@@ -109,6 +109,29 @@ TEST_F(CodecTablesTest, LossyEncodersKeepLengthAndChannelsForEachSettingAndSourc
   }
 }
 
+// A field with two values keeps both in every output, as mutagen reads them back; WAV's text
+// fields hold one value each, so there the values are joined.
+TEST_F(CodecTablesTest, EveryValueOfARepeatedTagReachesEachFormat) {
+  if (Missing("flac")) GTEST_SKIP();
+  Sh("sox -R -n -r 48000 -c 2 -b 16 src.wav synth 0.5 sine 440 gain -3 && "
+     "flac -s -f -T ARTIST=A -T ARTIST=B -T TITLE=T -o src.flac src.wav");
+  for (auto [codec, field] : {std::pair{"flac", "ARTIST"},
+                              {"vorbis", "ARTIST"},
+                              {"opus", "ARTIST"},
+                              {"wavpack", "ARTIST"},
+                              {"mp3", "TPE1"}}) {
+    if (Missing(codec)) continue;
+    std::string out = "out." + Ext(codec);
+    RunResult r = Transmill("src.flac", out, std::string("-convert_to=") + codec);
+    ASSERT_EQ(r.exitCode, 0) << codec << r.err;
+    EXPECT_EQ(ReadWithMutagen(folder / out, Ext(codec), folder).text[field],
+              (std::vector<std::string>{"A", "B"}))
+        << codec;
+  }
+  ASSERT_EQ(Transmill("src.flac", "out.wav", "-convert_to=wav").exitCode, 0);
+  EXPECT_EQ(Sh("ffprobe -v error -show_entries format_tags=artist -of csv=p=0 out.wav"), "A; B");
+}
+
 // What a setting does shows in the size of the stream.
 TEST_F(CodecTablesTest, EncoderSettingsReachTheStream) {
   Sh("sox -R -n -r 48000 -c 2 -b 16 noise.wav synth 3 pinknoise vol 0.5");
