@@ -99,8 +99,9 @@ class TvTransmill : public XArgList {
 
   // Opens the three events and the shared counter named in the options.
   void OpenNamedObjects();
-  // Pins the calling (main) thread to the processor of the option's value, 1-based.
-  void ApplyProcessor(const XString& value);
+  // Pins the calling (main) thread to the processor of the `processor` option, 1-based, once
+  // the helper threads have started.
+  void ApplyProcessor();
   // Sets the watchdog event every 50 ms until stopped.
   void StartSignOfLife();
   void StopSignOfLife();
