@@ -182,8 +182,9 @@ class TvTransmill : public XArgList {
   bool RenderLiveDSP(clTvDSPEntry& entry);
   bool ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered);
   void DescribeRenderedFile();
-  // A new name for a rendering file: in tmpFolder when one is given, else the temporary folder.
-  void MakeTempDSPName(XTempFile& name, const char* prefix);
+  // A new name for a rendering file: in tmpFolder when one is given (made when missing; false,
+  // reported, when it cannot be), else the temporary folder.
+  bool MakeTempDSPName(XTempFile& name, const char* prefix);
   bool BeginLiveDSPs();
   bool EndLiveDSPs();
   bool AfterConversionDSPs(const XStringList& names);
