@@ -47,7 +47,6 @@ bool TvTransmill::MakeTempDSPName(XTempFile& name, const char* prefix) {
     ReportError(u"Error: Unable to create the folder '" + opts.tmpFolder +
                     u"' of -tmpfolder for a temporary file.",
                 kRenderFunction);
-    tvExitFlag = 1;
     return false;
   }
   const XString guid = XPath::NewGuidText();
