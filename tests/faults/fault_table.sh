@@ -96,8 +96,8 @@ error_lines() {
   { text "$W/$1.err"; text "$W/$1.out" | grep "^Error"; } | grep -v "^[[:space:]]*$"
 }
 
-# Exit code 1, and one line (none when $3 is may_be_silent) that matches $2 and holds neither a
-# system error code nor a library's status name.
+# Exit code 1, and one line (none when $3 is may_be_silent) that matches $2 and holds no
+# library's status name. A "(Win:N)" code may stand beside the name it explains.
 check_failure() {
   local lines count who=
   [[ $1 == r ]] || who="$1 run: "
@@ -107,7 +107,7 @@ check_failure() {
   count=$(grep -c . <<<"$lines")
   ((count == 1)) || [[ $count == 0 && ${3:-} == may_be_silent ]] ||
     { fail "$who$count error lines"; return; }
-  grep -Eq '\([Ww]in ?:? ?[0-9]+\)|[A-Z][A-Z0-9]*__[A-Z0-9_]+' <<<"$lines" &&
+  grep -Eq '[A-Z][A-Z0-9]*__[A-Z0-9_]+' <<<"$lines" &&
     fail "${who}noise in the line"
   [[ -z $lines ]] || grep -Eiq "$2" <<<"$lines" || fail "${who}the line does not match '$2'"
 }
