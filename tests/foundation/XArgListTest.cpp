@@ -24,7 +24,6 @@ TEST(XArgListTest, TokeniserRules) {
     const char* pairs;
   } cases[] = {
       {u"-a=1 -b \"x y\" --c -d=\"-e\" -f", 1, "a=1|b=x y|c=|d=-e|f="},
-      {u"-name value", 1, "name=value"},
       {u"-name\"value\"", 1, "name=value"},
       // A lone dash is dropped and the scan goes on.
       {u"-a - -b", 1, "a=|b="},
