@@ -71,8 +71,6 @@ TEST(XStringListTest, JoinAndQuoting) {
   EXPECT_EQ(Joined({list.Join(u", "), list.Join(u""), list.Join(nullptr), XStringList().Join(u","),
                     ListOf({u"only"}).Join(u",")}),
             "a, , c|ac|||only");
-  XStringList args = ListOf({u"plain", u"two words", u"-out=a b", u"say \"hi\" now", u""});
-  EXPECT_EQ(args.ToCommandText(), u"plain \"two words\" -out=\"a b\" say \"hi\" now ");
   EXPECT_EQ(
       Joined({QuoteIfNeeded(u"-a=b c"), QuoteIfNeeded(u"-a=-b=c d"), QuoteIfNeeded(u"-a=b"),
               QuoteIfNeeded(u"-a b"), QuoteIfNeeded(u"x=y z"), QuoteIfNeeded(u"-a=\"b c\""),
