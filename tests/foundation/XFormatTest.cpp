@@ -44,14 +44,11 @@ using XFormatTest = XSettingsSandbox;
 
 TEST_F(XFormatTest, UserRecordReadsTheStoreAndFallsBack) {
   EXPECT_EQ(Fields(XReadUserNumberFormat()), "110|-|||.|:");
-  Store(u"iLZero", u"0");
-  Store(u"iNegNumber", u"3");
-  Store(u"sGrouping", u"3;2;0");
-  Store(u"sNegativeSign", u"neg");
-  Store(u"sPositiveSign", u"+");
-  Store(u"sThousand", u"abcdefg");
-  Store(u"sDecimal", u"123456");
-  Store(u"sTime", u".");
+  const char16_t* settings[] = {u"iLZero",        u"0",      u"iNegNumber",    u"3",
+                                u"sGrouping",     u"3;2;0",  u"sNegativeSign", u"neg",
+                                u"sPositiveSign", u"+",      u"sThousand",     u"abcdefg",
+                                u"sDecimal",      u"123456", u"sTime",         u"."};
+  for (size_t i = 0; i < std::size(settings); i += 2) Store(settings[i], settings[i + 1]);
   EXPECT_EQ(Fields(XReadUserNumberFormat()), "031|neg|+|abcde|12345|.");
 }
 
