@@ -48,6 +48,7 @@ TEST_F(XFileTest, DispositionsDecideWhatAnOpenDoes) {
     SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.disposition));
     EXPECT_EQ(XGetLastError(), c.error);
     EXPECT_EQ(file.IsOpen() ? file.Size() : -1, c.size);
+    EXPECT_EQ(file.ownsHandle, file.IsOpen());  // a failed open leaves nothing to close
   }
   EXPECT_TRUE(XFile().OpenCreate(Path("made")) && Exists("made"));
 }
