@@ -42,6 +42,13 @@ inline std::string Listed(const XStringList& list) {
   return out;
 }
 
+// A list of the given texts, in order.
+inline XStringList ListOf(const std::vector<std::u16string>& texts) {
+  XStringList list;
+  for (const auto& t : texts) list.Add(t.c_str());
+  return list;
+}
+
 class XFileTestFolder : public ::testing::Test {
  protected:
   void SetUp() override { folder = scratch.Folder(); }

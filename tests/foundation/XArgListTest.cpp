@@ -15,12 +15,6 @@ std::string Rendered(const XArgList& args) {
   return out;
 }
 
-XStringList ListOf(std::initializer_list<const char16_t*> texts) {
-  XStringList list;
-  for (const char16_t* t : texts) list.Add(t);
-  return list;
-}
-
 }  // namespace
 
 TEST(XArgListTest, TokeniserRules) {
@@ -30,7 +24,6 @@ TEST(XArgListTest, TokeniserRules) {
     const char* pairs;
   } cases[] = {
       {u"-a=1 -b \"x y\" --c -d=\"-e\" -f", 1, "a=1|b=x y|c=|d=-e|f="},
-      {u"-name value", 1, "name=value"},
       {u"-name\"value\"", 1, "name=value"},
       // A lone dash is dropped and the scan goes on.
       {u"-a - -b", 1, "a=|b="},
@@ -56,20 +49,16 @@ TEST(XArgListTest, TokeniserRules) {
   EXPECT_EQ(Rendered(XArgList(static_cast<const char16_t*>(nullptr))), "");
 }
 
-TEST(XArgListTest, TextFormsParseBackToTheSamePairs) {
+TEST(XArgListTest, TextFormsQuoteEveryValueOrOnlyWhereNeeded) {
   XArgList args(u"-a=1 -b \"x y\" --c -d=\"-e\" -Mixed=Case");
   EXPECT_EQ(args.ToText(), u"-a=\"1\" -b=\"x y\" -c -d=\"-e\" -Mixed=\"Case\"");
-  EXPECT_EQ(Rendered(XArgList(args.ToText())), Rendered(args));
   XArgList command(u"-out=\"a b.flac\" -q=5 -flag");
   EXPECT_EQ(command.ToCommandText(), u"-out=\"a b.flac\" -q=5 -flag");
-  EXPECT_EQ(Rendered(XArgList(command.ToCommandText())), Rendered(command));
 }
 
 TEST(XArgListTest, LookupsChooseCase) {
   XArgList args(u"-Name=x -name=y");
-  EXPECT_EQ(args.IndexOf(u"NAME"), 0);
-  EXPECT_EQ(args.IndexOf(u"name", false), 1);
-  EXPECT_FALSE(args.Has(u"NAME", false));
+  EXPECT_EQ((Ints{args.Has(u"NAME"), args.Has(u"NAME", false)}), (Ints{1, 0}));
   XString key(u"k"), value(u"stale");
   EXPECT_TRUE(args.Get(u"name", value, false));
   EXPECT_EQ(value, u"y");
@@ -77,6 +66,7 @@ TEST(XArgListTest, LookupsChooseCase) {
   EXPECT_TRUE(value.IsEmpty());
   EXPECT_TRUE(args.GetAt(1, key, value));
   EXPECT_EQ(Joined({key, value}), "name|y");
+  EXPECT_FALSE(args.GetAt(2, key, value));
 }
 
 TEST(XArgListTest, AddRemoveAndCopyKeepTheListsInStep) {

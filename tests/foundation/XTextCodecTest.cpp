@@ -2,6 +2,8 @@
 #include "foundation/XTextCodec.h"
 #include "tests/foundation/Fixtures.h"
 
+#include <tuple>
+
 namespace {
 
 std::u16string Decode(const std::string& bytes, unsigned codePage = XCodePageUtf8) {
@@ -50,63 +52,55 @@ TEST(XTextCodecTest, BadArgumentsFailWithInvalidParameter) {
   EXPECT_EQ(XMultiByteToWideChar(0, nullptr, -1, wide, 4), 0);
   EXPECT_EQ(XMultiByteToWideChar(0, "a", 0, wide, 4), 0);
   EXPECT_EQ(XMultiByteToWideChar(0, "a", -1, nullptr, 4), 0);
-  EXPECT_EQ(XWideCharToMultiByte(437, u"a", -1, narrow, 4), 0);
   XSetLastError(0);
-  XWideCharToMultiByte(437, u"a", -1, narrow, 4);
+  EXPECT_EQ(XWideCharToMultiByte(437, u"a", -1, narrow, 4), 0);
   EXPECT_EQ(XGetLastError(), 87u);
 }
 
-TEST(XTextCodecTest, Utf8LengthBoundaries) {
-  EXPECT_EQ(Decode("\x7f"), u"\u007f");
-  EXPECT_EQ(Decode("\xc2\x80"), u"\u0080");
-  EXPECT_EQ(Decode("\xe0\xa0\x80"), u"\u0800");
-  EXPECT_EQ(Decode("\xf0\x90\x80\x80"), u"\U00010000");
-  EXPECT_EQ(Decode("\xf4\x8f\xbf\xbf"), u"\U0010FFFF");
-  EXPECT_EQ(Encode(u"\U00010000"), "\xf0\x90\x80\x80");
-  EXPECT_EQ(Encode(u"\u007f\u0080\u07ff\u0800\uffff"),
-            "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf");
-}
-
-TEST(XTextCodecTest, TruncatedSequencesBecomeOneReplacement) {
-  EXPECT_EQ(Decode("\xe2\x82"), u"\uFFFD");
-  EXPECT_EQ(Decode("\xe2\x82"
-                   "a"),
-            u"\uFFFDa");
-  EXPECT_EQ(Decode("\xf0\x9f\x8e"), u"\uFFFD");
-  EXPECT_EQ(Decode("a\xc3"), u"a\uFFFD");
+// A cut sequence is one replacement; a bad byte or a bad form is one replacement a byte.
+TEST(XTextCodecTest, Utf8DecodingAtTheLengthBoundariesAndOnBrokenInput) {
+  const std::pair<std::string, std::u16string> cases[] = {
+      {"\xc2\x80", u"\u0080"},
+      {"\xe0\xa0\x80", u"\u0800"},
+      {"\xf0\x90\x80\x80", u"\U00010000"},
+      {"\xf4\x8f\xbf\xbf", u"\U0010FFFF"},
+      {"\xe2\x82\x61", u"\uFFFDa"},
+      {"\xf0\x9f\x8e", u"\uFFFD"},
+      {"a\xc3", u"a\uFFFD"},
+      {"\x80", u"\uFFFD"},
+      {"\xff\xfe", u"\uFFFD\uFFFD"},
+      {"\xc0\x80", u"\uFFFD\uFFFD"},                      // overlong zero
+      {"\xe0\x80\xaf", u"\uFFFD\uFFFD\uFFFD"},            // overlong "/"
+      {"\xed\xa0\x80", u"\uFFFD\uFFFD\uFFFD"},            // encoded surrogate
+      {"\xf4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF
+  };
+  for (const auto& [bytes, units] : cases) EXPECT_EQ(Decode(bytes), units) << bytes;
   // A terminated source ends the sequence at the terminator.
   char16_t wide[8];
   EXPECT_EQ(XMultiByteToWideChar(0, "\xe2\x82", -1, wide, 8), 2);
   EXPECT_EQ(std::u16string(wide, 2), std::u16string(u"\uFFFD\0", 2));
 }
 
-TEST(XTextCodecTest, InvalidBytesAndFormsAreReplaced) {
-  EXPECT_EQ(Decode("\x80"), u"\uFFFD");
-  EXPECT_EQ(Decode("\xff\xfe"), u"\uFFFD\uFFFD");
-  EXPECT_EQ(Decode("\xc0\x80"), u"\uFFFD\uFFFD");                      // overlong zero
-  EXPECT_EQ(Decode("\xe0\x80\xaf"), u"\uFFFD\uFFFD\uFFFD");            // overlong "/"
-  EXPECT_EQ(Decode("\xed\xa0\x80"), u"\uFFFD\uFFFD\uFFFD");            // encoded surrogate
-  EXPECT_EQ(Decode("\xf4\x90\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD");  // above U+10FFFF
-}
-
-TEST(XTextCodecTest, LoneSurrogatesBecomeReplacement) {
-  const std::string replacement = "\xef\xbf\xbd";
-  EXPECT_EQ(Encode(std::u16string(1, char16_t(0xD800))), replacement);
-  EXPECT_EQ(Encode(std::u16string{char16_t(0xDC00), char16_t(0xD800)}), replacement + replacement);
+TEST(XTextCodecTest, EncodingReplacesLoneSurrogatesAndUnitsAbove127ForAscii) {
+  const std::string bad = "\xef\xbf\xbd";
+  const std::tuple<std::u16string, unsigned, std::string> cases[] = {
+      {u"\u007f\u0080\u07ff\u0800\uffff", XCodePageUtf8,
+       "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf"},
+      {u"\U00010000", XCodePageUtf8, "\xf0\x90\x80\x80"},
+      {std::u16string(1, char16_t(0xD800)), XCodePageUtf8, bad},
+      {std::u16string{char16_t(0xDC00), char16_t(0xD800)}, XCodePageUtf8, bad + bad},
+      {u"a\u007f\u0080\u00e9z", XCodePageAscii, "a\x7f??z"},
+      {u"\U0001F3B5", XCodePageAscii, "??"},  // each unit of the pair
+  };
+  for (const auto& [units, page, bytes] : cases) EXPECT_EQ(Encode(units, page), bytes) << bytes;
   // A high surrogate whose pair would lie past the given length stays alone.
   const char16_t pair[] = {0xD83C, 0xDFB5, 0};
   char narrow[8];
   EXPECT_EQ(XWideCharToMultiByte(0, pair, 1, narrow, 8), 3);
+  EXPECT_EQ(Decode("a\x7f\x80\xff", XCodePageAscii), u"a\u007f\uFFFD\uFFFD");
 }
 
 TEST(XTextCodecTest, StringHelpersKeepEmbeddedZeros) {
   EXPECT_EQ(XUtf8ToUtf16(std::string_view("a\0b", 3)), std::u16string(u"a\0b", 3));
   EXPECT_EQ(XUtf16ToUtf8(u"\u00e9\U0001F3B5"), "\xc3\xa9\xf0\x9f\x8e\xb5");
-}
-
-TEST(XTextCodecTest, AsciiPageReplacesUnitsAbove127) {
-  EXPECT_EQ(Encode(u"a\u007f\u0080\u00e9z", XCodePageAscii), "a\x7f??z");
-  EXPECT_EQ(Encode(u"\U0001F3B5", XCodePageAscii), "??");  // each unit of the pair
-  EXPECT_EQ(Decode("a\x7f", XCodePageAscii), u"a\u007f");
-  EXPECT_EQ(Decode("a\x80\xff", XCodePageAscii), u"a\uFFFD\uFFFD");
 }
