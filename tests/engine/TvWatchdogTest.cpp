@@ -3,6 +3,10 @@
 #include "tests/engine/TvTestSupport.h"
 
 #include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <iostream>
 #include <string>
 
 namespace {
@@ -23,6 +27,8 @@ class TvWatchdogTest : public TvRunPhaseTest {
   std::string quit = Unique("quit"), afterError = Unique("err"), watchdog = Unique("wd"),
               counter = Unique("bytes");
 };
+
+using TvStopSignalTest = ScriptRunTest;
 
 TEST_F(TvWatchdogTest, EventsTheHostDidNotMakeAreCreatedByTheRun) {
   ASSERT_TRUE(ParseWithNames());
@@ -56,6 +62,36 @@ TEST_F(TvWatchdogTest, WithoutOptionsNothingIsOpenAndNothingHappens) {
   EXPECT_FALSE(run->QuitRequested());
   run->StartSignOfLife();
   EXPECT_FALSE(Io().signOfLifeThread.IsRunning());
+}
+
+// A stop signal is the quit of a run that has no quit event of the host's: the end calls are
+// made, the old output stays as it was and the temporary output goes.
+TEST_F(TvStopSignalTest, StopSignalsEndTheRunAsAQuit) {
+  const std::string job = PathOf("job.tvcmd8");
+  WriteBytes(job, "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + PathOf("o.wav") +
+                      "\" -convert_to=testenc");
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    SCOPED_TRACE(strsignal(number));
+    // A shell starts background jobs with interrupt ignored, which the run would keep.
+    signal(number, SIG_DFL);
+    WriteBytes(PathOf("o.wav"), "old bytes");
+    Configure({"script.blocks=400@100,400@500,N"});
+    ASSERT_TRUE(child.Start({"-tvcmd8=" + job}));
+    ASSERT_TRUE(child.WaitForLine("MSGTO: tVH: PCDone: 50 %", 30000));
+    ASSERT_TRUE(Has("o.wav.tmp.wav"));
+    const auto sent = std::chrono::steady_clock::now();
+    ASSERT_TRUE(child.Signal(number));
+    const ChildResult r = child.Finish();
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          std::chrono::steady_clock::now() - sent)
+                          .count();
+    std::cout << strsignal(number) << ": the run ended " << took << " ms after the signal\n";
+    EXPECT_LT(took, 10000);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Called("TestEnc ENC_EndConversion"));
+    EXPECT_EQ(ReadBytes(PathOf("o.wav")), "old bytes");
+    EXPECT_FALSE(Has("o.wav.tmp.wav"));
+  }
 }
 
 }  // namespace
