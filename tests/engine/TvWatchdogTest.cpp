@@ -64,34 +64,42 @@ TEST_F(TvWatchdogTest, WithoutOptionsNothingIsOpenAndNothingHappens) {
   EXPECT_FALSE(Io().signOfLifeThread.IsRunning());
 }
 
-// A stop signal is the quit of a run that has no quit event of the host's: the end calls are
-// made, the old output stays as it was and the temporary output goes.
+// A stop signal is the run's quit: the end calls are made, the old output stays as it was and
+// the temporary output goes. A quit event of the host's is set too, for the plug-ins that watch it.
 TEST_F(TvStopSignalTest, StopSignalsEndTheRunAsAQuit) {
-  const std::string job = PathOf("job.tvcmd8");
-  WriteBytes(job, "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + PathOf("o.wav") +
-                      "\" -convert_to=testenc");
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-    SCOPED_TRACE(strsignal(number));
+  const std::string quitName = "tvwd-" + std::to_string(getpid()) + "-signal-quit";
+  tv_event* hostQuit = tv_event_create(quitName.c_str(), nullptr);
+  ASSERT_NE(hostQuit, nullptr);
+  const struct {
+    int number;
+    std::string options;
+  } rows[] = {{SIGTERM, ""}, {SIGINT, ""}, {SIGHUP, " -evtquit=" + quitName}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(strsignal(row.number));
     // A shell starts background jobs with interrupt ignored, which the run would keep.
-    signal(number, SIG_DFL);
+    signal(row.number, SIG_DFL);
     WriteBytes(PathOf("o.wav"), "old bytes");
+    WriteBytes(PathOf("job.tvcmd8"), "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" +
+                                         PathOf("o.wav") + "\" -convert_to=testenc" + row.options);
     Configure({"script.blocks=400@100,400@500,N"});
-    ASSERT_TRUE(child.Start({"-tvcmd8=" + job}));
+    ASSERT_TRUE(child.Start({"-tvcmd8=" + PathOf("job.tvcmd8")}));
     ASSERT_TRUE(child.WaitForLine("MSGTO: tVH: PCDone: 50 %", 30000));
     ASSERT_TRUE(Has("o.wav.tmp.wav"));
     const auto sent = std::chrono::steady_clock::now();
-    ASSERT_TRUE(child.Signal(number));
+    ASSERT_TRUE(child.Signal(row.number));
     const ChildResult r = child.Finish();
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
                           std::chrono::steady_clock::now() - sent)
                           .count();
-    std::cout << strsignal(number) << ": the run ended " << took << " ms after the signal\n";
+    std::cout << strsignal(row.number) << ": the run ended " << took << " ms after the signal\n";
     EXPECT_LT(took, 10000);
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(Called("TestEnc ENC_EndConversion"));
     EXPECT_EQ(ReadBytes(PathOf("o.wav")), "old bytes");
     EXPECT_FALSE(Has("o.wav.tmp.wav"));
+    EXPECT_EQ(tv_event_is_set(hostQuit), row.options.empty() ? 0 : 1);
   }
+  tv_event_close(hostQuit);
 }
 
 }  // namespace
