@@ -5,7 +5,7 @@
 #include <thread>
 
 // Blocks the stop signals in the calling thread; call it before any other thread starts, since
-// a thread inherits the mask of the one that starts it. A signal the process was started with
+// a thread inherits the mask of the one that starts it. A hang-up the process was started with
 // ignored (as under nohup) stays ignored.
 void TvHoldStopSignals();
 

@@ -1,4 +1,5 @@
-// The stop signals read through a descriptor by a watcher thread, which a second one ends.
+// The stop signals read through a descriptor by a watcher thread, which a second descriptor
+// wakes to end it.
 #include "engine/TvStopSignals.h"
 
 #include <poll.h>
@@ -12,14 +13,16 @@
 
 namespace {
 
+// A hang-up ignored from the start (under nohup) stays ignored. An interrupt is taken even so:
+// a shell starts its background jobs with it ignored, and their user still means to stop them.
 sigset_t StopSignals() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-    struct sigaction action {};
-    if (sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
-      sigaddset(&set, number);
-  }
+  sigaddset(&set, SIGTERM);
+  sigaddset(&set, SIGINT);
+  struct sigaction hangUp {};
+  if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
+    sigaddset(&set, SIGHUP);
   return set;
 }
 
@@ -27,6 +30,7 @@ sigset_t StopSignals() {
 
 void TvHoldStopSignals() {
   const sigset_t set = StopSignals();
+  // Linux keeps a blocked signal pending even where its action is to ignore it.
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
