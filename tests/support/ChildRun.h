@@ -141,9 +141,6 @@ class ChildRun {
     return false;
   }
 
-  // Sends the running child a signal.
-  bool Signal(int number) const { return pid > 0 && kill(pid, number) == 0; }
-
   // Waits for the process (killed after a minute, so that a hung run fails its test instead of
   // holding it). The exit code is -1 when it did not exit by itself.
   ChildResult Finish() {
