@@ -1,9 +1,12 @@
-// Output-name rules: the ".IGNORE" extension, the output's folder, the temporary output.
+// Output-name rules: the claim on the output, the ".IGNORE" extension, the output's folder, the
+// temporary output.
 #include "engine/TvRunRules.h"
 #include "engine/TvTransmill.h"
+#include "foundation/XLastError.h"
 #include "foundation/XPath.h"
 
 namespace {
+const char* const kClaimFunction = "TvTransmill::ClaimOutput";
 // The longest temporary output name that the rule can make.
 constexpr int kTempNameRoom = 256;
 }  // namespace
@@ -20,6 +23,25 @@ XString TvTempOutputName(const XString& outputFile) {
   name += u".tmp";
   name += extension;
   return name;
+}
+
+// Taken before anything is made, for the process's life: two runs on one output would write one
+// temporary name. The key is the resolved path, so that every spelling of the output meets it.
+bool TvTransmill::ClaimOutput() {
+  if (TvIsIgnoreExtension(opts.outputFile)) return true;
+  if (!opts.inputIsStdin && XPath::SameFile(opts.inputFile, opts.outputFile)) {
+    ReportError(u"Error: Output file '" + opts.outputFile + u"' is the input file '" +
+                    opts.inputFile + u"'.",
+                kClaimFunction);
+    return false;
+  }
+  // A system without the means to claim still converts, unguarded.
+  if (dst.outputClaim.OpenClaim(XPath::ResolvedPath(opts.outputFile)) ||
+      XGetLastError() != XErrSharingViolation)
+    return true;
+  ReportError(u"Error: Output file '" + opts.outputFile + u"' is being written by another run.",
+              kClaimFunction);
+  return false;
 }
 
 // An existing output is not touched by the encoder: it writes beside it.

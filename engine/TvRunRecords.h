@@ -2,6 +2,7 @@
 // handles, files and threads in reverse order of its fields, and the run holds the records in the
 // order options, DSP chain, channels, source, output.
 #pragma once
+#include "engine/TvStopSignals.h"
 #include "foundation/TvHostContext.h"
 #include "foundation/XBuffer.h"
 #include "foundation/XEvent.h"
@@ -76,6 +77,8 @@ struct TvRunChannels {
   XEvent quitEvent;
   XEvent afterConvErrorEvent;
   XEvent watchdogEvent;
+  XEvent signalQuitEvent;         // the run's own quit, which a stop signal sets
+  TvStopSignalWatch stopSignals;  // released before the events it sets
   XSharedMem bytesEncodedShare;
   XPipe errorPipe;
   XPipe infoPipe;
@@ -107,6 +110,7 @@ struct TvRunOutput {
   std::unique_ptr<clTvEncoder> encoder;
   XString encoderSettings;  // the encoder's command line
   XString tempOutputName;
+  XFile outputClaim;  // held from the start of the run: no other run may write the output
   uint64_t bytesEncoded = 0;
   XTagList tagList;          // the run's tags, kept for the tag writer
   XBuffer tagBytes;          // tagList as a block: the encoder's and the writer's

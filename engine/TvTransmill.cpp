@@ -2,6 +2,7 @@
 #include "engine/TvTransmill.h"
 #include "engine/TvFirstRun.h"
 #include "engine/TvStdHandles.h"
+#include "engine/TvStopSignals.h"
 #include "foundation/XDebugLog.h"
 #include "foundation/XPath.h"
 #include "foundation/XRegistry.h"
@@ -31,6 +32,7 @@ void TvTransmill::InitFields() {
 }
 
 void TvTransmill::Run(int argc, const char* const* argv) {
+  TvHoldStopSignals();
   // Asked before anything is opened, which could take the free descriptor's number.
   const bool haveStdOut = TvIsOpenDescriptor(1);
   src.stdinWasOpen = TvIsOpenDescriptor(0) ? 1 : 0;
@@ -51,6 +53,11 @@ void TvTransmill::Run(int argc, const char* const* argv) {
     return;
   }
   if (!ParseCommandLine()) {
+    tvExitFlag = 1;
+    return;
+  }
+  WatchStopSignals();
+  if (!ClaimOutput()) {
     tvExitFlag = 1;
     return;
   }

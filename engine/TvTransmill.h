@@ -99,13 +99,15 @@ class TvTransmill : public XArgList {
 
   // Opens the three events and the shared counter named in the options.
   void OpenNamedObjects();
+  // From here on a stop signal sets the quit events: the run ends as a host's quit ends it.
+  void WatchStopSignals();
   // Pins the calling (main) thread to the processor of the `processor` option, 1-based, once
   // the helper threads have started.
   void ApplyProcessor();
   // Sets the watchdog event every 50 ms until stopped.
   void StartSignOfLife();
   void StopSignOfLife();
-  bool QuitRequested() const { return io.quitEvent.IsSet(); }
+  bool QuitRequested() const { return io.quitEvent.IsSet() || io.signalQuitEvent.IsSet(); }
   bool AfterConvErrorRequested() const { return io.afterConvErrorEvent.IsSet(); }
   void SignOfLife() const { io.watchdogEvent.Set(); }
   // Writes the total to the shared counter when it is open.
@@ -148,7 +150,8 @@ class TvTransmill : public XArgList {
   void AwaitErrorRelay();
   TvKeyCall EncoderSet();
 
-  // Output names.
+  // Output names, and the output's claim: refused when it is the source or another run's.
+  bool ClaimOutput();
   void ApplyOutputNameRules();
   const XString& NameWrittenTo() const;
 

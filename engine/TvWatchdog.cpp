@@ -22,6 +22,14 @@ void TvTransmill::OpenNamedObjects() {
     io.bytesEncodedShare.Create(opts.bytesEncodedShareName.CStr(), kCounterSize);
 }
 
+void TvTransmill::WatchStopSignals() {
+  // The host's event too, so that plug-ins that watch it stop as well.
+  io.stopSignals.Start([this] {
+    io.signalQuitEvent.Set();
+    io.quitEvent.Set();
+  });
+}
+
 void TvTransmill::StartSignOfLife() {
   if (!io.watchdogEvent.IsOpen()) return;
   io.signOfLifeThread.Start(

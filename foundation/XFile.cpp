@@ -40,6 +40,13 @@ bool XFile::Open(const XString& name, uint32_t access, uint32_t disposition, boo
   return true;
 }
 
+bool XFile::OpenClaim(const XString& key) {
+  Close();
+  handle = xfileos::Claim(key.ToUtf8());
+  ownsHandle = handle >= 0;
+  return ownsHandle;
+}
+
 bool XFile::OpenRead(const XString& name) {
   return Open(name, XFileMode::Read, XFileMode::OpenExisting);
 }

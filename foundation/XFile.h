@@ -47,6 +47,9 @@ class XFile {
   bool OpenAlways(const XString& path);
   void Close();
   bool IsOpen() const { return handle >= 0; }
+  // Holds key machine-wide while this stays open, and never longer than the process lives;
+  // false with the sharing violation (32) while another holder has it.
+  bool OpenClaim(const XString& key);
 
   void AttachHandle(XHandle h);
   // Owns a duplicate of h (not inherited by children).

@@ -14,6 +14,8 @@ struct OpenResult {
 // Opens name by access, disposition and sharing; handle stays invalid on failure.
 OpenResult Open(const char* name, uint32_t access, uint32_t disposition, bool shareable);
 void Close(XHandle h);
+// A handle that holds key machine-wide until it is closed; sharing violation when held.
+XHandle Claim(const char* key);
 // Duplicate of h, inherited by children only when asked.
 XHandle Duplicate(XHandle h, bool inheritable);
 

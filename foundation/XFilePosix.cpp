@@ -4,11 +4,15 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <strings.h>
 #include <cerrno>
+#include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -139,6 +143,33 @@ OpenResult Open(const char* name, uint32_t access, uint32_t disposition, bool sh
 
 void Close(XHandle h) {
   if (h >= 0) close(h);
+}
+
+// An abstract socket name: the kernel frees it with its last holder, even one that was killed,
+// it leaves no file behind and needs no folder that every user may write to.
+XHandle Claim(const char* key) {
+  // Two 64-bit FNV-1a sums of different seeds: 128 bits of the key fit any socket name.
+  uint64_t sums[2] = {0xcbf29ce484222325ull, 0x84222325cbf29ce4ull};
+  for (const char* at = key; *at; ++at)
+    for (uint64_t& sum : sums) sum = (sum ^ static_cast<unsigned char>(*at)) * 0x100000001b3ull;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const int length =
+      snprintf(address.sun_path + 1, sizeof address.sun_path - 1, "tonvera-claim-%016llx%016llx",
+               static_cast<unsigned long long>(sums[0]), static_cast<unsigned long long>(sums[1]));
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    XSetLastErrorFromErrno();
+    return XInvalidHandle;
+  }
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + length);
+  if (bind(fd, reinterpret_cast<const sockaddr*>(&address), size) == 0) return fd;
+  if (errno == EADDRINUSE)
+    XSetLastError(XErrSharingViolation);
+  else
+    XSetLastErrorFromErrno();
+  close(fd);
+  return XInvalidHandle;
 }
 
 XHandle Duplicate(XHandle h, bool inheritable) {

@@ -48,6 +48,12 @@ uint32_t GetAttributes(const XString& path, bool* outFailed = nullptr);
 // Only XAttrReadOnly has an effect: it takes away or gives back the write permission.
 bool SetAttributes(const XString& path, uint32_t setMask, uint32_t clearMask);
 uint64_t SizeOf(const XString& path, bool* outFailed = nullptr);
+// The absolute path with every link and dot folder of its folder's existing part resolved, the
+// folders still missing and the name kept as written: one text however a name is reached.
+XString ResolvedPath(const XString& path);
+// Whether two names reach one file: the same device and inode when both exist, otherwise the
+// same resolved path.
+bool SameFile(const XString& first, const XString& second);
 bool IsRecycleFolder(const XString& path);
 // Linux has no short names: the path comes back unchanged.
 XString ShortName(const XString& path);

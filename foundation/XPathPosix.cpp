@@ -252,6 +252,43 @@ uint64_t XPath::SizeOf(const XString& path, bool* outFailed) {
   return ok ? uint64_t(st.st_size) : 0;
 }
 
+XString XPath::ResolvedPath(const XString& path) {
+  std::string text = ToSystem(path);
+  if (text.empty()) return path;
+  if (text[0] != '/') {
+    char* here = getcwd(nullptr, 0);
+    if (here == nullptr) return path;
+    text = std::string(here) + "/" + text;
+    free(here);
+  }
+  // The folder is resolved as far as it exists; the name itself is not followed, since the
+  // entry in the folder is what a writer replaces.
+  size_t cut = text.rfind('/');
+  std::string folder = text.substr(0, cut), rest = text.substr(cut);
+  for (;;) {
+    char* real = realpath(folder.empty() ? "/" : folder.c_str(), nullptr);
+    if (real != nullptr) {
+      folder = real;
+      free(real);
+      break;
+    }
+    cut = folder.rfind('/');
+    if (cut == std::string::npos) break;
+    rest = folder.substr(cut) + rest;
+    folder.erase(cut);
+  }
+  if (folder == "/") folder.clear();
+  return xpath::FromSystem((folder + rest).c_str());
+}
+
+bool XPath::SameFile(const XString& first, const XString& second) {
+  struct stat a {
+  }, b{};
+  if (stat(ToSystem(first).c_str(), &a) == 0 && stat(ToSystem(second).c_str(), &b) == 0)
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+  return ResolvedPath(first) == ResolvedPath(second);
+}
+
 bool XPath::DeleteFile(const XString& path) {
   XSetLastError(XErrNone);
   std::string p = ToSystem(path);

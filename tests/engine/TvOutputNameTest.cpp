@@ -1,4 +1,5 @@
-// Replacing an existing output when the move cannot happen, which a whole run cannot arrange.
+// Replacing an existing output when the move cannot happen, which a whole run cannot arrange;
+// whole runs refused before they write.
 #include "tests/engine/TvTestSupport.h"
 
 namespace {
@@ -23,6 +24,74 @@ TEST_F(TvOutputNameTest, MoveThatCannotHappenIsReportedAndKeepsNothingHalfDone) 
   EXPECT_TRUE(std::filesystem::is_directory(PathOf("out.wav/inside")));
   EXPECT_NE(Err().find("Error overwriting file (Win:"), std::string::npos) << Err();
   EXPECT_NE(Err().find("'" + PathOf("out.wav") + "'"), std::string::npos) << Err();
+}
+
+// Whole runs that must not write: an output that is the source, or one that another run writes.
+class TvOutputClaimTest : public ScriptRunTest {
+ protected:
+  ChildResult ConvertTo(ChildRun& run, const std::string& output) {
+    return run.Run({"-infile=" + PathOf("in.tvt"), "-outfile=" + output, "-convert_to=testenc"});
+  }
+};
+
+TEST_F(TvOutputClaimTest, OutputThatIsTheSourceIsRefusedAndTheSourceKept) {
+  std::filesystem::create_directory_symlink(folder, PathOf("link"));
+  std::filesystem::create_symlink(PathOf("in.tvt"), PathOf("symlink.tvt"));
+  std::filesystem::create_hard_link(PathOf("in.tvt"), PathOf("hardlink.tvt"));
+  Configure({"script.blocks=400E"});
+  for (const std::string& output :
+       {PathOf("in.tvt"), folder + "/./in.tvt",
+        std::filesystem::relative(PathOf("in.tvt")).string(), PathOf("link/in.tvt"),
+        PathOf("symlink.tvt"), PathOf("hardlink.tvt")}) {
+    const ChildResult r = ConvertTo(child, output);
+    EXPECT_EQ(r.exitCode, 1) << output;
+    EXPECT_EQ(r.err, "Error: Output file '" + output + "' is the input file '" + PathOf("in.tvt") +
+                         "'.  [TvTransmill::ClaimOutput]\r\n");
+    EXPECT_EQ(ReadBytes(PathOf("in.tvt")), "source") << output;
+    EXPECT_TRUE(CallsOf().empty()) << output;  // refused before any plug-in was loaded
+  }
+}
+
+// The first run is held inside its conversion until the gate file is made; the second, on the
+// same output however spelled, is refused at once and leaves the first's files alone.
+TEST_F(TvOutputClaimTest, SecondRunOnTheSameOutputIsRefusedAndTouchesNothing) {
+  std::filesystem::create_directory_symlink(folder, PathOf("link"));
+  ChildRun second(PathOf("second"));
+  second.InstallScriptCodecs();
+  const struct {
+    std::string output, otherSpelling, oldBytes;
+  } rows[] = {
+      {PathOf("o.wav"), PathOf("o.wav"), "old bytes"},
+      {PathOf("o.wav"), PathOf("link/o.wav"), ""},
+      // the folder is made by the first run after its claim
+      {PathOf("new/o.wav"), std::filesystem::relative(PathOf("link/new/o.wav")).string(), ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.otherSpelling);
+    std::filesystem::remove(PathOf("o.wav"));
+    std::filesystem::remove(PathOf("gate"));
+    if (!row.oldBytes.empty()) WriteBytes(row.output, row.oldBytes);
+    Configure({"script.blocks=400,G,400E", "script.gate=" + PathOf("gate")});
+    ASSERT_TRUE(child.Start(
+        {"-infile=" + PathOf("in.tvt"), "-outfile=" + row.output, "-convert_to=testenc"}));
+    const std::string written = row.oldBytes.empty() ? row.output : row.output + ".tmp.wav";
+    for (int i = 0; i < 3000 && ReadBytes(written).size() < 400; i++) usleep(10000);
+    ASSERT_EQ(ReadBytes(written), StreamBytes(400));
+
+    const ChildResult refused = ConvertTo(second, row.otherSpelling);
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(refused.err,
+              "Error: Output file '" + row.otherSpelling +
+                  "' is being written by another run.  [TvTransmill::ClaimOutput]\r\n");
+    EXPECT_EQ(ReadBytes(written), StreamBytes(400));
+    EXPECT_EQ(ReadBytes(row.output), row.oldBytes.empty() ? StreamBytes(400) : row.oldBytes);
+
+    WriteBytes(PathOf("gate"), "");
+    const ChildResult first = child.Finish();
+    EXPECT_EQ(first.exitCode, 0) << first.err;
+    EXPECT_EQ(ReadBytes(row.output), StreamBytes(800));
+    EXPECT_FALSE(std::filesystem::exists(row.output + ".tmp.wav"));
+  }
 }
 
 }  // namespace

@@ -3,6 +3,10 @@
 #include "tests/engine/TvTestSupport.h"
 
 #include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <iostream>
 #include <string>
 
 namespace {
@@ -23,6 +27,8 @@ class TvWatchdogTest : public TvRunPhaseTest {
   std::string quit = Unique("quit"), afterError = Unique("err"), watchdog = Unique("wd"),
               counter = Unique("bytes");
 };
+
+using TvStopSignalTest = ScriptRunTest;
 
 TEST_F(TvWatchdogTest, EventsTheHostDidNotMakeAreCreatedByTheRun) {
   ASSERT_TRUE(ParseWithNames());
@@ -56,6 +62,47 @@ TEST_F(TvWatchdogTest, WithoutOptionsNothingIsOpenAndNothingHappens) {
   EXPECT_FALSE(run->QuitRequested());
   run->StartSignOfLife();
   EXPECT_FALSE(Io().signOfLifeThread.IsRunning());
+}
+
+// A stop signal is the run's quit: the end calls are made, the old output stays as it was and
+// the temporary output goes. A quit event of the host's is set too, for the plug-ins that watch it.
+TEST_F(TvStopSignalTest, StopSignalsEndTheRunAsAQuit) {
+  const std::string quitName = "tvwd-" + std::to_string(getpid()) + "-signal-quit";
+  tv_event* hostQuit = tv_event_create(quitName.c_str(), nullptr);
+  ASSERT_NE(hostQuit, nullptr);
+  // A shell starts its background jobs with interrupt ignored: the run takes it all the same.
+  const struct {
+    int number;
+    void (*atStart)(int);
+    std::string options;
+  } rows[] = {
+      {SIGTERM, SIG_DFL, ""}, {SIGINT, SIG_IGN, ""}, {SIGHUP, SIG_DFL, " -evtquit=" + quitName}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(strsignal(row.number));
+    signal(row.number, row.atStart);
+    WriteBytes(PathOf("o.wav"), "old bytes");
+    WriteBytes(PathOf("job.tvcmd8"), "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" +
+                                         PathOf("o.wav") + "\" -convert_to=testenc" + row.options);
+    Configure({"script.blocks=400@100,400@500,N"});
+    ASSERT_TRUE(child.Start({"-tvcmd8=" + PathOf("job.tvcmd8")}));
+    ASSERT_TRUE(child.WaitForLine("MSGTO: tVH: PCDone: 50 %", 30000));
+    ASSERT_TRUE(Has("o.wav.tmp.wav"));
+    const auto sent = std::chrono::steady_clock::now();
+    ASSERT_EQ(kill(child.Pid(), row.number), 0);
+    const ChildResult r = child.Finish();
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          std::chrono::steady_clock::now() - sent)
+                          .count();
+    std::cout << strsignal(row.number) << ": the run ended " << took << " ms after the signal\n";
+    EXPECT_LT(took, 10000);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Called("TestEnc ENC_EndConversion"));
+    EXPECT_EQ(ReadBytes(PathOf("o.wav")), "old bytes");
+    EXPECT_FALSE(Has("o.wav.tmp.wav"));
+    EXPECT_EQ(tv_event_is_set(hostQuit), row.options.empty() ? 0 : 1);
+  }
+  signal(SIGINT, SIG_DFL);
+  tv_event_close(hostQuit);
 }
 
 }  // namespace

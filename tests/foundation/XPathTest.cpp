@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+#include <filesystem>
 #include <set>
 #include <thread>
 
@@ -190,6 +191,31 @@ TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryWaitsForItsRelease) 
   release.join();
   EXPECT_TRUE(moved);
   EXPECT_TRUE(dir.Has("dst"));
+}
+
+TEST(XPathTest, ResolvedPathsAndSameFileSeeThroughSpellingsAndLinks) {
+  ScratchFolder dir;
+  dir.WriteFile("d/f");
+  std::filesystem::create_directory_symlink(dir / "d", dir / "ln");
+  std::filesystem::create_symlink(dir / "d/f", dir / "fl");
+  std::filesystem::create_hard_link(dir / "d/f", dir / "hard");
+  const std::string real = std::filesystem::canonical(dir.Folder()).string();
+  const struct {
+    std::string path, resolved;
+  } rows[] = {
+      {dir / "ln/./f", real + "/d/f"},
+      {std::filesystem::relative(dir / "ln/f").string(), real + "/d/f"},
+      {dir / "ln/x/../y/f", real + "/d/x/../y/f"},  // folders still missing stay as written
+      {dir / "fl", real + "/fl"},                   // the name itself is not followed
+      {"/tvtest-none", "/tvtest-none"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(U8(XPath::ResolvedPath(X(row.path))), row.resolved);
+  auto same = [&](const char* first, const char* second) {
+    return int64_t(XPath::SameFile(X(dir / first), X(dir / second)));
+  };
+  EXPECT_EQ((Ints{same("d/f", "ln/f"), same("d/f", "fl"), same("d/f", "hard"), same("d/f", "d/g"),
+                  same("ln/new", "d/new"), same("d/new", "d/old")}),
+            (Ints{1, 1, 1, 0, 1, 0}));
 }
 
 TEST(XPathTest, CreateFoldersMakesDeepAndRelativePathsAndAcceptsExistingOnes) {

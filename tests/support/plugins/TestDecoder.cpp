@@ -42,6 +42,7 @@ void Fill(TestInstance& self, TvAudioBlock* block, uint64_t size) {
 // One token of the "blocks" script; false for "F".
 bool ScriptedBlock(TestInstance& self, TvAudioBlock* block) {
   if (self.blocks.empty() || self.blocks[0] == 'N') return true;
+  if (self.blocks[0] == 'G' && access(self.Setting("gate").c_str(), F_OK) != 0) return true;
   size_t comma = std::min(self.blocks.find(','), self.blocks.size());
   std::string token = self.blocks.substr(0, comma);
   self.blocks.erase(0, comma + 1);

@@ -26,7 +26,8 @@
 // Decoder: rate, channels, bits, tag, frames, blockframes, mslength, anyfile=1 (Open needs no
 //   file), ramp=1 (byte n is n mod 256). blocks=<tokens>, comma-separated: "<n>" n bytes, "<n>E"
 //   n bytes and the end, "E" an empty last block, "@<ms>" after a count sets the position,
-//   "e" nothing yet, "N" nothing for ever, "F" a failing call, "Q" the quit event.
+//   "e" nothing yet, "N" nothing for ever, "G" nothing yet until the file named by gate=<file>
+//   exists, "F" a failing call, "Q" the quit event.
 // Encoder: writes the audio to the output file (output=0: no file; write=0: nothing written);
 //   writetags=1; extrainfo=<file>: that tag block is left in the record at the end.
 // DSP: a call's parameters ("key" alone is "key=1") win over the file. mul=N, add=N: byte b
