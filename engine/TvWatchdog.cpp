@@ -23,11 +23,8 @@ void TvTransmill::OpenNamedObjects() {
 }
 
 void TvTransmill::WatchStopSignals() {
-  // The host's event too, so that plug-ins that watch it stop as well.
-  io.stopSignals.Start([this] {
-    io.signalQuitEvent.Set();
-    io.quitEvent.Set();
-  });
+  // Only this run's own event: a host may share its quit event among many runs.
+  io.stopSignals.Start([this] { io.signalQuitEvent.Set(); });
 }
 
 void TvTransmill::StartSignOfLife() {
