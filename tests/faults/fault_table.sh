@@ -170,17 +170,22 @@ row_folder() {
   check_failure r "$named"; check_folder "$dir"
 }
 
-# A stop half-way through a minute of audio ends the run as a quit: no error line is needed, and
-# a line, if any, speaks of the stop.
+# A stop half-way, while the run is held on standard input, ends the run as a quit: no error
+# line is needed, and a line, if any, speaks of the stop.
 row_signal() {
-  prepare_out "$W/out" o.opus
-  start r -infile="$SRC/a.wav" -outfile="$W/out/o.opus" -convert_to=opus
-  await_writing "$W/out" && sleep 0.5
-  kill -0 "$PID" 2>/dev/null || { finish 1; fail "ended (exit $RC) before the signal"; return; }
-  local sent=${EPOCHREALTIME//[.,]/} ms
+  local sent ms
+  prepare_out "$W/out"
+  rm -f "$W/feed" && mkfifo "$W/feed"
+  FEED=$W/feed start r -infile=- -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \
+    -outfile="$W/out/o.flac" -convert_to=flac
+  exec 3>"$W/feed"
+  head -c 5000000 "$SRC/a.raw" >&3
+  await_writing "$W/out" || fail "the run wrote nothing"
+  sent=${EPOCHREALTIME//[.,]/}
   kill -s "$1" "$PID"
   finish 10
   ms=$(((${EPOCHREALTIME//[.,]/} - sent) / 1000))
+  exec 3>&-
   check_failure r "stop|signal|quit|interrupt|terminat|hang" may_be_silent
   check_folder "$W/out"
   LINE="${LINE:+$LINE; }ended within $ms ms of the signal"
@@ -191,7 +196,7 @@ row_signal() {
 row_race() {
   local first rc
   prepare_out "$W/out"
-  mkfifo "$W/feed"
+  rm -f "$W/feed" && mkfifo "$W/feed"
   FEED=$W/feed start first -infile=- -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \
     -outfile="$W/out/o.flac" -convert_to=flac
   first=$PID
