@@ -78,12 +78,12 @@ Settings Parse(std::u16string_view line) {
   return s;
 }
 
-// A mask other than the default for the channel count travels in a comment field, when it
-// names exactly one speaker per channel.
+// A mask other than the one readers take for the channel count travels in a comment field, when
+// it names exactly one speaker per channel.
 FLAC__StreamMetadata* MaskComment(const TvWaveFormatExtensible& image) {
   int channels = image.Format.nChannels;
   uint32_t mask = ChannelMaskOf(image);
-  if (!mask || mask == DefaultChannelMask(channels) || std::popcount(mask) != channels)
+  if (!mask || mask == flacmask::Assumed(channels) || std::popcount(mask) != channels)
     return nullptr;
   FLAC__StreamMetadata* block = FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT);
   FLAC__StreamMetadata_VorbisComment_Entry entry{};
