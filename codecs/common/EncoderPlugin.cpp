@@ -78,7 +78,6 @@ int32_t EncoderPlugin::End(TvConversionInfo* info, int32_t* writeTagsOut) {
   }
   if (!Finish()) return 0;
   running = false;
-  createdOutput = false;
   if (writeTagsOut) *writeTagsOut = writeTags;
   return 1;
 }
@@ -87,7 +86,6 @@ void EncoderPlugin::Discard() {
   ReleaseFailed();
   running = false;
   if (createdOutput) remove(name.c_str());
-  createdOutput = false;
 }
 
 bool EncoderPlugin::Fail(const std::string& text) {

@@ -78,7 +78,7 @@ bool FindDataChunk(FILE* file, DataChunk& data) {
   uint8_t head[40];
   if (fread(head, 1, 12, file) != 12) return false;
   const bool riff = !memcmp(head, "RIFF", 4) || !memcmp(head, "RIFX", 4);
-  const bool rf64 = !memcmp(head, "RF64", 4) || !memcmp(head, "BW64", 4);
+  const bool rf64 = !memcmp(head, "RF64", 4);
   const bool aiff = !memcmp(head, "FORM", 4);
   const bool w64 = !memcmp(head, "riff", 4);
   if (!riff && !rf64 && !aiff && !w64) return false;

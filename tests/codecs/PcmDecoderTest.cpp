@@ -124,7 +124,8 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
   folder.WriteFile("empty.wav", "");
   folder.WriteFile("cut.wav", ReadBytes(folder / "whole.wav", 30));
   // In each container, the data cut short to a frame and a half past 1000 of 20000.
-  for (auto [name, container] : {std::pair{"short.wav", SF_FORMAT_WAV},
+  for (auto [name, container] : {std::pair{"short.wav", int(SF_FORMAT_WAV)},
+                                 {"short.rifx", int(SF_FORMAT_WAV | SF_ENDIAN_BIG)},
                                  {"short.aiff", SF_FORMAT_AIFF},
                                  {"short.w64", SF_FORMAT_W64},
                                  {"short.rf64", SF_FORMAT_RF64}}) {
@@ -139,6 +140,7 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
                               {"cut.wav", "Error in WAV file"},
                               {"sun.wav", "not a WAV, AIFF or W64 file"},
                               {"short.wav", truncated},
+                              {"short.rifx", truncated},
                               {"short.aiff", truncated},
                               {"short.w64", truncated},
                               {"short.rf64", truncated}}) {
