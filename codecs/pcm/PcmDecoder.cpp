@@ -75,7 +75,7 @@ uint64_t Big(const uint8_t* p, int bytes) {
 // Walks the chunks of a RIFF, RIFX, RF64, AIFF or W64 file to its data chunk; false when there is
 // none or its size is left open, as a stream written to a pipe leaves it.
 bool FindDataChunk(FILE* file, DataChunk& data) {
-  uint8_t head[40];
+  uint8_t head[24];
   if (fread(head, 1, 12, file) != 12) return false;
   const bool riff = !memcmp(head, "RIFF", 4) || !memcmp(head, "RIFX", 4);
   const bool rf64 = !memcmp(head, "RF64", 4);
@@ -92,18 +92,20 @@ bool FindDataChunk(FILE* file, DataChunk& data) {
     uint64_t size = big ? Big(head + 4, 4) : Little(head + nameBytes, sizeBytes);
     uint64_t body = at + uint64_t(nameBytes + sizeBytes);
     if (w64) size = size >= 24 ? size - 24 : 0;
-    uint8_t sizes[16];  // of the whole file and of the data
-    if (rf64 && !memcmp(head, "ds64", 4) && fread(sizes, 1, 16, file) == 16)
-      rf64Data = Little(sizes + 8, 8);
+    uint8_t field[16];
+    if (rf64 && !memcmp(head, "ds64", 4) && fread(field, 1, 16, file) == 16)
+      rf64Data = Little(field + 8, 8);  // behind the size of the whole file
     if (!memcmp(head, aiff ? "SSND" : "data", 4)) {
       if (aiff) {
         if (size < 8 || fread(head, 1, 4, file) != 4) return false;
         uint64_t offset = Big(head, 4);
-        data = {body + 8 + offset, size - 8 > offset ? size - 8 - offset : 0};
+        data.start = body + 8 + offset;
+        data.size = size - 8 > offset ? size - 8 - offset : 0;
         return true;
       }
       if (rf64 && size == 0xFFFFFFFFu) size = rf64Data;
-      data = {body, size};
+      data.start = body;
+      data.size = size;
       return w64 || rf64 || (size != 0 && size != 0xFFFFFFFFu);
     }
     at = body + (size + uint64_t(align - 1)) / uint64_t(align) * uint64_t(align);
@@ -111,9 +113,10 @@ bool FindDataChunk(FILE* file, DataChunk& data) {
   return false;
 }
 
-// The sample frames the header announces, when it announces more than the file holds.
-uint64_t AnnouncedFrames(const std::string& name, int64_t held, int frameBytes) {
-  FILE* file = fopen(name.c_str(), "rb");
+// The sample frames the header announces, when it announces more data than the file holds. A
+// coded sub-format (frameBytes 0) has no fixed frame size and is not checked.
+uint64_t AnnouncedFrames(const std::string& name, int frameBytes) {
+  FILE* file = frameBytes > 0 ? fopen(name.c_str(), "rb") : nullptr;
   if (!file) return 0;
   DataChunk data;
   bool found = FindDataChunk(file, data);
@@ -121,10 +124,7 @@ uint64_t AnnouncedFrames(const std::string& name, int64_t held, int frameBytes) 
   uint64_t fileSize = sized ? uint64_t(ftello(file)) : 0;
   fclose(file);
   if (!found || !sized || data.start > fileSize || data.size <= fileSize - data.start) return 0;
-  uint64_t there = fileSize - data.start;
-  // A coded sub-format has no fixed frame size: its frames scale with the bytes.
-  if (frameBytes > 0) return data.size / uint64_t(frameBytes);
-  return there ? uint64_t(double(held) * double(data.size) / double(there)) : 0;
+  return data.size / uint64_t(frameBytes);
 }
 
 // Bytes per frame of the sub-formats that store each sample in a fixed width; 0 for the others.
@@ -187,8 +187,8 @@ bool PcmDecoder::OpenStream() {
   if (info.channels <= 0 || info.channels > 0xFFFF || info.samplerate <= 0 || info.frames < 0)
     return FailOpen("the format header is damaged.");
   // The reader gives what is there without a word when the data is cut short.
-  uint64_t announced = AnnouncedFrames(name, info.frames,
-                                       FrameBytes(info.format & SF_FORMAT_SUBMASK, info.channels));
+  uint64_t announced =
+      AnnouncedFrames(name, FrameBytes(info.format & SF_FORMAT_SUBMASK, info.channels));
   if (announced > uint64_t(info.frames))
     return FailOpen("the stream is truncated: " + std::to_string(info.frames) + " of " +
                     std::to_string(announced) + " samples.");
