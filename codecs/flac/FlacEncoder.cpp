@@ -163,7 +163,9 @@ std::string Encoder::StateText() {
   FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(flac);
   if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA)
     return "verification failed: the encoded audio does not decode to the source.";
-  if (state == FLAC__STREAM_ENCODER_IO_ERROR) return "the file could not be written.";
+  // Writes go through libFLAC's own file callbacks, whose failure it calls a client error.
+  if (state == FLAC__STREAM_ENCODER_IO_ERROR || state == FLAC__STREAM_ENCODER_CLIENT_ERROR)
+    return "the file could not be written.";
   return std::string(FLAC__stream_encoder_get_resolved_state_string(flac)) + ".";
 }
 

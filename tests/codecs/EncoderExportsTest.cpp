@@ -11,9 +11,10 @@ namespace {
 struct Expected {
   const char* stem;
   const char* extension;
-  bool lossless;    // with no settings
-  bool wantsFloat;  // "NeedHQAudio"
-  bool engineTags;  // asks the engine to write the tags (the PCM types write their own)
+  bool lossless;         // with no settings
+  bool wantsFloat;       // "NeedHQAudio"
+  bool engineTags;       // asks the engine to write the tags (the PCM types write their own)
+  const char* fullDisk;  // the reason a write to a full disk fails with
 };
 
 TvWaveFormatExtensible Pcm16(int channels) {
@@ -150,8 +151,10 @@ TEST_P(EncoderExportsTest, AFullDiskFailsTheRunAndFreesTheSpace) {
   record.failed = !encoded;  // as the engine does after a failed block
   int32_t writeTags = -1;
   EXPECT_EQ(encoder.end(encoder.instance, &info, &writeTags), 0);
-  EXPECT_NE(encoder.errors.Text().find("out" + std::string(GetParam().extension)),
-            std::string::npos);
+  const std::string error = encoder.errors.Text();
+  EXPECT_NE(error.find("out" + std::string(GetParam().extension) + "' failed: "), std::string::npos)
+      << error;
+  EXPECT_NE(error.find(GetParam().fullDisk), std::string::npos) << error;
   EXPECT_FALSE(std::filesystem::exists(disk.path + "/out" + GetParam().extension));
   EXPECT_EQ(disk.FreeBytes(), empty);
 }
@@ -168,17 +171,16 @@ TEST_P(EncoderExportsTest, AFinishedRunAsksForTheTagsUnlessToldNotTo) {
   EXPECT_EQ(encoder.errors.Text(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(EachEncoder, EncoderExportsTest,
-                         ::testing::Values(Expected{"wav", ".wav", true, false, false},
-                                           Expected{"aiff", ".aiff", true, false, false},
-                                           Expected{"w64", ".w64", true, false, false},
-                                           Expected{"mp3", ".mp3", false, true, true},
-                                           Expected{"flac", ".flac", true, false, true},
-                                           Expected{"vorbis", ".ogg", false, true, true},
-                                           Expected{"opus", ".opus", false, true, true},
-                                           Expected{"wavpack", ".wv", true, false, true}),
-                         [](const ::testing::TestParamInfo<Expected>& each) {
-                           return std::string(each.param.stem);
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    EachEncoder, EncoderExportsTest,
+    ::testing::Values(Expected{"wav", ".wav", true, false, false, "No space left on device"},
+                      Expected{"aiff", ".aiff", true, false, false, "No space left on device"},
+                      Expected{"w64", ".w64", true, false, false, "No space left on device"},
+                      Expected{"mp3", ".mp3", false, true, true, "No space left on device"},
+                      Expected{"flac", ".flac", true, false, true, "the file could not be written"},
+                      Expected{"vorbis", ".ogg", false, true, true, "No space left on device"},
+                      Expected{"opus", ".opus", false, true, true, "write failed"},
+                      Expected{"wavpack", ".wv", true, false, true, "disk probably full"}),
+    [](const ::testing::TestParamInfo<Expected>& each) { return std::string(each.param.stem); });
 
 }  // namespace
