@@ -108,7 +108,9 @@ bool FindDataChunk(FILE* file, DataChunk& data) {
       data.size = size;
       return w64 || rf64 || (size != 0 && size != 0xFFFFFFFFu);
     }
-    at = body + (size + uint64_t(align - 1)) / uint64_t(align) * uint64_t(align);
+    uint64_t next = body + (size + uint64_t(align - 1)) / uint64_t(align) * uint64_t(align);
+    if (next <= at) return false;  // a size that wraps around would walk in circles
+    at = next;
   }
   return false;
 }
