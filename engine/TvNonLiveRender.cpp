@@ -37,10 +37,17 @@ uint32_t HexField(const XString& hex, int from, int digits) {
 }
 }  // namespace
 
-void TvTransmill::MakeTempDSPName(XTempFile& name, const char* prefix) {
+bool TvTransmill::MakeTempDSPName(XTempFile& name, const char* prefix) {
   if (opts.tmpFolder.Length() == 0) {
     name.Create(prefix);
-    return;
+    return true;
+  }
+  // Made when missing, as the output's folder is.
+  if (!XPath::CreateFolders(opts.tmpFolder)) {
+    ReportError(u"Error: Unable to create the folder '" + opts.tmpFolder +
+                    u"' of -tmpfolder for a temporary file.",
+                kRenderFunction);
+    return false;
   }
   const XString guid = XPath::NewGuidText();
   XString file;
@@ -48,6 +55,7 @@ void TvTransmill::MakeTempDSPName(XTempFile& name, const char* prefix) {
               static_cast<int32_t>(HexField(guid, 0, 8)), static_cast<int>(HexField(guid, 8, 4)),
               static_cast<int>(HexField(guid, 12, 4)));
   name.Assign(file);
+  return true;
 }
 
 bool TvTransmill::HandleNonLiveDSPs() {
@@ -67,7 +75,7 @@ bool TvTransmill::HandleNonLiveDSPs() {
 
 // Stage one: the decoder's whole output, as it comes, into the temporary file.
 bool TvTransmill::RenderSourceForDSPs() {
-  MakeTempDSPName(dsps.tempName, "DSP");
+  if (!MakeTempDSPName(dsps.tempName, "DSP")) return false;
   if (opts.hostMode) SendAction(XString(u"Rendering For DSPs..."));
   XFile file;
   file.OpenCreate(dsps.tempName.Path());

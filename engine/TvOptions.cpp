@@ -110,10 +110,8 @@ void TvTransmill::ReadOwnValues() {
       opts.batchId = static_cast<uint32_t>(value.ToInt64());
   }
   if (Get(u"evtwatchdog", value, true) && value.Length() > 0) opts.watchdogEventName = value;
-  if (Get(u"processor", value, true) && value.Length() > 0) {
+  if (Get(u"processor", value, true) && value.Length() > 0)
     opts.processorNumber = static_cast<uint32_t>(value.ToInt64());
-    ApplyProcessor(value);
-  }
   if (Get(u"shrbytesencoded", value, true) && value.Length() > 0)
     opts.bytesEncodedShareName = value;
   if (Get(u"priority", value, true) && value.Length() > 0) opts.priorityName = value;

@@ -20,8 +20,11 @@ uint32_t TvProcessorMask(int64_t number) {
   return uint32_t(1) << (number - 1);
 }
 
-// Only the main thread, where plug-ins work, is pinned; the helper threads run anywhere.
-void TvTransmill::ApplyProcessor(const XString& value) {
+// Only the main thread, where plug-ins work, is pinned; the helper threads run anywhere. A
+// thread takes the processors of the thread that starts it, so this comes after they start.
+void TvTransmill::ApplyProcessor() {
+  XString value;
+  if (!Get(u"processor", value, true) || value.Length() == 0) return;
   Log(XString::Concat(XString(u"Allying to Processor "), value.CStr()), io.logHandles);
   TvPinCurrentThread(TvProcessorMask(value.ToInt64()));
 }

@@ -87,7 +87,8 @@ bool TvTransmill::CloseStandardInput() {
 }
 
 // What the pipe holds now, in whole frames: a pipe hands over bytes as they were copied in, so
-// a frame cut in two waits here for its rest. At the end everything goes, whole or not.
+// a frame cut in two waits here for its rest. At the end the whole frames go first and a cut
+// frame after them comes alone with the end mark, so that dropping it costs nothing else.
 bool TvTransmill::ReadStdinBlock(TvAudioBlock* block) {
   bool ended = false;
   const XBuffer& fresh = src.stdinPipe.ReadAvailable(&ended);
@@ -99,10 +100,12 @@ bool TvTransmill::ReadStdinBlock(TvAudioBlock* block) {
     std::memcpy(src.stdinBlock.data + src.stdinHeld, fresh.data, got);
     total += got;
   }
-  const uint32_t give = ended ? total : static_cast<uint32_t>(src.stdinFormat.FloorToBlock(total));
+  const uint32_t whole = static_cast<uint32_t>(src.stdinFormat.FloorToBlock(total));
+  const bool last = ended && (whole == 0 || whole == total);
+  const uint32_t give = last ? total : whole;
   src.stdinBlock.length = give;
   src.stdinHeld = total - give;
-  block->endOfStream = ended ? 1 : 0;
+  block->endOfStream = last ? 1 : 0;
   if (give == 0) return true;
   std::memcpy(&block->format, src.stdinFormat.Format(), TV_FORMAT_PLAIN_SIZE);
   block->bitRate = src.stdinFormat.Format()->nAvgBytesPerSec * 8;

@@ -87,7 +87,12 @@ void TvTransmill::MergeSourceTags(const void* tagBlock, uint32_t tagBlockSize) {
   if (tagBlock == nullptr || tagBlockSize == 0) return;
   XTagList source;
   source.FromBlock(tagBlock, tagBlockSize);
-  dst.tagList.Merge(source, false, false);
+  // A key set by an option keeps the option's values alone; any other key comes with every
+  // value the source holds (a field with two artists keeps both).
+  const XTagList fromOptions(dst.tagList);
+  for (int32_t index = 0; index < source.Count(); index++) {
+    if (fromOptions.Find(source.At(index).key) == nullptr) dst.tagList.AddItem(source.At(index));
+  }
 }
 
 void TvTransmill::RefreshSourceTag() {
@@ -96,9 +101,10 @@ void TvTransmill::RefreshSourceTag() {
   XTagList info;
   info.FromBlock(src.openInfo.properties, src.openInfo.propertiesSize);
   const XString quality = info.GetValue(XString(u"Audio Quality"));
-  XString source = info.GetValue(XString(u"Source"));
+  XString source = dst.tagList.GetValue(XString(u"Source"));
   if (quality.Length() == 0 || XString::SameText(quality.CStr(), source.CStr())) return;
-  source += u" >> ";
+  // An empty description has nothing for the quality to stand behind.
+  if (source.Length() != 0) source += u" >> ";
   source += quality;
   XString extension = XPath::ExtensionOf(opts.inputFile);
   if (extension.Length() != 0 && !XString::EqualsNoCase(extension.CStr(), u".iGnore")) {

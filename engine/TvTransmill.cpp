@@ -56,6 +56,7 @@ void TvTransmill::Run(int argc, const char* const* argv) {
   }
   if (!opts.silent) PrintBanner();
   StartSignOfLife();
+  ApplyProcessor();
   RunConversion();
   StopSignOfLife();
 }

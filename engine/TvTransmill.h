@@ -99,8 +99,9 @@ class TvTransmill : public XArgList {
 
   // Opens the three events and the shared counter named in the options.
   void OpenNamedObjects();
-  // Pins the calling (main) thread to the processor of the option's value, 1-based.
-  void ApplyProcessor(const XString& value);
+  // Pins the calling (main) thread to the processor of the `processor` option, 1-based, once
+  // the helper threads have started.
+  void ApplyProcessor();
   // Sets the watchdog event every 50 ms until stopped.
   void StartSignOfLife();
   void StopSignOfLife();
@@ -181,8 +182,9 @@ class TvTransmill : public XArgList {
   bool RenderLiveDSP(clTvDSPEntry& entry);
   bool ReplaceRenderedFile(XFile& in, XFile& out, XTempFile& rendered);
   void DescribeRenderedFile();
-  // A new name for a rendering file: in tmpFolder when one is given, else the temporary folder.
-  void MakeTempDSPName(XTempFile& name, const char* prefix);
+  // A new name for a rendering file: in tmpFolder when one is given (made when missing; false,
+  // reported, when it cannot be), else the temporary folder.
+  bool MakeTempDSPName(XTempFile& name, const char* prefix);
   bool BeginLiveDSPs();
   bool EndLiveDSPs();
   bool AfterConversionDSPs(const XStringList& names);

@@ -74,6 +74,8 @@ XString DebugFileName() {
 bool StartDebugLog(XFile& debugFile, XEvent& debugWatchEvent) {
   bool open = false;
   if (IsDebugRequested()) {
+    // A fresh account may have no documents folder yet.
+    XPath::CreateFolders(XPath::SpecialFolder(XFolderDocuments));
     open = CreateLogFile(debugFile, DebugFileName());
   } else if (TakeSettingRequest()) {
     open = StartFromSetting(debugFile, debugWatchEvent);

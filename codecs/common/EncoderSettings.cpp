@@ -38,9 +38,14 @@ int WholeNumber(std::u16string_view text, int low, int high, size_t longest) {
   return n >= low && n <= high ? int(n) : -1;
 }
 
-std::u16string_view GluedValue(const TextPair& option) {
-  const std::u16string& key = option.first;
-  return key.size() > 1 ? std::u16string_view(key).substr(1) : std::u16string_view(option.second);
+ValuedOption TakeValue(const TextPairs& options, size_t& i, size_t nameLength) {
+  const auto& [key, apart] = options[i];
+  if (key.size() > nameLength) return {key.substr(nameLength), u"-" + key};
+  std::u16string value = apart;
+  if (value.empty() && i + 1 < options.size() && options[i + 1].second.empty() &&
+      !std::isnan(Decimal(options[i + 1].first, options[i + 1].first.size())))
+    value = u"-" + options[++i].first;
+  return {value, OptionText(key, value)};
 }
 
 std::u16string OptionText(std::u16string_view key, std::u16string_view value) {

@@ -12,8 +12,16 @@ namespace codec {
 double Decimal(std::u16string_view text, size_t longest);
 // A whole number of at most `longest` digits (up to 18) in [low, high], or -1.
 int WholeNumber(std::u16string_view text, int low, int high, size_t longest);
-// The value of a one-letter option, glued on ("-x3") or given apart ("-x 3", "-x=3").
-std::u16string_view GluedValue(const TextPair& option);
+// An option that takes a value: the value, and the option whole as the user wrote it, for
+// messages ("-V2", "-b 128", "-q -1").
+struct ValuedOption {
+  std::u16string value;
+  std::u16string shown;
+};
+// The value of options[i], whose name is the first nameLength characters of its key: the rest
+// of the key ("-x3"), else the value given apart ("-x 3", "-x=3"). A negative number given apart
+// reads as an option of its own ("-q -1"): it is taken as the value, and i steps past it.
+ValuedOption TakeValue(const TextPairs& options, size_t& i, size_t nameLength);
 // An option as the user wrote it, for messages: "-key" or "-key value".
 std::u16string OptionText(std::u16string_view key, std::u16string_view value);
 

@@ -44,15 +44,22 @@ std::u16string_view Plain(std::u16string_view key) {
   return key.starts_with(u'-') ? key.substr(1) : key;
 }
 
-// "-5", "--compression-level-5" and "--compression-level=5" all set the level.
-int LevelOption(const TextPair& option, bool& isLevel) {
-  std::u16string_view key = Plain(option.first);
+// "-5", "--compression-level-5" and "--compression-level=5" all set the level; shown is the
+// option as written.
+int LevelOption(const TextPairs& options, size_t& i, bool& isLevel, std::u16string& shown) {
+  const std::u16string& whole = options[i].first;
+  std::u16string_view key = Plain(whole);
   constexpr std::u16string_view kLong = u"compression-level";
   isLevel = true;
+  shown = u"-" + whole;
   if (AllDigits(key)) return Level(key);
   if (key.size() >= kLong.size() && EqualsNoCase(key.substr(0, kLong.size()), kLong)) {
     std::u16string_view rest = key.substr(kLong.size());
-    if (rest.empty()) return Level(option.second);
+    if (rest.empty()) {
+      const ValuedOption option = TakeValue(options, i, whole.size());
+      shown = option.shown;
+      return Level(option.value);
+    }
     if (rest[0] == u'-') return Level(rest.substr(1));
   }
   isLevel = false;
@@ -61,14 +68,16 @@ int LevelOption(const TextPair& option, bool& isLevel) {
 
 Settings Parse(std::u16string_view line) {
   Settings s;
-  for (const TextPair& option : ParseOptions(line)) {
-    const std::u16string& key = option.first;
+  const TextPairs options = ParseOptions(line);
+  for (size_t i = 0; i < options.size(); i++) {
+    const std::u16string& key = options[i].first;
     bool isLevel = false;
-    int level = LevelOption(option, isLevel);
+    std::u16string shown;
+    int level = LevelOption(options, i, isLevel, shown);
     if (isLevel && level >= 0) {
       s.level = level;
     } else if (isLevel && s.problem.empty()) {
-      s.problem = OptionText(key, option.second);
+      s.problem = shown;
     } else if (EqualsNoCase(key, u"V") || EqualsNoCase(Plain(key), u"verify")) {
       s.verify = true;
     } else if (EqualsNoCase(key, u"notags")) {

@@ -28,36 +28,41 @@ struct Settings {
   std::u16string problem;  // the first option that could not be understood
 };
 
-// "-V2", "-V 2" and "-V=2" all mean the same: the value is glued on or given apart.
-bool Numbered(const TextPair& option, char16_t letter, int low, int high, int& out) {
-  const std::u16string& key = option.first;
+// "-V2", "-V 2" and "-V=2" all mean the same: the value is glued on or given apart. Every
+// option that starts with the letter is this one, so "-Vx" is a bad value, not another option.
+bool Numbered(const TextPairs& options, size_t& i, char16_t letter, int low, int high, int& out,
+              std::u16string& shown) {
+  const std::u16string& key = options[i].first;
   if (key.empty() || (key[0] | 0x20) != letter) return false;
-  std::u16string_view text = GluedValue(option);
-  // Another option that starts with the letter.
-  if (key.size() > 1 && WholeNumber(text, 0, 9999, kLongestNumber) < 0) return false;
-  out = WholeNumber(text, low, high, kLongestNumber);
+  const ValuedOption option = TakeValue(options, i, 1);
+  out = WholeNumber(option.value, low, high, kLongestNumber);
+  shown = option.shown;
   return true;
 }
 
 Settings Parse(std::u16string_view line) {
   Settings s;
-  for (const TextPair& option : ParseOptions(line)) {
+  const TextPairs options = ParseOptions(line);
+  for (size_t i = 0; i < options.size(); i++) {
     int n = 0;
-    const std::u16string& key = option.first;
-    if (Numbered(option, u'v', 0, 9, n)) {
+    const std::u16string& key = options[i].first;
+    std::u16string shown;
+    if (Numbered(options, i, u'v', 0, 9, n, shown)) {
       s.mode = Mode::Vbr, s.vbrQuality = n;
-    } else if (Numbered(option, u'q', 0, 9, n)) {
+    } else if (Numbered(options, i, u'q', 0, 9, n, shown)) {
       s.quality = n;
-    } else if (Numbered(option, u'b', 8, 320, n)) {
+    } else if (Numbered(options, i, u'b', 8, 320, n, shown)) {
       s.mode = Mode::Cbr, s.kbps = n;
     } else if (EqualsNoCase(key, u"cbr")) {
       s.mode = Mode::Cbr;
     } else if (EqualsNoCase(key, u"-abr") || EqualsNoCase(key, u"abr")) {
-      s.mode = Mode::Abr, s.kbps = n = WholeNumber(option.second, 8, 320, kLongestNumber);
+      const ValuedOption option = TakeValue(options, i, key.size());
+      s.mode = Mode::Abr, s.kbps = n = WholeNumber(option.value, 8, 320, kLongestNumber);
+      shown = option.shown;
     } else if (EqualsNoCase(key, u"notags")) {
       s.writeTags = false;
     }
-    if (n < 0 && s.problem.empty()) s.problem = OptionText(key, option.second);
+    if (n < 0 && s.problem.empty()) s.problem = shown;
   }
   return s;
 }

@@ -39,16 +39,26 @@ std::u16string_view Name(const std::u16string& key) {
   return name;
 }
 
+// The value of options[i], whose key is a whole name; shown names it with one dash.
+std::u16string ValueOf(const TextPairs& options, size_t& i, std::u16string& shown) {
+  const std::u16string name(Name(options[i].first));
+  ValuedOption option = TakeValue(options, i, options[i].first.size());
+  shown = OptionText(name, option.value);
+  return option.value;
+}
+
 Settings Parse(std::u16string_view line) {
   Settings s;
-  for (const TextPair& option : ParseOptions(line)) {
-    std::u16string_view name = Name(option.first);
+  const TextPairs options = ParseOptions(line);
+  for (size_t i = 0; i < options.size(); i++) {
+    std::u16string_view name = Name(options[i].first);
     bool understood = true;
+    std::u16string shown;
     if (EqualsNoCase(name, u"b") || EqualsNoCase(name, u"bitrate")) {
-      s.kbps = Decimal(option.second, kLongestNumber);
+      s.kbps = Decimal(ValueOf(options, i, shown), kLongestNumber);
       understood = s.kbps >= 6 && s.kbps <= 512;
     } else if (EqualsNoCase(name, u"comp") || EqualsNoCase(name, u"complexity")) {
-      s.complexity = WholeNumber(option.second, 0, 10, kLongestNumber);
+      s.complexity = WholeNumber(ValueOf(options, i, shown), 0, 10, kLongestNumber);
       understood = s.complexity >= 0;
     } else if (EqualsNoCase(name, u"vbr")) {
       s.mode = Mode::Vbr;
@@ -59,7 +69,7 @@ Settings Parse(std::u16string_view line) {
     } else if (EqualsNoCase(name, u"notags")) {
       s.writeTags = false;
     }
-    if (!understood && s.problem.empty()) s.problem = OptionText(name, option.second);
+    if (!understood && s.problem.empty()) s.problem = shown;
   }
   return s;
 }

@@ -153,12 +153,15 @@ bool Encoder::TakesSource(const TvWaveFormatExtensible& source) const {
 void Encoder::WriteTags(const TvConversionInfo& info) {
   TagItems tags = ReadTagItemBlock(info.idTags, info.idTagsSize);
   for (const TagField& field : kTagFields) {
+    // A text field holds one value: several values of a key are joined.
+    std::u16string text;
     for (const TagItem& tag : tags) {
       if (!EqualsNoCase(tag.key, field.key) || tag.value.empty()) continue;
-      sf_set_string(file, field.stringType,
-                    ToUtf8(tag.value).c_str());  // a type without the field declines
-      break;
+      if (!text.empty()) text += u"; ";
+      text += tag.value;
     }
+    // A type without the field declines.
+    if (!text.empty()) sf_set_string(file, field.stringType, ToUtf8(text).c_str());
   }
 }
 

@@ -34,15 +34,6 @@ double Signed(std::u16string_view text) {
   return Decimal(text, 8);
 }
 
-// The value of "-q5", "-q 5", "-q=5", and of "-q -1", which the option parser splits in two.
-std::u16string ValueOf(const TextPairs& options, size_t& i) {
-  const TextPair& option = options[i];
-  if (option.first.size() == 1 && option.second.empty() && i + 1 < options.size() &&
-      !std::isnan(Signed(options[i + 1].first)))
-    return u"-" + options[++i].first;
-  return std::u16string(GluedValue(option));
-}
-
 // A bit rate in kbps for -b, -m and -M.
 bool TakeKbps(std::u16string_view text, long& out) {
   double n = Signed(text);
@@ -57,9 +48,10 @@ bool TakeOption(const TextPairs& options, size_t& i, Settings& s, std::u16string
   char16_t letter = key.empty() ? 0 : key[0];
   if (EqualsNoCase(key, u"notags")) return s.writeTags = false, true;
   if (letter != u'q' && letter != u'b' && letter != u'm' && letter != u'M') return true;
-  if (key.size() > 1 && std::isnan(Signed(std::u16string_view(key).substr(1)))) return true;
-  std::u16string value = ValueOf(options, i);
-  *shown = OptionText(std::u16string(1, letter), value);
+  // "-q5", "-q 5", "-q=5", "-q -1"; any other key that starts with the letter is a bad value.
+  const ValuedOption option = TakeValue(options, i, 1);
+  const std::u16string& value = option.value;
+  *shown = option.shown;
   if (letter == u'q') {
     double q = Signed(value);
     s.managed = false;

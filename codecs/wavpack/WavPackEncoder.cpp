@@ -39,10 +39,11 @@ double Number(std::u16string_view text, double low, double high) {
   return n >= low && n <= high ? n : -1;
 }
 
-// False when the option is not one of ours.
-bool ReadOption(const TextPair& option, Settings& s) {
-  const std::u16string& key = option.first;
-  bool plain = option.second.empty();
+// False when the option, one of ours, has a bad value; shown is the option as written.
+bool ReadOption(const TextPairs& options, size_t& i, Settings& s, std::u16string& shown) {
+  const std::u16string& key = options[i].first;
+  bool plain = options[i].second.empty();
+  shown = OptionText(key, options[i].second);
   if (EqualsNoCase(key, u"f") && plain) {
     s.mode = CONFIG_FAST_FLAG;
   } else if (EqualsNoCase(key, u"h") && plain) {
@@ -54,10 +55,14 @@ bool ReadOption(const TextPair& option, Settings& s) {
   } else if (EqualsNoCase(key, u"notags") && plain) {
     s.writeTags = false;
   } else if ((key[0] | 0x20) == u'x') {
-    s.extra = GluedValue(option).empty() ? 1 : int(Number(GluedValue(option), 1, 6));
+    const ValuedOption option = TakeValue(options, i, 1);
+    shown = option.shown;
+    s.extra = option.value.empty() ? 1 : int(Number(option.value, 1, 6));
     return s.extra >= 1;
   } else if ((key[0] | 0x20) == u'b') {
-    s.bitRate = Number(GluedValue(option), 2, 9600);
+    const ValuedOption option = TakeValue(options, i, 1);
+    shown = option.shown;
+    s.bitRate = Number(option.value, 2, 9600);
     return s.bitRate > 0;
   } else {
     return false;
@@ -65,21 +70,24 @@ bool ReadOption(const TextPair& option, Settings& s) {
   return true;
 }
 
-// Options of other names are left to others; one of ours with a bad value is a problem.
+// Options of other names are left to others; every key that starts with x or b is ours, so
+// "-xq" is a bad value rather than another option.
 bool Ours(const std::u16string& key) {
   static const char16_t* const kNames[] = {u"f", u"h", u"hh", u"c", u"notags"};
   for (const char16_t* name : kNames)
     if (EqualsNoCase(key, name)) return true;
   char16_t first = char16_t(key[0] | 0x20);
-  return (first == u'x' || first == u'b') &&
-         (key.size() == 1 || (key[1] >= u'0' && key[1] <= u'9'));
+  return first == u'x' || first == u'b';
 }
 
 Settings Parse(std::u16string_view line) {
   Settings s;
-  for (const TextPair& option : ParseOptions(line)) {
-    if (option.first.empty() || !Ours(option.first) || ReadOption(option, s)) continue;
-    if (s.problem.empty()) s.problem = OptionText(option.first, option.second);
+  const TextPairs options = ParseOptions(line);
+  for (size_t i = 0; i < options.size(); i++) {
+    std::u16string shown;
+    if (options[i].first.empty() || !Ours(options[i].first) || ReadOption(options, i, s, shown))
+      continue;
+    if (s.problem.empty()) s.problem = shown;
   }
   return s;
 }

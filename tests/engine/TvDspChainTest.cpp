@@ -110,10 +110,10 @@ TEST_F(TvDspChainTest, FailingEffectFailsTheRunButTheFinishStillRuns) {
   }
 }
 
+// The temporary folder is made when it does not exist yet.
 TEST_F(TvDspChainTest, HostHearsOfTheRenderingAndTheFileGoesToTheTemporaryFolderGiven) {
-  std::filesystem::create_directories(PathOf("tmp"));
   const ChildResult r = HostConvert(PathOf("o.raw"), {"script.blocks=1000E"},
-                                    "-dspeffect1=A=add=1 -tmpfolder=\"" + PathOf("tmp") + "\"");
+                                    "-dspeffect1=A=add=1 -tmpfolder=\"" + PathOf("tmp/new") + "\"");
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.out.find("MSGTO: tVH: Action: Running DSP Effect A\r\nMSGTO: tVH: Action: \r\n"),
             std::string::npos)
@@ -122,9 +122,18 @@ TEST_F(TvDspChainTest, HostHearsOfTheRenderingAndTheFileGoesToTheTemporaryFolder
   ASSERT_EQ(passes.size(), 1u);
   EXPECT_EQ(FieldOf(passes[0], "bytes"), "1000");
   const std::string file = FieldOf(passes[0], "file");
-  EXPECT_EQ(file.rfind(PathOf("tmp/DSP"), 0), 0u) << file;
+  EXPECT_EQ(file.rfind(PathOf("tmp/new/DSP"), 0), 0u) << file;
   EXPECT_EQ(file.substr(file.size() - 4), ".tmp");
   EXPECT_FALSE(std::filesystem::exists(file));  // deleted at the end of the run
+
+  // A folder that cannot be made, below a file, is named with the option.
+  WriteBytes(PathOf("file"), "x");
+  const ChildResult bad = Convert(PathOf("p.raw"), {"script.blocks=1000E"},
+                                  {"-dspeffect1=A=add=1", "-tmpfolder=" + PathOf("file/tmp")});
+  EXPECT_EQ(bad.exitCode, 1);
+  const std::string line = "Error: Unable to create the folder '" + PathOf("file/tmp/") +
+                           "' of -tmpfolder for a temporary file.";
+  EXPECT_EQ(bad.err.rfind(line, 0), 0u) << bad.err;
 }
 
 }  // namespace

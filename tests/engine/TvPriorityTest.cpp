@@ -1,10 +1,14 @@
 // Scheduling options: the priority table, nice values read back, and the main thread's processor.
 #include "engine/TvPriority.h"
+#include "sdk/tv_named.h"
 #include "tests/engine/TvTestSupport.h"
 
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace {
@@ -46,6 +50,53 @@ TEST_F(TvPriorityRunTest, PriorityIsLoggedAppliedAndToldToTheEncoder) {
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(U8(told), "Low");
   EXPECT_EQ(niceAfter, std::min(19, niceBefore + 5));
+}
+
+// Reads one field of a status file in /proc: "" when the file or the field is missing.
+std::string StatusField(const std::string& path, const std::string& field) {
+  std::ifstream in(path);
+  for (std::string line; std::getline(in, line);)
+    if (line.rfind(field + ":", 0) == 0)
+      return line.substr(line.find_first_not_of(" \t", field.size() + 1));
+  return "";
+}
+
+using TvProcessorRunTest = ScriptRunTest;
+
+// Only the main thread, where the plug-ins work, is held to the chosen processor; the sign of
+// life keeps every processor the run was given.
+TEST_F(TvProcessorRunTest, OnlyTheMainThreadIsPinned) {
+  const std::string given = StatusField("/proc/thread-self/status", "Cpus_allowed_list");
+  cpu_set_t set;
+  ASSERT_EQ(sched_getaffinity(0, sizeof set, &set), 0);
+  int second = -1;
+  for (int cpu = 0, seen = 0; cpu < 32 && second < 0; cpu++)
+    if (CPU_ISSET(cpu, &set) && ++seen == 2) second = cpu;
+  // With a single processor, pinning to it changes nothing that shows.
+  const std::string pinned = second < 0 ? given : std::to_string(second);
+  const std::string tag = std::to_string(getpid());
+  Configure({"script.blocks=N"});
+  ASSERT_TRUE(child.Start(
+      {"-infile=" + PathOf("in.tvt"), "-outfile=" + PathOf("o.wav"), "-convert_to=testenc",
+       "-evtwatchdog=tvtest-pin-" + tag, "-evtquit=tvtest-pinquit-" + tag,
+       "-processor=" + std::to_string(second < 0 ? 1 : second + 1)},
+      input));
+  const std::string tasks = "/proc/" + std::to_string(child.Pid()) + "/task/";
+  std::string mainList, lifeList;
+  for (int i = 0; i < 3000 && (mainList != pinned || lifeList.empty()); i++) {
+    usleep(10000);
+    mainList = StatusField(tasks + std::to_string(child.Pid()) + "/status", "Cpus_allowed_list");
+    for (const auto& task : std::filesystem::directory_iterator(tasks))
+      if (ReadBytes(task.path() / "comm") == "tvSignOfLife\n")
+        lifeList = StatusField(task.path() / "status", "Cpus_allowed_list");
+  }
+  EXPECT_EQ(mainList, pinned);
+  EXPECT_EQ(lifeList, given);
+  tv_event* quit = tv_event_create(("tvtest-pinquit-" + tag).c_str(), nullptr);
+  ASSERT_NE(quit, nullptr);
+  tv_event_set(quit);
+  EXPECT_EQ(child.Finish().exitCode, 1);
+  tv_event_close(quit);
 }
 
 }  // namespace

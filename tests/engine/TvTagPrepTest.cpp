@@ -25,10 +25,9 @@ class TvTagPrepTest : public TvRunPhaseTest {
     list.ToBlock(source);
   }
 
-  void Properties(const char16_t* quality, const char16_t* sourceText) {
+  void Properties(const char16_t* quality) {
     XTagList list;
     list.Add(u"Audio Quality", quality);
-    list.Add(u"Source", sourceText);
     list.ToBlock(properties);
     Src().openInfo.properties = properties.data;
     Src().openInfo.propertiesSize = properties.size;
@@ -64,18 +63,19 @@ TEST_F(TvTagPrepTest, OptionsWinOverSourceAndMalformedOnesArePassedOver) {
   const XTagList tags = Prepare();
   EXPECT_EQ(Value(tags, u"Artist"), "A");
   EXPECT_EQ(Value(tags, u"Comment"), "\"hi\"");
-  EXPECT_EQ(Value(tags, u"Album"), "first");
-  EXPECT_EQ(tags.Count(), 5);  // Artist, Comment, Genre twice, Album once
+  ASSERT_EQ(tags.Count(), 6);  // Artist, Comment, Genre twice, Album twice
   EXPECT_EQ(U8(tags.At(2).value), "g1");
   EXPECT_EQ(U8(tags.At(3).value), "g2");
+  EXPECT_EQ(U8(tags.At(4).value), "first");
+  EXPECT_EQ(U8(tags.At(5).value), "second");
 }
 
 TEST_F(TvTagPrepTest, ConversionTagsAreRefreshedOnlyWhenPresent) {
   VersionFile("Versions/tVH.txt", "2.5");
   VersionFile("Versions/Compression/Wave.txt", "Release 17.2 (Abc encoder 1.3)");
   Dst().encoderSettings = u"  -q 5  ";
-  Properties(u"Lossless", u"CD");
-  SourceTags({{u"Source", u"old"},
+  Properties(u"Lossless");
+  SourceTags({{u"Source", u"CD"},
               {u"Encoded By", u"x"},
               {u"Encoder", u"y"},
               {u"Encoder Settings", u"z"},
@@ -103,14 +103,38 @@ TEST_F(TvTagPrepTest, VersionFileFormsAndFallbacks) {
   }
 }
 
-TEST_F(TvTagPrepTest, SourceTagKeepsItsValueWhenQualityAddsNothing) {
-  SourceTags({{u"Source", u"old"}});
-  Properties(u"CD", u"CD");
-  EXPECT_EQ(Value(Prepare(), u"Source"), "old");
-  Dst().tagList.Clear();
-  Properties(u"Lossy", u"CD");
-  Opts().inputFile = u"/music/a.IGNORE";
-  EXPECT_EQ(Value(Prepare(), u"Source"), "CD >> Lossy");
+TEST_F(TvTagPrepTest, SourceTagGainsTheQualityAndExtensionBehindItsValue) {
+  struct Row {
+    const char16_t* present;  // null: no Source item
+    const char16_t* quality;
+    const char16_t* input;
+    const char* expected;  // null: still no Source item
+  } rows[] = {
+      {u"CD", u"Lossless", u"/music/song.flac", "CD >> Lossless [flac]"},
+      {u"", u"Lossless", u"/music/song.flac", "Lossless [flac]"},
+      {u"Lossless", u"Lossless", u"/music/song.flac", "Lossless"},
+      {u"lossless", u"Lossless", u"/music/song.flac", "lossless >> Lossless [flac]"},
+      {u"CD", u"", u"/music/song.flac", "CD"},
+      {u"CD", u"Lossy", u"/music/a.IGNORE", "CD >> Lossy"},
+      {u"CD", u"Lossy", u"/music/noext", "CD >> Lossy []"},
+      {nullptr, u"Lossless", u"/music/song.flac", nullptr},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(U8(XString(row.present ? row.present : u"(none)")) + " " + U8(XString(row.input)));
+    Dst().tagList.Clear();
+    if (row.present)
+      SourceTags({{u"Source", row.present}});
+    else
+      SourceTags({{u"Title", u"T"}});
+    Properties(row.quality);
+    Opts().inputFile = row.input;
+    const XTagList tags = Prepare();
+    if (!row.expected) {
+      EXPECT_EQ(tags.Find(XString(u"Source")), nullptr);
+      continue;
+    }
+    EXPECT_EQ(Value(tags, u"Source"), row.expected);
+  }
 }
 
 TEST_F(TvTagPrepTest, PseudoEncodersAndTheSwitchLeaveConversionTags) {

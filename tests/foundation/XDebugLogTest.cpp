@@ -36,12 +36,13 @@ std::string ReadPipe(int fd) {
   return FromUtf16(bytes);
 }
 
-// A unique folder, with the user's folders, settings and temporary files pointed into it.
+// A unique folder, with the user's folders, settings and temporary files pointed into it; the
+// home has no documents folder yet.
 class XDebugLogTest : public testing::Test {
  protected:
   void SetUp() override {
     dir = scratch.Folder();
-    for (const char* sub : {"/home/Documents", "/config", "/data", "/tmp"})
+    for (const char* sub : {"/home", "/config", "/data", "/tmp"})
       std::filesystem::create_directories(dir + sub);
     const std::pair<const char*, std::string> redirected[] = {{"HOME", dir + "/home"},
                                                               {"XDG_CONFIG_HOME", dir + "/config"},
@@ -127,7 +128,8 @@ TEST_F(XDebugLogTest, StartByTheEnvironmentKeepsTheSettingAndByTheSettingIsOneSh
     ASSERT_TRUE(StartDebugLog(file, watch));
     EXPECT_EQ(XLogContext().logHandle, file.Handle());
     std::string path = file.path.ToUtf8String();
-    // The environment's log goes to the documents, the setting's to a temporary file.
+    // The environment's log goes to the documents, made when missing, the setting's to a
+    // temporary file.
     EXPECT_EQ(path.rfind(dir + (byEnvironment ? "/home/Documents/TVDebug-" : "/tmp/DBG"), 0), 0u);
     EXPECT_TRUE(byEnvironment || (watch.IsOpen() && path.ends_with(".TXT"))) << path;
     XSetLogContext({2, -1, -1});

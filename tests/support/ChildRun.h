@@ -164,6 +164,8 @@ class ChildRun {
     return Finish();
   }
 
+  pid_t Pid() const { return pid; }
+
   const std::string home;
   const std::string app;
 

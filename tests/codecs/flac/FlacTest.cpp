@@ -1,4 +1,5 @@
-// What only FLAC does: odd sample depths kept both ways; flac and metaflac are the referees.
+// What only FLAC does: odd sample depths kept both ways, the Source tag; flac and metaflac are
+// the referees.
 #include "tests/codecs/CodecPlugins.h"
 
 namespace {
@@ -71,6 +72,14 @@ TEST_F(FlacTest, SpeakerLayoutsReachEveryReader) {
     ASSERT_EQ(Transmill("out.flac", "back.wav", "-convert_to=wav").exitCode, 0) << label;
     EXPECT_EQ(Probe("back.wav", "channel_layout"), Probe("ref.wav", "channel_layout")) << label;
   }
+}
+
+// The source's own description keeps its value, with the quality and the type behind it.
+TEST_F(FlacTest, SourceTagGainsTheQualityBehindItsValue) {
+  Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 0.2 sine 440 && flac -s -f -T SOURCE=CD -o "
+     "cd.flac src.wav");
+  ASSERT_EQ(Transmill("cd.flac", "out.flac", "-convert_to=flac").exitCode, 0);
+  EXPECT_EQ(Sh("metaflac --show-tag=SOURCE out.flac"), "SOURCE=CD >> Lossless [flac]");
 }
 
 }  // namespace
