@@ -237,7 +237,9 @@ typedef int32_t (*TvEncoderRemoveConfigBitFn)(TvInstance instance, uint32_t a);
 /* Creates the output named at outputFile and prepares. */
 typedef int32_t (*TvEncoderBeginConversionFn)(TvInstance instance, TvConversionInfo* info);
 /* Finishes the output. *writeTags is 0 on entry; non-zero asks the engine to write the ID
-   tags into the output through a decoder. */
+   tags into the output through a decoder. info is the run's record itself, with the run's
+   failed flag in the word behind it, as in TvAfterConversionInfo: when it is up, the
+   conversion did not reach its end. */
 typedef int32_t (*TvEncoderEndConversionFn)(TvInstance instance, TvConversionInfo* info,
                                             int32_t* writeTags);
 typedef int32_t (*TvEncoderEncodeBlockFn)(TvInstance instance, TvAudioBlock* block);

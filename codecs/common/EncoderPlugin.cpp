@@ -5,6 +5,12 @@
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/ExportGuard.h"
 
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+
 namespace codec {
 
 int32_t EncoderPlugin::Get(const char16_t* key, TvPluginValue& value) {
@@ -21,6 +27,8 @@ int32_t EncoderPlugin::Begin(const TvConversionInfo& info) {
   Release();
   running = false;
   name = ToUtf8(View(info.outputFile));
+  struct stat st {};
+  createdOutput = lstat(name.c_str(), &st) != 0 && errno == ENOENT;
   image = *info.format;
   std::u16string problem = ReadSettings(View(info.encoderSettings));
   if (!problem.empty()) return Fail("Error: Unknown encoder setting '" + ToUtf8(problem) + "'.");
@@ -50,19 +58,39 @@ bool EncoderPlugin::SameFormat(const TvWaveFormatExtensible& format) const {
          format.Format.nSamplesPerSec == image.Format.nSamplesPerSec;
 }
 
-int32_t EncoderPlugin::End(int32_t* writeTagsOut) {
+namespace {
+// The engine keeps the run's failed flag in the word behind the record; its relay thread may
+// raise it at any time.
+bool RunFailed(TvConversionInfo* info) {
+  if (!info) return false;
+  uint32_t& flag = reinterpret_cast<TvAfterConversionInfo*>(info)->failed;
+  return std::atomic_ref<uint32_t>(flag).load() != 0;
+}
+}  // namespace
+
+int32_t EncoderPlugin::End(TvConversionInfo* info, int32_t* writeTagsOut) {
   if (writeTagsOut) *writeTagsOut = 0;
   if (!running) return 0;  // never begun, or failed already
+  if (RunFailed(info)) {
+    // A partial output would look like a finished one at the final name.
+    Discard();
+    return 0;
+  }
   if (!Finish()) return 0;
   running = false;
   if (writeTagsOut) *writeTagsOut = writeTags;
   return 1;
 }
 
-bool EncoderPlugin::Fail(const std::string& text) {
-  ReportError(host, FromUtf8(text));
+void EncoderPlugin::Discard() {
   ReleaseFailed();
   running = false;
+  if (createdOutput) remove(name.c_str());
+}
+
+bool EncoderPlugin::Fail(const std::string& text) {
+  ReportError(host, FromUtf8(text));
+  Discard();
   return false;
 }
 
@@ -155,10 +183,10 @@ int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block) {
                  [&] { return Cast(instance)->EncodeBlock(*block); });
 }
 
-int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo*, int32_t* writeTags) {
+int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info, int32_t* writeTags) {
   if (!instance) return 0;
   return Guarded(HostOf(instance), "ENC_EndConversion",
-                 [&] { return Cast(instance)->End(writeTags); });
+                 [&] { return Cast(instance)->End(info, writeTags); });
 }
 
 }  // extern "C"

@@ -20,7 +20,8 @@ class EncoderPlugin {
   int32_t Get(const char16_t* key, TvPluginValue& value);
   int32_t Begin(const TvConversionInfo& info);
   int32_t EncodeBlock(const TvAudioBlock& block);
-  int32_t End(int32_t* writeTagsOut);
+  // info is the engine's record, with the run's failed flag behind it, or null.
+  int32_t End(TvConversionInfo* info, int32_t* writeTagsOut);
   // Frees the codec and closes the output; harmless when nothing is open.
   virtual void Release() = 0;
 
@@ -49,10 +50,10 @@ class EncoderPlugin {
   virtual bool Encode(const TvAudioBlock& block) = 0;
   // Flushes and closes the output; false after Fail.
   virtual bool Finish() = 0;
-  // What Fail releases with; a codec may also remove files it wrote beside the output.
+  // What a failed run releases with; a codec may also remove files it wrote beside the output.
   virtual void ReleaseFailed() { Release(); }
 
-  // Each tells the host, releases and gives false.
+  // Each tells the host, releases, removes an output this run created and gives false.
   bool Fail(const std::string& text);
   bool CannotEncode(const std::string& why);  // Unable to encode '<name>': why
   bool CannotCreate(const std::string& file,
@@ -70,8 +71,11 @@ class EncoderPlugin {
 
  private:
   bool SameFormat(const TvWaveFormatExtensible& format) const;
+  // Releases after a failure and removes the output, if this run created it.
+  void Discard();
 
-  bool running = false;  // begun, and neither failed nor finished
+  bool running = false;        // begun, and neither failed nor finished
+  bool createdOutput = false;  // the output did not exist before this run began
   std::vector<float> floatSamples;
   std::vector<int32_t> integerSamples;
 };

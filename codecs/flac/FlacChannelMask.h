@@ -13,6 +13,14 @@ namespace flacmask {
 
 inline constexpr char kField[] = "WAVEFORMATEXTENSIBLE_CHANNEL_MASK";
 
+// The speakers a FLAC reader takes for each channel count when no mask field is given; from five
+// channels on they are not those a WAV file takes.
+inline uint32_t Assumed(int channels) {
+  // mono, stereo, 3.0, quad, 5.0 and 5.1 with side speakers, 6.1, 7.1
+  static const uint32_t kMasks[] = {0x4, 0x3, 0x7, 0x33, 0x607, 0x60F, 0x70F, 0x63F};
+  return channels >= 1 && channels <= 8 ? kMasks[channels - 1] : 0;
+}
+
 inline std::string Format(uint32_t mask) {
   char text[16];
   snprintf(text, sizeof text, "0x%04X", unsigned(mask));

@@ -187,11 +187,11 @@ bool FlacDecoder::StartDecoder() {
   return true;
 }
 
-// Where the channels go: a usable mask comment wins over the default for the count.
+// Where the channels go: a usable mask comment wins over what FLAC takes for the count.
 uint32_t FlacDecoder::ChannelMask() const {
   int channels = int(info.channels);
   if (maskField && std::popcount(maskField) == channels) return maskField;
-  uint32_t mask = DefaultChannelMask(channels);
+  uint32_t mask = flacmask::Assumed(channels);
   return mask ? mask : TV_CHANNEL_MASK_UNKNOWN;
 }
 

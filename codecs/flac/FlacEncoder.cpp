@@ -87,12 +87,12 @@ Settings Parse(std::u16string_view line) {
   return s;
 }
 
-// A mask other than the default for the channel count travels in a comment field, when it
-// names exactly one speaker per channel.
+// A mask other than the one readers take for the channel count travels in a comment field, when
+// it names exactly one speaker per channel.
 FLAC__StreamMetadata* MaskComment(const TvWaveFormatExtensible& image) {
   int channels = image.Format.nChannels;
   uint32_t mask = ChannelMaskOf(image);
-  if (!mask || mask == DefaultChannelMask(channels) || std::popcount(mask) != channels)
+  if (!mask || mask == flacmask::Assumed(channels) || std::popcount(mask) != channels)
     return nullptr;
   FLAC__StreamMetadata* block = FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT);
   FLAC__StreamMetadata_VorbisComment_Entry entry{};
@@ -172,7 +172,9 @@ std::string Encoder::StateText() {
   FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(flac);
   if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA)
     return "verification failed: the encoded audio does not decode to the source.";
-  if (state == FLAC__STREAM_ENCODER_IO_ERROR) return "the file could not be written.";
+  // Writes go through libFLAC's own file callbacks, whose failure it calls a client error.
+  if (state == FLAC__STREAM_ENCODER_IO_ERROR || state == FLAC__STREAM_ENCODER_CLIENT_ERROR)
+    return "the file could not be written.";
   return std::string(FLAC__stream_encoder_get_resolved_state_string(flac)) + ".";
 }
 

@@ -2,8 +2,8 @@
 // as the granule positions give them, 16-bit output or float on request.
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/DecoderTags.h"
+#include "codecs/common/OggChannels.h"
 #include "codecs/common/SampleLayout.h"
-#include "codecs/opus/OpusChannels.h"
 #include "codecs/opus/OpusPages.h"
 
 #include <opusfile.h>
@@ -77,6 +77,7 @@ class OggOpusDecoder : public TaggedDecoder {
 
   OggOpusFile* file = nullptr;
   int channels = 0;
+  std::vector<int> order;     // WAV position of each stream channel
   bool constantSize = false;  // the page scan found packets of one size: CBR
   std::vector<uint8_t> data;
 };
@@ -101,7 +102,8 @@ bool OggOpusDecoder::OpenStream() {
   if (frames == 0 || scan.audioPackets == 0) return FailOpen("the stream holds no audio.");
   channels = op_channel_count(file, 0);
   constantSize = scan.constantSize;
-  image = MakeDecodedImage(asFloat ? SampleKind::F32 : SampleKind::S16, channels, kRate);
+  image = OggDecodedImage(asFloat ? SampleKind::F32 : SampleKind::S16, channels, kRate);
+  order = OggChannelOrder(channels, ChannelMaskOf(image));
   return true;
 }
 
@@ -122,9 +124,9 @@ int OggOpusDecoder::ReadSome(size_t at) {
 
 void OggOpusDecoder::PutInWavOrder(size_t count) {
   if (asFloat)
-    opus_order::ToWavOrder(reinterpret_cast<float*>(data.data()), count, channels);
+    ToBlockOrder(reinterpret_cast<float*>(data.data()), count, order);
   else
-    opus_order::ToWavOrder(reinterpret_cast<opus_int16*>(data.data()), count, channels);
+    ToBlockOrder(reinterpret_cast<opus_int16*>(data.data()), count, order);
 }
 
 bool OggOpusDecoder::Decode(DecodedAudio& audio) {

@@ -4,7 +4,7 @@
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/EncoderPlugin.h"
 #include "codecs/common/EncoderSettings.h"
-#include "codecs/opus/OpusChannels.h"
+#include "codecs/common/OggChannels.h"
 
 #include <opusenc.h>
 
@@ -101,6 +101,7 @@ class Encoder : public EncoderPlugin {
 
   Settings settings;
   OggOpusEnc* opus = nullptr;
+  std::vector<int> order;  // WAV position of each stream channel
 };
 
 void Encoder::Release() {
@@ -120,6 +121,7 @@ bool Encoder::Start(const TvConversionInfo&) {
     return CannotEncode("Opus takes one to eight channels here, the source has " +
                         std::to_string(channels) + ".");
   if (!Open()) return false;
+  order = OggChannelOrder(channels, ChannelMaskOf(image));
   // libopusenc draws the serial from an unseeded rand(): every file would share it, and
   // chaining two of them would give one stream where two were meant.
   ope_encoder_ctl(opus, OPE_SET_SERIALNO(int(std::random_device{}() & 0x7FFFFFFF)));
@@ -147,7 +149,7 @@ bool Encoder::Open() {
 bool Encoder::Encode(const TvAudioBlock& block) {
   std::span<float> samples = Floats(block);
   size_t frames = Frames(block);
-  opus_order::ToOpusOrder(samples.data(), frames, image.Format.nChannels);
+  ToStreamOrder(samples.data(), frames, order);
   int code = ope_encoder_write_float(opus, samples.data(), int(frames));
   if (code != OPE_OK) return Failed("Encoding", ope_strerror(code));
   return true;

@@ -5,6 +5,9 @@
 #include "codecs/pcm/PcmFormat.h"
 
 #include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
 #include <new>
 
 using namespace pcm;
@@ -52,6 +55,102 @@ std::string OpenFailure(const std::string& name) {
   return reason;
 }
 
+// Where a file's audio data starts and how many bytes its header says it holds.
+struct DataChunk {
+  uint64_t start = 0;
+  uint64_t size = 0;
+};
+
+uint64_t Little(const uint8_t* p, int bytes) {
+  uint64_t v = 0;
+  for (int i = bytes - 1; i >= 0; --i) v = v << 8 | p[i];
+  return v;
+}
+uint64_t Big(const uint8_t* p, int bytes) {
+  uint64_t v = 0;
+  for (int i = 0; i < bytes; ++i) v = v << 8 | p[i];
+  return v;
+}
+
+// Walks the chunks of a RIFF, RIFX, RF64, AIFF or W64 file to its data chunk; false when there is
+// none or its size is left open, as a stream written to a pipe leaves it.
+bool FindDataChunk(FILE* file, DataChunk& data) {
+  uint8_t head[24];
+  if (fread(head, 1, 12, file) != 12) return false;
+  const bool riff = !memcmp(head, "RIFF", 4) || !memcmp(head, "RIFX", 4);
+  const bool rf64 = !memcmp(head, "RF64", 4);
+  const bool aiff = !memcmp(head, "FORM", 4);
+  const bool w64 = !memcmp(head, "riff", 4);
+  if (!riff && !rf64 && !aiff && !w64) return false;
+  const bool big = aiff || !memcmp(head, "RIFX", 4);
+  // W64: a 16-byte name and an 8-byte size that counts the header; the rest 4 and 4.
+  const int nameBytes = w64 ? 16 : 4, sizeBytes = w64 ? 8 : 4, align = w64 ? 8 : 2;
+  uint64_t at = w64 ? 40 : 12;
+  uint64_t rf64Data = 0;
+  while (fseeko(file, off_t(at), SEEK_SET) == 0 &&
+         fread(head, 1, size_t(nameBytes + sizeBytes), file) == size_t(nameBytes + sizeBytes)) {
+    uint64_t size = big ? Big(head + 4, 4) : Little(head + nameBytes, sizeBytes);
+    uint64_t body = at + uint64_t(nameBytes + sizeBytes);
+    if (w64) size = size >= 24 ? size - 24 : 0;
+    uint8_t field[16];
+    if (rf64 && !memcmp(head, "ds64", 4) && fread(field, 1, 16, file) == 16)
+      rf64Data = Little(field + 8, 8);  // behind the size of the whole file
+    if (!memcmp(head, aiff ? "SSND" : "data", 4)) {
+      if (aiff) {
+        if (size < 8 || fread(head, 1, 4, file) != 4) return false;
+        uint64_t offset = Big(head, 4);
+        data.start = body + 8 + offset;
+        data.size = size - 8 > offset ? size - 8 - offset : 0;
+        return true;
+      }
+      if (rf64 && size == 0xFFFFFFFFu) size = rf64Data;
+      data.start = body;
+      data.size = size;
+      return w64 || rf64 || (size != 0 && size != 0xFFFFFFFFu);
+    }
+    uint64_t next = body + (size + uint64_t(align - 1)) / uint64_t(align) * uint64_t(align);
+    if (next <= at) return false;  // a size that wraps around would walk in circles
+    at = next;
+  }
+  return false;
+}
+
+// The sample frames the header announces, when it announces more data than the file holds. A
+// coded sub-format (frameBytes 0) has no fixed frame size and is not checked.
+uint64_t AnnouncedFrames(const std::string& name, int frameBytes) {
+  FILE* file = frameBytes > 0 ? fopen(name.c_str(), "rb") : nullptr;
+  if (!file) return 0;
+  DataChunk data;
+  bool found = FindDataChunk(file, data);
+  bool sized = fseeko(file, 0, SEEK_END) == 0;
+  uint64_t fileSize = sized ? uint64_t(ftello(file)) : 0;
+  fclose(file);
+  if (!found || !sized || data.start > fileSize || data.size <= fileSize - data.start) return 0;
+  return data.size / uint64_t(frameBytes);
+}
+
+// Bytes per frame of the sub-formats that store each sample in a fixed width; 0 for the others.
+int FrameBytes(int subFormat, int channels) {
+  switch (subFormat) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+    case SF_FORMAT_ULAW:
+    case SF_FORMAT_ALAW:
+      return channels;
+    case SF_FORMAT_PCM_16:
+      return 2 * channels;
+    case SF_FORMAT_PCM_24:
+      return 3 * channels;
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_FLOAT:
+      return 4 * channels;
+    case SF_FORMAT_DOUBLE:
+      return 8 * channels;
+    default:
+      return 0;
+  }
+}
+
 class PcmDecoder : public DecoderPlugin {
  protected:
   bool OpenStream() override;
@@ -89,6 +188,12 @@ bool PcmDecoder::OpenStream() {
     return FailOpen("not a WAV, AIFF or W64 file.");
   if (info.channels <= 0 || info.channels > 0xFFFF || info.samplerate <= 0 || info.frames < 0)
     return FailOpen("the format header is damaged.");
+  // The reader gives what is there without a word when the data is cut short.
+  uint64_t announced =
+      AnnouncedFrames(name, FrameBytes(info.format & SF_FORMAT_SUBMASK, info.channels));
+  if (announced > uint64_t(info.frames))
+    return FailOpen("the stream is truncated: " + std::to_string(info.frames) + " of " +
+                    std::to_string(announced) + " samples.");
   kind = KindOfSubFormat(info.format & SF_FORMAT_SUBMASK);
   sf_command(file, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
   image = ImageOf();

@@ -2,8 +2,8 @@
 // position, 16-bit output or float on request, channels put back into WAV order.
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/DecoderTags.h"
+#include "codecs/common/OggChannels.h"
 #include "codecs/common/SampleLayout.h"
-#include "codecs/vorbis/VorbisChannels.h"
 
 #include <ogg/ogg.h>
 #include <vorbis/vorbisfile.h>
@@ -169,9 +169,9 @@ bool VorbisDecoder::OpenStream() {
   if (frames < 0) return FailOpen("its length could not be found.");
   const vorbis_info* info = ov_info(&file, 0);
   if (info->rate <= 0 || info->channels <= 0) return FailOpen("the Vorbis headers are damaged.");
-  image = MakeDecodedImage(asFloat ? SampleKind::F32 : SampleKind::S16, info->channels,
-                           int(info->rate));
-  order = vorbis::VorbisOrder(info->channels, ChannelMaskOf(image));
+  image =
+      OggDecodedImage(asFloat ? SampleKind::F32 : SampleKind::S16, info->channels, int(info->rate));
+  order = OggChannelOrder(info->channels, ChannelMaskOf(image));
   return true;
 }
 

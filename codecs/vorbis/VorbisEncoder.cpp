@@ -4,7 +4,7 @@
 #include "codecs/common/CodecSupport.h"
 #include "codecs/common/EncoderPlugin.h"
 #include "codecs/common/EncoderSettings.h"
-#include "codecs/vorbis/VorbisChannels.h"
+#include "codecs/common/OggChannels.h"
 
 #include <ogg/ogg.h>
 #include <vorbis/vorbisenc.h>
@@ -166,7 +166,7 @@ bool Encoder::Start(const TvConversionInfo&) {
   vorbis_block_init(&dsp, &block);
   ogg_stream_init(&stream, int(std::random_device{}() & 0x7FFFFFFF));
   started = true;
-  order = vorbis::VorbisOrder(f.nChannels, ChannelMaskOf(image));
+  order = OggChannelOrder(f.nChannels, ChannelMaskOf(image));
   if (!WriteHeaders()) return Failed("Writing", strerror(errno));
   return true;
 }

@@ -114,7 +114,8 @@ TEST_F(PcmDecoderTest, SeeksToTheMillisecondAndBlocksSayWhere) {
   EXPECT_TRUE(Rest().empty());
 }
 
-// A file that can't be read is refused at open with the reason, and no block follows.
+// A file that can't be read, or holds less than its header counts, is refused at open with the
+// reason, and no block follows.
 TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
   TestAudio whole, sun;
   ASSERT_TRUE(whole.Write(folder / "whole.wav"));
@@ -122,9 +123,28 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
   ASSERT_TRUE(sun.Write(folder / "sun.wav"));
   folder.WriteFile("empty.wav", "");
   folder.WriteFile("cut.wav", ReadBytes(folder / "whole.wav", 30));
+  // In each container, the data cut short to a frame and a half past 1000 of 20000.
+  for (auto [name, format, cut] :
+       {std::tuple{"short.wav", int(SF_FORMAT_WAV | SF_FORMAT_PCM_16), 75994},
+        {"short.rifx", int(SF_FORMAT_WAV | SF_FORMAT_PCM_16 | SF_ENDIAN_BIG), 75994},
+        {"short.aiff", int(SF_FORMAT_AIFF | SF_FORMAT_PCM_16), 75994},
+        {"short.w64", int(SF_FORMAT_W64 | SF_FORMAT_PCM_16), 75994},
+        {"short.rf64", int(SF_FORMAT_RF64 | SF_FORMAT_PCM_16), 75994}}) {
+    TestAudio audio;
+    audio.format = format;
+    ASSERT_TRUE(audio.Write(folder / name));
+    std::string bytes = ReadBytes(folder / name);
+    folder.WriteFile(name, bytes.substr(0, bytes.size() - size_t(cut)));
+  }
+  const char* truncated = "the stream is truncated: 1001 of 20000 samples.";
   for (auto [name, reason] : {std::pair{"empty.wav", "the file is empty."},
                               {"cut.wav", "Error in WAV file"},
-                              {"sun.wav", "not a WAV, AIFF or W64 file"}}) {
+                              {"sun.wav", "not a WAV, AIFF or W64 file"},
+                              {"short.wav", truncated},
+                              {"short.rifx", truncated},
+                              {"short.aiff", truncated},
+                              {"short.w64", truncated},
+                              {"short.rf64", truncated}}) {
     EXPECT_FALSE(d.Open(folder / name)) << name;
     std::string text = d.errors.Text();
     EXPECT_EQ(text.rfind("Error: Unable to open file '" + (folder / name) + "': ", 0), 0u) << text;
@@ -133,10 +153,12 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
     TvAudioBlock block{};
     EXPECT_EQ(d.decodeBlock(d.instance, &block), 0) << name;
   }
-  // Data cut short: the whole frames that are there, though the header claims 20000.
-  folder.WriteFile("short.wav", ReadBytes(folder / "whole.wav", 4046));
-  ASSERT_TRUE(d.Open(folder / "short.wav"));
-  EXPECT_EQ(Rest(), Raw("whole.wav").substr(0, 4000));
+  // A length left open, as a stream written to a pipe leaves it, is no truncation.
+  std::string streamed = ReadBytes(folder / "whole.wav");
+  ASSERT_EQ(streamed.substr(36, 4), "data");
+  folder.WriteFile("streamed.wav", streamed.replace(40, 4, "\xFF\xFF\xFF\xFF"));
+  ASSERT_TRUE(d.Open(folder / "streamed.wav")) << d.errors.Text();
+  EXPECT_TRUE(Rest() == Raw("whole.wav"));
 }
 
 TEST(PcmBindingsTest, HandlerFindsTheDecoderByEachExtension) {

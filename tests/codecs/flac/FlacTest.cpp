@@ -49,6 +49,31 @@ TEST_F(FlacTest, OddDepthsKeepTheirDepthBothWays) {
   EXPECT_EQ(ExtensibleData(folder / "back12.wav"), ExtensibleData(folder / "w12.wav"));
 }
 
+// A layout other than the one a FLAC reader takes for the count travels in the mask field, and
+// only then: ffprobe finds the source's speakers, and our decoder those of the flac tool.
+TEST_F(FlacTest, SpeakerLayoutsReachEveryReader) {
+  for (auto [channels, mask, field] : {std::tuple{6, 0x3Fu, "0x003F"},
+                                       {6, 0x60Fu, ""},
+                                       {5, 0x37u, "0x0037"},
+                                       {5, 0x607u, ""},
+                                       {7, 0x13Fu, "0x013F"},
+                                       {7, 0x70Fu, ""},
+                                       {1, 0x4u, ""},
+                                       {8, 0x63Fu, ""}}) {
+    std::string label = std::to_string(channels) + " channels, mask " + std::to_string(mask);
+    folder.WriteFile("src.wav", WaveEx(channels, 16, mask, 4800));
+    ASSERT_EQ(Transmill("src.wav", "out.flac", "-convert_to=flac").exitCode, 0) << label;
+    EXPECT_EQ(Sh("metaflac --show-tag=WAVEFORMATEXTENSIBLE_CHANNEL_MASK out.flac | cut -d= -f2"),
+              field)
+        << label;
+    EXPECT_EQ(Probe("out.flac", "channel_layout"), Probe("src.wav", "channel_layout")) << label;
+    // Back to WAV, our decoder and the flac tool give the same speakers.
+    Sh("flac -d -f -s -o ref.wav out.flac");
+    ASSERT_EQ(Transmill("out.flac", "back.wav", "-convert_to=wav").exitCode, 0) << label;
+    EXPECT_EQ(Probe("back.wav", "channel_layout"), Probe("ref.wav", "channel_layout")) << label;
+  }
+}
+
 // The source's own description keeps its value, with the quality and the type behind it.
 TEST_F(FlacTest, SourceTagGainsTheQualityBehindItsValue) {
   Sh("sox -n -r 44100 -c 2 -b 16 src.wav synth 0.2 sine 440 && flac -s -f -T SOURCE=CD -o "

@@ -1,19 +1,17 @@
-// Vorbis channel layouts against WAV speaker masks.
-#include "codecs/vorbis/VorbisChannels.h"
-
-#include "codecs/common/SampleLayout.h"
+// Ogg channel layouts against WAV speaker masks.
+#include "codecs/common/OggChannels.h"
 
 #include <bit>
 #include <numeric>
 
-namespace vorbis {
+namespace codec {
 
 namespace {
 
 constexpr uint32_t FL = 0x1, FR = 0x2, FC = 0x4, LFE = 0x8, BL = 0x10, BR = 0x20, BC = 0x100,
                    SL = 0x200, SR = 0x400;
 
-// Per Vorbis channel, the speakers that may fill it, first choice first.
+// Per stream channel, the speakers that may fill it, first choice first.
 const std::vector<std::vector<uint32_t>>& Layout(int channels) {
   static const std::vector<std::vector<uint32_t>> kLayouts[] = {
       {{FC}},
@@ -28,7 +26,7 @@ const std::vector<std::vector<uint32_t>>& Layout(int channels) {
   return kLayouts[channels - 1];
 }
 
-// The WAV-order index of each Vorbis channel under mask; empty when a speaker is missing.
+// The WAV-order index of each stream channel under mask; empty when a speaker is missing.
 std::vector<int> Match(int channels, uint32_t mask) {
   std::vector<int> order;
   uint32_t free = mask;  // each speaker fills one Vorbis channel
@@ -48,12 +46,29 @@ std::vector<int> Match(int channels, uint32_t mask) {
 
 }  // namespace
 
-std::vector<int> VorbisOrder(int channels, uint32_t mask) {
+uint32_t OggChannelMask(int channels) {
+  static const uint32_t kMasks[] = {FC,
+                                    FL | FR,
+                                    FL | FR | FC,
+                                    FL | FR | BL | BR,
+                                    FL | FR | FC | BL | BR,
+                                    FL | FR | FC | LFE | BL | BR,
+                                    FL | FR | FC | LFE | BC | SL | SR,
+                                    FL | FR | FC | LFE | BL | BR | SL | SR};
+  return channels >= 1 && channels <= 8 ? kMasks[channels - 1] : 0;
+}
+
+TvWaveFormatExtensible OggDecodedImage(SampleKind kind, int channels, int rate) {
+  uint32_t mask = OggChannelMask(channels);
+  return MakeImage(kind, channels, rate, channels > 2, mask ? mask : TV_CHANNEL_MASK_UNKNOWN);
+}
+
+std::vector<int> OggChannelOrder(int channels, uint32_t mask) {
   std::vector<int> order;
   if (channels >= 3 && channels <= 8) {
     if (mask != TV_CHANNEL_MASK_UNKNOWN && std::popcount(mask) == channels)
       order = Match(channels, mask);
-    if (order.empty()) order = Match(channels, codec::DefaultChannelMask(channels));
+    if (order.empty()) order = Match(channels, DefaultChannelMask(channels));
   }
   if (order.empty()) {
     order.resize(size_t(channels > 0 ? channels : 0));
@@ -62,4 +77,4 @@ std::vector<int> VorbisOrder(int channels, uint32_t mask) {
   return order;
 }
 
-}  // namespace vorbis
+}  // namespace codec
