@@ -9,6 +9,7 @@
 #include <FLAC/stream_encoder.h>
 
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -173,8 +174,10 @@ std::string Encoder::StateText() {
   if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA)
     return "verification failed: the encoded audio does not decode to the source.";
   // Writes go through libFLAC's own file callbacks, whose failure it calls a client error.
+  // The system's reason is still in errno: the library returns as soon as a write fails.
   if (state == FLAC__STREAM_ENCODER_IO_ERROR || state == FLAC__STREAM_ENCODER_CLIENT_ERROR)
-    return "the file could not be written.";
+    return errno != 0 ? std::string("the file could not be written: ") + strerror(errno) + "."
+                      : "the file could not be written.";
   return std::string(FLAC__stream_encoder_get_resolved_state_string(flac)) + ".";
 }
 
@@ -257,6 +260,7 @@ const int32_t* Encoder::StreamSamples(const TvAudioBlock& block) {
 }
 
 bool Encoder::Encode(const TvAudioBlock& block) {
+  errno = 0;
   if (!FLAC__stream_encoder_process_interleaved(flac, StreamSamples(block),
                                                 unsigned(Frames(block))))
     return Failed("Encoding", StateText());
@@ -264,6 +268,7 @@ bool Encoder::Encode(const TvAudioBlock& block) {
 }
 
 bool Encoder::Finish() {
+  errno = 0;
   if (!FLAC__stream_encoder_finish(flac)) return Failed("Finishing", StateText());
   Release();
   return true;

@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Expected{"aiff", ".aiff", true, false, false, "No space left on device"},
                       Expected{"w64", ".w64", true, false, false, "No space left on device"},
                       Expected{"mp3", ".mp3", false, true, true, "No space left on device"},
-                      Expected{"flac", ".flac", true, false, true, "the file could not be written"},
+                      Expected{"flac", ".flac", true, false, true, "No space left on device"},
                       Expected{"vorbis", ".ogg", false, true, true, "No space left on device"},
                       Expected{"opus", ".opus", false, true, true, "write failed"},
                       Expected{"wavpack", ".wv", true, false, true, "disk probably full"}),
