@@ -1,4 +1,4 @@
-/* The plug-in records and keys as a C compiler sees them, for the C++ layout test to compare. */
+/* The plug-in records as a C compiler sees them, for the C++ layout test to compare. */
 #include "sdk/tv_plugin.h"
 
 /* Sizes and offsets in the order of the layout table. */
@@ -8,11 +8,3 @@ const size_t tvPluginLayoutFromC[] = {
 #include "tests/sdk/support/tv_plugin_layout.def"
 };
 const size_t tvPluginLayoutCountFromC = sizeof tvPluginLayoutFromC / sizeof tvPluginLayoutFromC[0];
-
-const char16_t* const tvPluginKeysFromC[] = {
-#define TV_SIZE(type, size32, size64)
-#define TV_FIELD(type, field, offset32, offset64)
-#define TV_KEY(name) name,
-#include "tests/sdk/support/tv_plugin_layout.def"
-};
-const size_t tvPluginKeyCountFromC = sizeof tvPluginKeysFromC / sizeof tvPluginKeysFromC[0];

@@ -1,5 +1,5 @@
-// The test decoder: announces what its configuration says and decodes a generated stream, or
-// blocks as a script of tokens lays them out.
+// The test decoder: announces what its configuration says and hands out blocks as a script of
+// tokens lays them out.
 #define TV_DECODER_PLUGIN
 #include <unistd.h>
 
@@ -39,7 +39,7 @@ void Fill(TestInstance& self, TvAudioBlock* block, uint64_t size) {
   self.position += size;
 }
 
-// One token of the "blocks" script; false for "F".
+// One token of the "blocks" script (none: nothing); false for "F".
 bool ScriptedBlock(TestInstance& self, TvAudioBlock* block) {
   if (self.blocks.empty() || self.blocks[0] == 'N') return true;
   size_t comma = std::min(self.blocks.find(','), self.blocks.size());
@@ -97,14 +97,7 @@ int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
     block->format = ConfiguredFormat(self);
     block->bitRate = block->format.Format.nAvgBytesPerSec * 8;
     block->msPosition = BytesToMs(block->format, self.position);
-    uint64_t total = uint64_t(self.Number("frames", 44100)) * block->format.Format.nBlockAlign;
-    if (!self.Setting("blocks").empty()) {
-      ok = ScriptedBlock(self, block);
-    } else {
-      uint64_t room = uint64_t(self.Number("blockframes", 4410)) * block->format.Format.nBlockAlign;
-      Fill(self, block, std::min(total - std::min(total, self.position), room));
-      block->endOfStream = self.position >= total;
-    }
+    ok = ScriptedBlock(self, block);
   }
   self.Record(
       "DecodeBlock -> " + std::to_string(ok) + " bytes=" + std::to_string(block->byteCount) +

@@ -65,10 +65,6 @@ int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info, int32_t* 
   if (self.fd >= 0) close(self.fd);
   self.fd = -1;
   *writeTags = int32_t(self.Number("writetags"));
-  // A tag block left in the record, e.g. several output names.
-  self.buffer = ReadWholeFile(self.Setting("extrainfo"));
-  if (!self.buffer.empty()) info->extraInfo = self.buffer.data();
-  if (!self.buffer.empty()) info->extraInfoSize = uint32_t(self.buffer.size());
   self.Record(line + " -> " + std::to_string(ok));
   return ok;
 }

@@ -23,12 +23,12 @@
 //     Creates are counted in the call log, other calls per instance, Get and Set also per key.
 //   error.<Export>=<text>: written to the error channel when that export fails.
 //   quit.<Export>=N: call N sets the quit event (from a Set of EventQuit, or a non-live pass).
-// Decoder: rate, channels, bits, tag, frames, blockframes, mslength, anyfile=1 (Open needs no
-//   file), ramp=1 (byte n is n mod 256). blocks=<tokens>, comma-separated: "<n>" n bytes, "<n>E"
+// Decoder: rate, channels, bits, tag, frames (of Open), mslength, anyfile=1 (Open needs no file),
+//   ramp=1 (byte n is n mod 256). blocks=<tokens>, comma-separated: "<n>" n bytes, "<n>E"
 //   n bytes and the end, "E" an empty last block, "@<ms>" after a count sets the position,
 //   "e" nothing yet, "N" nothing for ever, "F" a failing call, "Q" the quit event.
 // Encoder: writes the audio to the output file (output=0: no file; write=0: nothing written);
-//   writetags=1; extrainfo=<file>: that tag block is left in the record at the end.
+//   writetags=1.
 // DSP: a call's parameters ("key" alone is "key=1") win over the file. mul=N, add=N: byte b
 //   becomes b*N+add; rate=N rewrites the rate; cut=N keeps N bytes of a non-live pass; quit=1
 //   makes a non-live pass set the quit event.
