@@ -12,15 +12,9 @@
 #include "foundation/XTextCodec.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TestText.h"
 
 namespace {
-
-// Text as the log holds it, UTF-16LE.
-std::string Utf16(const std::u16string& text) {
-  std::string bytes;
-  for (char16_t unit : text) bytes += {char(unit & 0xFF), char(unit >> 8)};
-  return bytes;
-}
 
 class InfoPeekTest : public testing::Test {
  protected:
@@ -48,22 +42,20 @@ class InfoPeekTest : public testing::Test {
 TEST_F(InfoPeekTest, FollowsTheGrowingLogAsUtf8UntilTheEventIsGone) {
   auto event = std::make_unique<XEvent>(XUtf8ToUtf16(eventName).c_str());
   ASSERT_FALSE(event->AlreadyExisted());
-  Append(Utf16(u"->->  [Main]\r\n"));
+  Append(Utf16Le("->->  [Main]\r\n"));
   ChildProcess watcher(program, arguments);
   ASSERT_EQ(watcher.ReadLine(), "->->  [Main]");
 
   // A line that arrives in pieces: an odd byte, a surrogate pair and its CR LF cut in two.
-  std::string line = Utf16(u"  Gr\u00fc\u00dfe \U0001F3B5 done\r\n");
-  size_t cuts[] = {0, 5, line.find(Utf16(u"\U0001F3B5")) + 2, line.size() - 2, line.size()};
+  std::string line = Utf16Le("  Gr\u00fc\u00dfe \U0001F3B5 done\r\n");
+  size_t cuts[] = {0, 5, line.find(Utf16Le("\U0001F3B5")) + 2, line.size() - 2, line.size()};
   for (size_t i = 0; i + 1 < std::size(cuts); ++i) {
     Append(line.substr(cuts[i], cuts[i + 1] - cuts[i]));
     usleep(150000);
   }
-  EXPECT_EQ(watcher.ReadLine(),
-            "  Gr\xC3\xBC\xC3\x9F"
-            "e \xF0\x9F\x8E\xB5 done");
+  EXPECT_EQ(watcher.ReadLine(), "  Gr\u00fc\u00dfe \U0001F3B5 done");
 
-  Append(Utf16(u"<-<-  [Main]\r\n"));
+  Append(Utf16Le("<-<-  [Main]\r\n"));
   event.reset();  // the writer is gone: the watcher shows the rest and ends
   EXPECT_EQ(watcher.ReadLine(), "<-<-  [Main]");
   EXPECT_EQ(watcher.ReadLine(), "");
@@ -71,7 +63,7 @@ TEST_F(InfoPeekTest, FollowsTheGrowingLogAsUtf8UntilTheEventIsGone) {
 }
 
 TEST_F(InfoPeekTest, WithoutItsEventItShowsWhatThereIsAndEnds) {
-  Append(Utf16(u"only line\r\nand a CR that no LF follows\r"));
+  Append(Utf16Le("only line\r\nand a CR that no LF follows\r"));
   std::string output;
   EXPECT_EQ(RunChild(program, arguments, &output), 0);
   EXPECT_EQ(output, "only line\nand a CR that no LF follows\r\n");  // the last line ends here
@@ -79,7 +71,6 @@ TEST_F(InfoPeekTest, WithoutItsEventItShowsWhatThereIsAndEnds) {
 
 TEST_F(InfoPeekTest, BadArgumentsGiveUsageAndExitCodeOne) {
   const std::pair<std::vector<std::string>, const char*> cases[] = {
-      {{}, "Usage: InfoPeek"},
       {{"-DebugWatch=x"}, "Usage: InfoPeek"},
       {{"-DebugFile=y"}, "Usage: InfoPeek"},
       {{"-Other=1", "-DebugFile=y"}, "Usage: InfoPeek"},

@@ -84,10 +84,8 @@ int32_t Open(TvInstance instance, TvOpenInfo* info) {
 }
 
 int32_t Close(TvInstance instance, TvConversionInfo* info) {
-  bool ok = Of(instance)->Allowed("Close");
-  Of(instance)->Record("Close source=" + Quoted(info->sourceFile) +
-                       " output=" + Quoted(info->outputFile) + " -> " + std::to_string(ok));
-  return ok;
+  return Of(instance)->Logged(
+      "Close", " source=" + Quoted(info->sourceFile) + " output=" + Quoted(info->outputFile));
 }
 
 int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
@@ -107,12 +105,12 @@ int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
 
 #ifndef TVTEST_OMIT_SetPosition
 int32_t SetPosition(TvInstance instance, uint32_t first, uint32_t second) {
-  Of(instance)->Record("SetPosition " + std::to_string(first) + " " + std::to_string(second));
+  Of(instance)->Record("SetPosition" + Numbers({first, second}));
   return 1;
 }
 #endif
 
 int32_t DeleteATag(TvInstance instance, uint32_t first, uint32_t second) {
-  Of(instance)->Record("DeleteATag " + std::to_string(first) + " " + std::to_string(second));
+  Of(instance)->Record("DeleteATag" + Numbers({first, second}));
   return 1;
 }
