@@ -181,19 +181,6 @@ TEST(XDLLTest, FilesThatAreNoWholeLibraryAreNotLoaded) {
     EXPECT_FALSE(dsp.IsBound()) << file;
   }
 }
-TEST(XDLLTest, TwoBindingsOfOneLibraryKeepTheirOwnInstances) {
-  TestPluginSession session;
-  clTvDSP probe, member;
-  ASSERT_TRUE(probe.Load(Library("DSPs/TestDSP.so").CStr()) && probe.Make(nullptr));
-  ASSERT_TRUE(member.Load(Library("DSPs/TestDSP.so").CStr()) && member.Make(nullptr));
-  EXPECT_EQ(U8(probe.ModulePath()), U8(Library("DSPs/TestDSP.so")));
-  probe.Unload();
-  EXPECT_FALSE(probe.IsBound());
-  EXPECT_TRUE(probe.ModulePath().IsEmpty());
-  // The library stays loaded for the other binding, whose instance still answers.
-  EXPECT_EQ(member.RemoveConfigBit(2), 1);
-  EXPECT_EQ(session.TakeCalls().back(), "TestDSP DSP_RemoveConfigBit 2");
-}
 
 TEST(clTvDecoderTest, ReloadKeepsExtensionAndPathOnlyOnSuccessAndSetNumberPlacesTheNumber) {
   TestPluginSession session;
