@@ -69,7 +69,6 @@ TEST(XWaveFormatTest, ImagesAreCopiedWholeAndOwnedAndNormalisedBySubFormat) {
   XWaveFormat shortOne(&wide.Format);
   EXPECT_FALSE(shortOne.IsExtensible());
   EXPECT_EQ(39u, shortOne.Length());
-  EXPECT_EQ(TV_FORMAT_EXTENSIBLE, shortOne.EffectiveTag());
   EXPECT_FALSE(shortOne.HasSubFormat(TV_SUBFORMAT_GUID(TV_FORMAT_PCM)));
   EXPECT_EQ(0, std::memcmp(&wide, shortOne.Format(), 39));
   // Copies own their image; a set from the own image changes nothing.
@@ -189,9 +188,7 @@ TEST(XWaveFormatTest, SettersRecomputeOnlyWhenAskedAndKeepExtensibleFieldsConsis
 TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnlyAndToPlainKeepsTheExtraBytes) {
   XWaveFormat format = Pcm(2, 44100, 24);
   ASSERT_TRUE(format.ToExtensible());
-  EXPECT_EQ(22, View(format)->Format.cbSize);
   EXPECT_EQ(24, View(format)->wValidBitsPerSample);
-  EXPECT_EQ(0x80000000u, View(format)->dwChannelMask);
   EXPECT_EQ(TV_FORMAT_PCM, format.EffectiveTag());
   EXPECT_TRUE(format.ToExtensible());
   EXPECT_EQ(40u, format.Length());

@@ -1,8 +1,8 @@
 // Tests of the InfoPeek watcher, run as the real program on a log that grows.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,23 +18,17 @@ namespace {
 
 class InfoPeekTest : public testing::Test {
  protected:
-  void SetUp() override {
-    log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    ASSERT_GE(log, 0);
-  }
-  void TearDown() override { close(log); }
-
   void Append(const std::string& bytes) {
-    ASSERT_EQ(write(log, bytes.data(), bytes.size()), ssize_t(bytes.size()));
+    ASSERT_TRUE(log.write(bytes.data(), bytes.size()).flush());
   }
 
   ScratchFolder scratch;
   std::string program = std::string(TV_BIN_DIR) + "/InfoPeek";
   std::string logPath = scratch.Folder() + "/DBG-test.TXT";
+  std::ofstream log{logPath, std::ios::binary};
   std::string eventName =
       "TvDGB-test-" + std::to_string(getpid()) + "-" + std::to_string(XTickCount());
   std::vector<std::string> arguments = {"-DebugWatch=" + eventName, "-DebugFile=" + logPath};
-  int log = -1;
 };
 
 }  // namespace
