@@ -22,6 +22,12 @@ TvWaveFormatExtensible Wide(uint16_t subTag, uint16_t channels, uint32_t rate, u
   return wide;
 }
 
+// An extensible image with room behind it for the extra bytes its cbSize claims.
+struct Padded {
+  TvWaveFormatExtensible wide;
+  uint8_t extra[18] = {};
+};
+
 XWaveFormat Pcm(uint16_t channels, uint32_t rate, uint16_t bits) {
   XWaveFormat format;
   format.SetPCM(channels, rate, bits);
@@ -194,12 +200,10 @@ TEST(XWaveFormatTest, ToExtensibleConvertsPcmAndFloatOnlyAndToPlainKeepsTheExtra
   EXPECT_EQ(40u, format.Length());
   TvWaveFormatEx adpcm = {TV_FORMAT_ADPCM, 2, 44100, 22311, 2048, 4, 0};
   EXPECT_FALSE(XWaveFormat(&adpcm).ToExtensible());
-  uint8_t image[44] = {};
-  TvWaveFormatExtensible wide = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 32);
-  wide.Format.cbSize = 26;
-  std::memcpy(image, &wide, 40);
-  std::memcpy(image + 40, "\x11\x22\x33\x44", 4);
-  XWaveFormat plain(reinterpret_cast<const TvWaveFormatEx*>(image));
+  Padded image{Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 32)};
+  image.wide.Format.cbSize = 26;
+  std::memcpy(image.extra, "\x11\x22\x33\x44", 4);
+  XWaveFormat plain(&image.wide.Format);
   ASSERT_TRUE(plain.ToPlain());
   EXPECT_EQ(TV_FORMAT_IEEE_FLOAT, plain.Format()->wFormatTag);
   EXPECT_EQ(4, plain.Format()->cbSize);
@@ -218,12 +222,11 @@ TEST(XWaveFormatTest, StandardDepthsByTagAndCopy40CapsCbSize) {
   EXPECT_FALSE(Pcm(2, 44100, 20).IsStandardDepth());
   wide.Format.wBitsPerSample = 16;
   EXPECT_FALSE(XWaveFormat(&wide.Format).IsStandardDepth());
-  uint8_t image[50] = {};
-  wide.Format.cbSize = 32;
-  std::memcpy(image, &wide, 40);
+  Padded image{wide};
+  image.wide.Format.cbSize = 32;
   TvWaveFormatExtensible out;
   std::memset(&out, 0xAB, sizeof out);
-  XWaveFormat(reinterpret_cast<const TvWaveFormatEx*>(image)).Copy40(&out);
+  XWaveFormat(&image.wide.Format).Copy40(&out);
   EXPECT_EQ(22, out.Format.cbSize);
   EXPECT_EQ(0, std::memcmp(&wide.SubFormat, &out.SubFormat, 16));
 }
@@ -256,18 +259,12 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
   for (size_t i = 0; i < std::size(cases); ++i)
     EXPECT_EQ(cases[i].same, XWaveFormat::IsSame(cases[i].first, cases[i].second)) << i;
   // From cbSize 40 the GUID and valid bits count.
-  uint8_t first[58] = {}, second[58] = {};
-  widePcm.Format.cbSize = wideFloat.Format.cbSize = 40;
-  std::memcpy(first, &widePcm, 40);
-  std::memcpy(second, &wideFloat, 40);
-  auto same = [&] {
-    return XWaveFormat::IsSame(reinterpret_cast<const TvWaveFormatEx*>(first),
-                               reinterpret_cast<const TvWaveFormatEx*>(second));
-  };
-  EXPECT_FALSE(same());
-  std::memcpy(second, &widePcm, 40);
-  reinterpret_cast<TvWaveFormatExtensible*>(second)->wValidBitsPerSample = 12;
-  EXPECT_FALSE(same());
+  Padded first{widePcm}, second{wideFloat};
+  first.wide.Format.cbSize = second.wide.Format.cbSize = 40;
+  EXPECT_FALSE(XWaveFormat::IsSame(&first.wide.Format, &second.wide.Format));
+  second.wide = first.wide;
+  second.wide.wValidBitsPerSample = 12;
+  EXPECT_FALSE(XWaveFormat::IsSame(&first.wide.Format, &second.wide.Format));
 }
 
 // The header written for a count of frames, read back as bytes.
