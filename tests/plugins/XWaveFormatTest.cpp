@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "foundation/XFile.h"
@@ -40,11 +41,8 @@ const TvWaveFormatExtensible* View(const XWaveFormat& format) {
 
 // Derived fields after a set: recomputed for PCM and float, kept otherwise, never zero.
 TEST(XWaveFormatTest, NormalisationDerivesOrKeepsTheDivisors) {
-  struct Case {
-    TvWaveFormatEx image;
-    uint32_t avgBytes;
-    uint16_t blockAlign;
-  } cases[] = {
+  // The image, then its bytes a second and block alignment.
+  const std::tuple<TvWaveFormatEx, uint32_t, uint16_t> cases[] = {
       {{0, 0, 0, 0, 0, 0, 0}, 1, 1},
       {{TV_FORMAT_PCM, 2, 44100, 9, 9, 16, 0}, 176400, 4},
       {{TV_FORMAT_PCM, 3, 1000, 0, 0, 20, 0}, 7000, 7},  // 60 bits are 7 whole bytes
@@ -53,10 +51,10 @@ TEST(XWaveFormatTest, NormalisationDerivesOrKeepsTheDivisors) {
       {{TV_FORMAT_ADPCM, 2, 44100, 22311, 2048, 4, 0}, 22311, 2048},
       {{0x55, 2, 44100, 0, 0, 0, 0}, 1, 1},
   };
-  for (const Case& c : cases) {
-    XWaveFormat format(&c.image);
-    EXPECT_EQ(c.avgBytes, format.Format()->nAvgBytesPerSec) << c.image.wFormatTag;
-    EXPECT_EQ(c.blockAlign, format.Format()->nBlockAlign) << c.image.wFormatTag;
+  for (const auto& [image, avgBytes, blockAlign] : cases) {
+    XWaveFormat format(&image);
+    EXPECT_EQ(avgBytes, format.Format()->nAvgBytesPerSec) << image.wFormatTag;
+    EXPECT_EQ(blockAlign, format.Format()->nBlockAlign) << image.wFormatTag;
   }
 }
 
@@ -240,10 +238,7 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
   TvWaveFormatExtensible widePcm = Wide(TV_FORMAT_PCM, 2, 44100, 16);
   TvWaveFormatExtensible wideFloat = Wide(TV_FORMAT_IEEE_FLOAT, 2, 44100, 16);
   TvWaveFormatExtensible unknown = Wide(0x55, 2, 44100, 16);
-  struct Case {
-    const TvWaveFormatEx *first, *second;
-    bool same;
-  } cases[] = {
+  const std::tuple<const TvWaveFormatEx*, const TvWaveFormatEx*, bool> cases[] = {
       {a.Format(), b.Format(), true},
       {a.Format(), rate.Format(), false},
       {a.Format(), mono.Format(), false},
@@ -257,7 +252,9 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
       {&widePcm.Format, &wideFloat.Format, true},  // cbSize 22: the GUIDs are not compared
   };
   for (size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(cases[i].same, XWaveFormat::IsSame(cases[i].first, cases[i].second)) << i;
+    EXPECT_EQ(std::get<2>(cases[i]),
+              XWaveFormat::IsSame(std::get<0>(cases[i]), std::get<1>(cases[i])))
+        << i;
   // From cbSize 40 the GUID and valid bits count.
   Padded first{widePcm}, second{wideFloat};
   first.wide.Format.cbSize = second.wide.Format.cbSize = 40;
@@ -289,18 +286,15 @@ TEST(XWaveFormatTest, WaveHeadersAreLaidOutByteByByte) {
   EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
             std::string("RIFF\x32\0\0\0WAVEfmt \x12\0\0\0", 20) + format +
                 std::string("data\x0c\0\0\0", 8));
-  // Frames, and the RIFF and data sizes written for them: a pad byte counts for odd data.
-  struct Case {
-    uint16_t channels, bits;
-    uint64_t frames;
-    uint32_t riff, data;
-  } cases[] = {{1, 8, 3, 42, 3},
-               {8, 32, 0x10000000ull, 0xFFFFFFFFu, 0xFFFFFFFFu},  // exactly 2^33 bytes
-               {8, 32, 0xFFFFFFE0ull / 32, 0xFFFFFFFFu, 0xFFFFFFE0u}};
-  for (const Case& c : cases) {
-    bytes = WriteHeader(folder / "sized.wav", Pcm(c.channels, 8000, c.bits), c.frames);
-    EXPECT_EQ(c.riff, U32(bytes, 4)) << c.frames;
-    EXPECT_EQ(c.data, U32(bytes, 42)) << c.frames;
+  // Channels, bits, frames, then the RIFF and data sizes written: a pad byte counts for odd data.
+  const std::tuple<uint16_t, uint16_t, uint64_t, uint32_t, uint32_t> cases[] = {
+      {1, 8, 3, 42, 3},
+      {8, 32, 0x10000000ull, 0xFFFFFFFFu, 0xFFFFFFFFu},  // exactly 2^33 bytes
+      {8, 32, 0xFFFFFFE0ull / 32, 0xFFFFFFFFu, 0xFFFFFFE0u}};
+  for (auto [channels, bits, frames, riff, data] : cases) {
+    bytes = WriteHeader(folder / "sized.wav", Pcm(channels, 8000, bits), frames);
+    EXPECT_EQ(riff, U32(bytes, 4)) << frames;
+    EXPECT_EQ(data, U32(bytes, 42)) << frames;
   }
   XWaveFormat wide = Pcm(6, 48000, 24);
   ASSERT_TRUE(wide.ToExtensible());
