@@ -251,10 +251,9 @@ TEST(XWaveFormatTest, IsSameComparesChannelsBitsAndRateThroughExtensible) {
       {a.Format(), &unknown.Format, false},
       {&widePcm.Format, &wideFloat.Format, true},  // cbSize 22: the GUIDs are not compared
   };
-  for (size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(std::get<2>(cases[i]),
-              XWaveFormat::IsSame(std::get<0>(cases[i]), std::get<1>(cases[i])))
-        << i;
+  int row = 0;
+  for (auto [first, second, same] : cases)
+    EXPECT_EQ(same, XWaveFormat::IsSame(first, second)) << row++;
   // From cbSize 40 the GUID and valid bits count.
   Padded first{widePcm}, second{wideFloat};
   first.wide.Format.cbSize = second.wide.Format.cbSize = 40;
