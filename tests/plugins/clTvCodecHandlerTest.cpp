@@ -14,34 +14,23 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <zlib.h>
+#include <map>
 
 namespace {
 
 std::string Items(const XStringList& list) { return U8(list.Join(u"|")); }
 
-// What the installed test plug-ins announce, by the kind a test installs.
-struct Announcing {
-  const char* kind;
-  const char* library;
-  std::vector<std::string> settings;
-};
-const Announcing kKinds[] = {
-    {"decoder_flac",
-     "decoder/TestDecoder.so",
-     {"get.Decodes=1|.flac|FLAC;1|.fla|FLAC", "get.StreamingDecodes=1|.flac|FLAC"}},
-    {"decoder_mpeg",
-     "decoder/TestDecoder.so",
+// What an installed test decoder announces, by the kind a test installs; "incomplete" lacks an
+// export, so it never loads.
+const std::map<std::string, std::vector<std::string>> kKinds = {
+    {"flac", {"get.Decodes=1|.flac|FLAC;1|.fla|FLAC", "get.StreamingDecodes=1|.flac|FLAC"}},
+    {"mpeg",
      {"get.Decodes=1|.MP3|MPEG Layer-3;1|.mp2|MPEG Layer-2;1|.mpa|MPEG Layer-3;1|(null)|none;"
       "1|.ogg|Vorbis",
       "get.StreamingDecodes=1|.mp3|MPEG Layer-3"}},
-    {"decoder_unlisted", "decoder/TestDecoder.so", {"get.Decodes=1|.wav|Wave", "get.Unlisted=1"}},
-    {"decoder_ignored",
-     "decoder/TestDecoder.so",
-     {"get.Decodes=1|.cue.IGNORE|Cue Sheet;1|.ignore|aiff;1|.aif|Aiff;1||Raw"}},
-    // Announces .flac but lacks an export, so it never loads.
-    {"decoder_incomplete", "decoder/NoSetPosition.so", {"get.Decodes=1|.flac|FLAC"}},
-    {"encoder", "encoder/TestEncoder.so", {"get.Extension=1|.tst"}},
-    {"dsp", "DSPs/TestDSP.so", {}},
+    {"unlisted", {"get.Decodes=1|.wav|Wave", "get.Unlisted=1"}},
+    {"ignored", {"get.Decodes=1|.cue.IGNORE|Cue Sheet;1|.ignore|aiff;1|.aif|Aiff;1||Raw"}},
+    {"incomplete", {"get.Decodes=1|.flac|FLAC"}},
 };
 
 // A private settings store and a private program folder with empty plug-in folders.
@@ -56,16 +45,14 @@ class clTvCodecHandlerTest : public ::testing::Test {
   }
   void TearDown() override { clTvCodecHandler::SetBaseFolder(XString()); }
 
-  // A copy (a file of its own, so the loader can't take it for another) of a test plug-in,
+  // A copy (a file of its own, so the loader can't take it for another) of the test decoder,
   // configured to announce what its kind does under its new name.
-  void Install(const std::string& folder, const std::string& name, const std::string& kind) {
-    for (const Announcing& entry : kKinds) {
-      if (kind != entry.kind) continue;
-      std::filesystem::copy_file(U8(TestPluginSession::Library(entry.library)),
-                                 base + folder + "/" + name);
-      for (const std::string& setting : entry.settings)
-        config.push_back(name.substr(0, name.find('.')) + "." + setting);
-    }
+  void Install(const std::string& name, const std::string& kind) {
+    std::string library = kind == "incomplete" ? "NoSetPosition.so" : "TestDecoder.so";
+    std::filesystem::copy_file(U8(TestPluginSession::Library("decoder/" + library)),
+                               base + "decoder/" + name);
+    for (const std::string& setting : kKinds.at(kind))
+      config.push_back(name.substr(0, name.find('.')) + "." + setting);
     session.Configure(config);
   }
   // The plug-ins' creates since the last look, as "<name> <export>".
@@ -100,8 +87,8 @@ class clTvCodecHandlerTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(clTvCodecHandlerTest, AScanCachesThePathAndAHitLoadsOnlyThatLibrary) {
-  for (const char* name : {"a.so", "b.so", "c.so"}) Install("decoder", name, "decoder_mpeg");
-  Install("decoder", "flac.so", "decoder_flac");
+  for (const char* name : {"a.so", "b.so", "c.so"}) Install(name, "mpeg");
+  Install("flac.so", "flac");
   clTvDecoder first;
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/song.fla", first, &context));
   EXPECT_EQ(U8(first.Extension()), ".fla");
@@ -128,8 +115,8 @@ TEST_F(clTvCodecHandlerTest, AScanCachesThePathAndAHitLoadsOnlyThatLibrary) {
 }
 
 TEST_F(clTvCodecHandlerTest, StaleEntriesAreMendedByTheScanAndAMissLeavesThemAsTheyWere) {
-  Install("decoder", "flac2.so", "decoder_flac");
-  Install("decoder", "mpeg.so", "decoder_mpeg");
+  Install("flac2.so", "flac");
+  Install("mpeg.so", "mpeg");
   SetCached(u".mp3", base + "decoder/flac2.so");
   SetCached(u".xyz", base + "decoder/mpeg.so");
   clTvDecoder decoder;
@@ -148,7 +135,7 @@ TEST_F(clTvCodecHandlerTest, StaleEntriesAreMendedByTheScanAndAMissLeavesThemAsT
 }
 
 TEST_F(clTvCodecHandlerTest, StreamsTakeBareNamesAndFilesNeedAnExtension) {
-  Install("decoder", "flac.so", "decoder_flac");
+  Install("flac.so", "flac");
   clTvDecoder decoder;
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u".flac", decoder, &context, nullptr, true));
   EXPECT_EQ(U8(decoder.Extension()), ".flac");
@@ -156,17 +143,17 @@ TEST_F(clTvCodecHandlerTest, StreamsTakeBareNamesAndFilesNeedAnExtension) {
   EXPECT_TRUE(clTvCodecHandler::FindDecoder(u"x.fla", decoder, &context));
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"flac", decoder, &context));
   EXPECT_FALSE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
-  Install("decoder", "raw.so", "decoder_ignored");  // announces an empty extension
+  Install("raw.so", "ignored");  // announces an empty extension
   ASSERT_TRUE(clTvCodecHandler::FindDecoder(u"/music/a.b/README", decoder, &context));
   EXPECT_EQ(Cached(u""), base + "decoder/raw.so");
 }
 
 TEST_F(clTvCodecHandlerTest, ListDecoderTypesTakesListedLibrariesAndBuildsTheFilters) {
-  Install("decoder", "flac.so", "decoder_flac");
-  Install("decoder", "mpeg.so", "decoder_mpeg");
-  Install("decoder", "wave.so", "decoder_unlisted");
-  Install("decoder", "mixed.so", "decoder_ignored");
-  Install("decoder", "broken.so", "decoder_incomplete");
+  Install("flac.so", "flac");
+  Install("mpeg.so", "mpeg");
+  Install("wave.so", "unlisted");
+  Install("mixed.so", "ignored");
+  Install("broken.so", "incomplete");
   XStringList extensions, names, filters;
   clTvCodecHandler::ListDecoderTypes(true, &extensions, &names, &filters);
   ASSERT_TRUE(extensions.Count() == 8 && names.Count() == 8);
