@@ -1,4 +1,5 @@
-// Named events, mutexes, blocks and the counter of the C API, across real processes.
+// Named events, mutexes and blocks of the C API, across real processes: what the wrappers in
+// foundation do not show (killed users, half-made objects, names, private events, bad handles).
 #include "sdk/tv_named.h"
 
 #include <fcntl.h>
@@ -19,27 +20,6 @@ static Event OpenEvent(const std::string& name, int* existed = nullptr) {
   return Event(tv_event_create(name.c_str(), existed), &tv_event_close);
 }
 
-TEST(TvNamedTest, EventIsSharedByNameAcrossProcessesAndStaysSetUntilReset) {
-  std::string name = UniqueName("evt");
-  int existed = -1;
-  Event first = OpenEvent(name, &existed);
-  EXPECT_EQ(existed, 0);
-  Event second = OpenEvent(name, &existed);
-  EXPECT_EQ(existed, 1);
-  errno = 0;
-  EXPECT_EQ(tv_event_wait(first.get(), 0), 0);
-  EXPECT_EQ(tv_event_wait(first.get(), 30), 0);
-  EXPECT_EQ(errno, ETIMEDOUT);
-  EXPECT_EQ(RunPeer(CPeer(), {"event-wait", name, "30"}), 3);
-  std::string output;
-  EXPECT_EQ(RunPeer(CPeer(), {"event-set", name}, &output), 0);
-  EXPECT_EQ(output, "existed=1\n");
-  EXPECT_EQ(tv_event_wait(second.get(), TV_INFINITE), 1);
-  EXPECT_EQ(tv_event_wait(first.get(), 10), 1);
-  tv_event_reset(second.get());
-  EXPECT_EQ(tv_event_wait(first.get(), 1), 0);
-}
-
 TEST(TvNamedTest, WaiterKilledInsideAWaitDoesNotStopTheNextOne) {
   std::string name = UniqueName("evt");
   Event event = OpenEvent(name);
@@ -54,17 +34,6 @@ TEST(TvNamedTest, WaiterKilledInsideAWaitDoesNotStopTheNextOne) {
   EXPECT_EQ(waiter.Wait(), 0);
   event.reset();
   EXPECT_FALSE(ShmExists("evt", name));
-}
-
-TEST(TvNamedTest, WaitEitherTellsWhichEventIsSet) {
-  std::string secondName = UniqueName("evt");
-  Event first = OpenEvent(UniqueName("evt")), second = OpenEvent(secondName);
-  EXPECT_EQ(tv_event_wait_either(first.get(), second.get(), 20), 0);
-  ASSERT_EQ(RunPeer(CPeer(), {"event-set", secondName}), 0);
-  EXPECT_EQ(tv_event_wait_either(first.get(), second.get(), 20000), 2);
-  tv_event_set(first.get());
-  EXPECT_EQ(tv_event_wait_either(first.get(), second.get(), 0), 1);
-  EXPECT_EQ(tv_event_wait_either(first.get(), nullptr, 0), -1);
 }
 
 TEST(TvNamedTest, DuplicatesShareTheStateAndKeepTheEventAlive) {
@@ -87,51 +56,23 @@ TEST(TvNamedTest, BadHandlesAndNamesFailWithoutCrashing) {
   EXPECT_EQ(tv_mutex_lock(nullptr, 0), -1);
   EXPECT_EQ(tv_mutex_unlock(nullptr) + tv_counter_read(nullptr, &value), 0);
   EXPECT_EQ(tv_event_duplicate(nullptr), nullptr);
+  EXPECT_EQ(tv_event_wait_either(OpenEvent("").get(), nullptr, 0), -1);
   EXPECT_EQ(tv_counter_create("", nullptr), nullptr);
   EXPECT_EQ(tv_counter_create(nullptr, nullptr), nullptr);
   EXPECT_EQ(tv_block_data(nullptr), nullptr);
 }
 
-TEST(TvNamedTest, MutexIsRecursiveAndGoesFromAKilledHolderToTheNextLocker) {
+TEST(TvNamedTest, MutexGoesFromAKilledHolderToTheNextLocker) {
   std::string name = UniqueName("mtx");
   tv_mutex* mutex = tv_mutex_create(name.c_str(), nullptr);
-  ASSERT_EQ(tv_mutex_lock(mutex, 0), 1);
-  ASSERT_EQ(tv_mutex_lock(mutex, TV_INFINITE), 1);
-  EXPECT_EQ(tv_mutex_unlock(mutex), 1);
-  EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", name, "20"}), 3);
-  tv_mutex_unlock(mutex);
-  EXPECT_EQ(tv_mutex_unlock(mutex), 0);
   Peer holder(CPeer(), {"mutex-hold", name});
   ASSERT_TRUE(holder.WaitFor("ready"));
-  errno = 0;
   EXPECT_EQ(tv_mutex_lock(mutex, 10), 0);
-  EXPECT_EQ(errno, ETIMEDOUT);
   holder.Kill();
   EXPECT_EQ(tv_mutex_lock(mutex, 20000), 1);
-  EXPECT_EQ(tv_mutex_unlock(mutex), 1);
+  EXPECT_EQ(tv_mutex_unlock(mutex) + tv_mutex_unlock(mutex) * 2, 1);  // held once, freed once
   EXPECT_EQ(RunPeer(CPeer(), {"mutex-try", name, "20000"}), 0);
   tv_mutex_close(mutex);
-}
-
-TEST(TvNamedTest, CounterIsALittleEndianBlockUnderAMutexSharedAcrossProcesses) {
-  std::string name = UniqueName("cnt");
-  int existed = -1;
-  tv_counter* counter = tv_counter_create(name.c_str(), &existed);
-  ASSERT_NE(counter, nullptr);
-  EXPECT_EQ(existed, 0);
-  uint64_t value = 1;
-  ASSERT_EQ(tv_counter_read(counter, &value), 1);
-  EXPECT_EQ(value, 0u);
-  ASSERT_EQ(RunPeer(CPeer(), {"counter-write", name, "18446744073709551615"}), 0);
-  ASSERT_EQ(tv_counter_read(counter, &value), 1);
-  EXPECT_EQ(value, 18446744073709551615ull);
-  ASSERT_EQ(tv_counter_write(counter, 0x0102030405060708ull), 1);
-  std::string output;
-  EXPECT_EQ(RunPeer(CPeer(), {"counter-read", name}, &output), 0);
-  EXPECT_EQ(output, "existed=1\nvalue=72623859790382856\n");
-  EXPECT_TRUE(ShmExists("mtx", "SMutex_" + name) && ShmExists("blk", "NSharedData_" + name));
-  tv_counter_close(counter);
-  EXPECT_FALSE(ShmExists("mtx", "SMutex_" + name) || ShmExists("blk", "NSharedData_" + name));
 }
 
 TEST(TvNamedTest, BlockKeepsItsSizeAndContentWhenOpenedWithAnotherSize) {

@@ -1,8 +1,8 @@
 // Tests of the InfoPeek watcher, run as the real program on a log that grows.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,35 +12,23 @@
 #include "foundation/XTextCodec.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
-// Text as the log holds it, UTF-16LE.
-std::string Utf16(const std::u16string& text) {
-  std::string bytes;
-  for (char16_t unit : text) bytes += {char(unit & 0xFF), char(unit >> 8)};
-  return bytes;
-}
-
 class InfoPeekTest : public testing::Test {
  protected:
-  void SetUp() override {
-    log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    ASSERT_GE(log, 0);
-  }
-  void TearDown() override { close(log); }
-
   void Append(const std::string& bytes) {
-    ASSERT_EQ(write(log, bytes.data(), bytes.size()), ssize_t(bytes.size()));
+    ASSERT_TRUE(log.write(bytes.data(), bytes.size()).flush());
   }
 
   ScratchFolder scratch;
   std::string program = std::string(TV_BIN_DIR) + "/InfoPeek";
   std::string logPath = scratch.Folder() + "/DBG-test.TXT";
+  std::ofstream log{logPath, std::ios::binary};
   std::string eventName =
       "TvDGB-test-" + std::to_string(getpid()) + "-" + std::to_string(XTickCount());
   std::vector<std::string> arguments = {"-DebugWatch=" + eventName, "-DebugFile=" + logPath};
-  int log = -1;
 };
 
 }  // namespace
@@ -48,22 +36,20 @@ class InfoPeekTest : public testing::Test {
 TEST_F(InfoPeekTest, FollowsTheGrowingLogAsUtf8UntilTheEventIsGone) {
   auto event = std::make_unique<XEvent>(XUtf8ToUtf16(eventName).c_str());
   ASSERT_FALSE(event->AlreadyExisted());
-  Append(Utf16(u"->->  [Main]\r\n"));
+  Append(Utf16Le("->->  [Main]\r\n"));
   ChildProcess watcher(program, arguments);
   ASSERT_EQ(watcher.ReadLine(), "->->  [Main]");
 
   // A line that arrives in pieces: an odd byte, a surrogate pair and its CR LF cut in two.
-  std::string line = Utf16(u"  Gr\u00fc\u00dfe \U0001F3B5 done\r\n");
-  size_t cuts[] = {0, 5, line.find(Utf16(u"\U0001F3B5")) + 2, line.size() - 2, line.size()};
+  std::string line = Utf16Le("  Gr\u00fc\u00dfe \U0001F3B5 done\r\n");
+  size_t cuts[] = {0, 5, line.find(Utf16Le("\U0001F3B5")) + 2, line.size() - 2, line.size()};
   for (size_t i = 0; i + 1 < std::size(cuts); ++i) {
     Append(line.substr(cuts[i], cuts[i + 1] - cuts[i]));
     usleep(150000);
   }
-  EXPECT_EQ(watcher.ReadLine(),
-            "  Gr\xC3\xBC\xC3\x9F"
-            "e \xF0\x9F\x8E\xB5 done");
+  EXPECT_EQ(watcher.ReadLine(), "  Gr\u00fc\u00dfe \U0001F3B5 done");
 
-  Append(Utf16(u"<-<-  [Main]\r\n"));
+  Append(Utf16Le("<-<-  [Main]\r\n"));
   event.reset();  // the writer is gone: the watcher shows the rest and ends
   EXPECT_EQ(watcher.ReadLine(), "<-<-  [Main]");
   EXPECT_EQ(watcher.ReadLine(), "");
@@ -71,7 +57,7 @@ TEST_F(InfoPeekTest, FollowsTheGrowingLogAsUtf8UntilTheEventIsGone) {
 }
 
 TEST_F(InfoPeekTest, WithoutItsEventItShowsWhatThereIsAndEnds) {
-  Append(Utf16(u"only line\r\nand a CR that no LF follows\r"));
+  Append(Utf16Le("only line\r\nand a CR that no LF follows\r"));
   std::string output;
   EXPECT_EQ(RunChild(program, arguments, &output), 0);
   EXPECT_EQ(output, "only line\nand a CR that no LF follows\r\n");  // the last line ends here
@@ -79,7 +65,6 @@ TEST_F(InfoPeekTest, WithoutItsEventItShowsWhatThereIsAndEnds) {
 
 TEST_F(InfoPeekTest, BadArgumentsGiveUsageAndExitCodeOne) {
   const std::pair<std::vector<std::string>, const char*> cases[] = {
-      {{}, "Usage: InfoPeek"},
       {{"-DebugWatch=x"}, "Usage: InfoPeek"},
       {{"-DebugFile=y"}, "Usage: InfoPeek"},
       {{"-Other=1", "-DebugFile=y"}, "Usage: InfoPeek"},

@@ -35,18 +35,13 @@ int32_t DSP_BeginConversion(TvInstance instance, TvConversionInfo* info,
                             const char16_t* parameters) {
   TestInstance& self = *Of(instance);
   self.TakeParameters(parameters);
-  bool ok = self.Allowed("DSP_BeginConversion");
-  self.Record("DSP_BeginConversion output=" + Quoted(info->outputFile) +
-              " format=" + FormatText(info->format) + " parameters=" + Quoted(parameters) + " -> " +
-              std::to_string(ok));
-  return ok;
+  return self.Logged("DSP_BeginConversion", " output=" + Quoted(info->outputFile) +
+                                                " format=" + FormatText(info->format) +
+                                                " parameters=" + Quoted(parameters));
 }
 
 int32_t DSP_EndConversion(TvInstance instance, TvConversionInfo* info) {
-  bool ok = Of(instance)->Allowed("DSP_EndConversion");
-  Of(instance)->Record("DSP_EndConversion output=" + Quoted(info->outputFile) + " -> " +
-                       std::to_string(ok));
-  return ok;
+  return Of(instance)->Logged("DSP_EndConversion", " output=" + Quoted(info->outputFile));
 }
 
 int32_t DSP_PassAudioBlock(TvInstance instance, TvAudioBlock* block) {
@@ -84,9 +79,8 @@ int32_t DSP_PassNonLive(TvInstance instance, const char16_t* rawFile,
 }
 
 int32_t DSP_AfterConversion(TvInstance instance, TvConversionInfo* info) {
-  bool ok = Of(instance)->Allowed("DSP_AfterConversion");
   auto* after = reinterpret_cast<TvAfterConversionInfo*>(info);
-  Of(instance)->Record("DSP_AfterConversion output=" + Quoted(info->outputFile) +
-                       " failed=" + std::to_string(after->failed) + " -> " + std::to_string(ok));
-  return ok;
+  return Of(instance)->Logged(
+      "DSP_AfterConversion",
+      " output=" + Quoted(info->outputFile) + " failed=" + std::to_string(after->failed));
 }

@@ -1,5 +1,5 @@
-// The test decoder: announces what its configuration says and decodes a generated stream, or
-// blocks as a script of tokens lays them out.
+// The test decoder: announces what its configuration says and hands out blocks as a script of
+// tokens lays them out.
 #define TV_DECODER_PLUGIN
 #include <unistd.h>
 
@@ -39,7 +39,7 @@ void Fill(TestInstance& self, TvAudioBlock* block, uint64_t size) {
   self.position += size;
 }
 
-// One token of the "blocks" script; false for "F".
+// One token of the "blocks" script (none: nothing); false for "F".
 bool ScriptedBlock(TestInstance& self, TvAudioBlock* block) {
   if (self.blocks.empty() || self.blocks[0] == 'N') return true;
   if (self.blocks[0] == 'G' && access(self.Setting("gate").c_str(), F_OK) != 0) return true;
@@ -85,10 +85,8 @@ int32_t Open(TvInstance instance, TvOpenInfo* info) {
 }
 
 int32_t Close(TvInstance instance, TvConversionInfo* info) {
-  bool ok = Of(instance)->Allowed("Close");
-  Of(instance)->Record("Close source=" + Quoted(info->sourceFile) +
-                       " output=" + Quoted(info->outputFile) + " -> " + std::to_string(ok));
-  return ok;
+  return Of(instance)->Logged(
+      "Close", " source=" + Quoted(info->sourceFile) + " output=" + Quoted(info->outputFile));
 }
 
 int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
@@ -98,14 +96,7 @@ int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
     block->format = ConfiguredFormat(self);
     block->bitRate = block->format.Format.nAvgBytesPerSec * 8;
     block->msPosition = BytesToMs(block->format, self.position);
-    uint64_t total = uint64_t(self.Number("frames", 44100)) * block->format.Format.nBlockAlign;
-    if (!self.Setting("blocks").empty()) {
-      ok = ScriptedBlock(self, block);
-    } else {
-      uint64_t room = uint64_t(self.Number("blockframes", 4410)) * block->format.Format.nBlockAlign;
-      Fill(self, block, std::min(total - std::min(total, self.position), room));
-      block->endOfStream = self.position >= total;
-    }
+    ok = ScriptedBlock(self, block);
   }
   self.Record(
       "DecodeBlock -> " + std::to_string(ok) + " bytes=" + std::to_string(block->byteCount) +
@@ -115,12 +106,12 @@ int32_t DecodeBlock(TvInstance instance, TvAudioBlock* block) {
 
 #ifndef TVTEST_OMIT_SetPosition
 int32_t SetPosition(TvInstance instance, uint32_t first, uint32_t second) {
-  Of(instance)->Record("SetPosition " + std::to_string(first) + " " + std::to_string(second));
+  Of(instance)->Record("SetPosition" + Numbers({first, second}));
   return 1;
 }
 #endif
 
 int32_t DeleteATag(TvInstance instance, uint32_t first, uint32_t second) {
-  Of(instance)->Record("DeleteATag " + std::to_string(first) + " " + std::to_string(second));
+  Of(instance)->Record("DeleteATag" + Numbers({first, second}));
   return 1;
 }

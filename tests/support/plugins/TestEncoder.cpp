@@ -40,9 +40,7 @@ int32_t ENC_BeginConversion(TvInstance instance, TvConversionInfo* info) {
   if (info->outputFile != nullptr && self.Number("output", 1) != 0)
     self.fd =
         open(ToUtf8(info->outputFile).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  bool ok = self.Allowed("ENC_BeginConversion");
-  self.Record("ENC_BeginConversion" + Describe(info) + " -> " + std::to_string(ok));
-  return ok;
+  return self.Logged("ENC_BeginConversion", Describe(info));
 }
 
 int32_t ENC_EncodeBlock(TvInstance instance, TvAudioBlock* block) {
@@ -65,10 +63,6 @@ int32_t ENC_EndConversion(TvInstance instance, TvConversionInfo* info, int32_t* 
   if (self.fd >= 0) close(self.fd);
   self.fd = -1;
   *writeTags = int32_t(self.Number("writetags"));
-  // A tag block left in the record, e.g. several output names.
-  self.buffer = ReadWholeFile(self.Setting("extrainfo"));
-  if (!self.buffer.empty()) info->extraInfo = self.buffer.data();
-  if (!self.buffer.empty()) info->extraInfoSize = uint32_t(self.buffer.size());
   self.Record(line + " -> " + std::to_string(ok));
   return ok;
 }

@@ -73,9 +73,7 @@ void TestInstance::TakeParameters(const char16_t* text) {
 }
 
 bool TestInstance::Allowed(const std::string& exportName) {
-  int call = ++calls[exportName];
-  if (call == Number("quit." + exportName)) RaiseQuit(quitEvent.c_str());
-  if (!IsDue(call, Setting("fail." + exportName))) return true;
+  if (!IsDue(++calls[exportName], Setting("fail." + exportName))) return true;
   std::u16string error = ToUtf16(Setting("error." + exportName) + "\r\n");
   if (error.size() > 2 && context.errorHandle != 0 && context.errorHandle != -1)
     (void)!write(int(context.errorHandle), error.data(), error.size() * 2);
@@ -84,6 +82,12 @@ bool TestInstance::Allowed(const std::string& exportName) {
 
 void TestInstance::Record(const std::string& text) const {
   std::ofstream(logPath, std::ios::app) << name << " " << text << "\n";
+}
+
+int32_t TestInstance::Logged(const std::string& exportName, const std::string& details) {
+  bool ok = Allowed(exportName);
+  Record(exportName + details + " -> " + std::to_string(ok));
+  return ok;
 }
 
 void TestInstance::RaiseQuit(const char16_t* eventName) const {
@@ -104,21 +108,18 @@ int32_t TestInstance::Answer(const char* exportName, const char16_t* key, TvPlug
   int32_t result = 0;
   if (allowed && key != nullptr) {
     if (keyText == "EventQuit" && value->text1 != nullptr) quitEvent = value->text1;
-    std::string base = verb + "." + keyText;
-    std::string answers =
-        Setting(base + "." + ToUtf8(value->text1), Setting(base, Setting(verb + ".*")));
+    std::string answers = Setting(verb + "." + keyText, Setting(verb + ".*"));
     if (!Setting("save." + keyText).empty() && value->data != nullptr)
       WriteWholeFile(Setting("save." + keyText), value->data, size_t(value->value));
     std::vector<std::string> entries = Split(answers, ';');
     if (!answers.empty() && value->index >= 0 && size_t(value->index) < entries.size()) {
       std::vector<std::string> fields = Split(entries[size_t(value->index)], '|');
       result = int32_t(strtol(fields[0].c_str(), nullptr, 0));
-      const char16_t** outs[] = {&value->text1, &value->text2, &value->text3, &request.text1};
-      for (size_t i = 1; i < fields.size() && i <= 4; ++i) {
+      const char16_t** outs[] = {&value->text1, &value->text2, &value->text3};
+      for (size_t i = 1; i < fields.size() && i <= 3; ++i) {
         texts[i - 1] = ToUtf16(fields[i]);
         if (fields[i] != "(null)") *outs[i - 1] = texts[i - 1].c_str();
       }
-      if (fields.size() > 3 && result != 0) value->data = &request;
     }
   }
   Record(line.str() + " -> " + std::to_string(result));
@@ -155,6 +156,12 @@ int32_t EndInstance(TvInstance instance, const char* exportName) {
   if (Of(instance)->fd >= 0) close(Of(instance)->fd);
   delete Of(instance);
   return 1;
+}
+
+std::string Numbers(std::initializer_list<uint64_t> numbers) {
+  std::string text;
+  for (uint64_t number : numbers) text += " " + std::to_string(number);
+  return text;
 }
 
 // Lone surrogates and unchecked bytes are kept, so that every text comes back as it went.

@@ -15,21 +15,20 @@
 // library's file stem; its settings are "<name>.<setting>", or "*.<setting>" for every plug-in
 // without its own. "log=<file>": the call log, "<name> <export> <arguments> -> <result>".
 // Every kind:
-//   get.<Key>[.<text1>], set.<Key>, get.*, set.*: answers to Get and Set, entries split by ";"
-//     and picked by the index field, fields by "|": result|text1|text2|text3|request text1.
-//     "(null)" leaves a text null; no entry answers 0.
+//   get.<Key>, set.<Key>, get.*, set.*: answers to Get and Set, entries split by ";" and
+//     picked by the index field, fields by "|": result|text1|text2|text3. "(null)" leaves a
+//     text null; no entry answers 0.
 //   save.<Key>=<file>: a Set's data block is written there.
 //   fail.<Export>=N: call N of the export and every later one fail; "N-M" only calls N to M.
 //     Creates are counted in the call log, other calls per instance, Get and Set also per key.
 //   error.<Export>=<text>: written to the error channel when that export fails.
-//   quit.<Export>=N: call N sets the quit event (from a Set of EventQuit, or a non-live pass).
-// Decoder: rate, channels, bits, tag, frames, blockframes, mslength, anyfile=1 (Open needs no
-//   file), ramp=1 (byte n is n mod 256). blocks=<tokens>, comma-separated: "<n>" n bytes, "<n>E"
+// Decoder: rate, channels, bits, tag, frames (of Open), mslength, anyfile=1 (Open needs no file),
+//   ramp=1 (byte n is n mod 256). blocks=<tokens>, comma-separated: "<n>" n bytes, "<n>E"
 //   n bytes and the end, "E" an empty last block, "@<ms>" after a count sets the position,
 //   "e" nothing yet, "N" nothing for ever, "G" nothing yet until the file named by gate=<file>
 //   exists, "F" a failing call, "Q" the quit event.
 // Encoder: writes the audio to the output file (output=0: no file; write=0: nothing written);
-//   writetags=1; extrainfo=<file>: that tag block is left in the record at the end.
+//   writetags=1.
 // DSP: a call's parameters ("key" alone is "key=1") win over the file. mul=N, add=N: byte b
 //   becomes b*N+add; rate=N rewrites the rate; cut=N keeps N bytes of a non-live pass; quit=1
 //   makes a non-live pass set the quit event.
@@ -40,9 +39,8 @@ struct TestInstance {
   std::string name, logPath;
   std::map<std::string, std::string> settings, parameters;  // a DSP's last parameters win
   TvHostContext context{};
-  std::map<std::string, int> calls;  // per export (and export.key), counted from 1
-  std::u16string texts[4], quitEvent;
-  TvPluginValue request{};  // the record of a Communicate request
+  std::map<std::string, int> calls;    // per export (and export.key), counted from 1
+  std::u16string texts[3], quitEvent;  // from a Set of EventQuit, or a non-live pass
   std::vector<uint8_t> buffer;
   uint64_t position = 0;  // bytes handed out so far
   std::string blocks;     // the decoder's tokens still to come
@@ -51,9 +49,11 @@ struct TestInstance {
   std::string Setting(const std::string& key, const std::string& fallback = "") const;
   long Number(const std::string& key, long fallback = 0) const;
   void TakeParameters(const char16_t* text);
-  // Counts a call; false when configured to fail. Raises the quit event when it is due.
+  // Counts a call; false when configured to fail.
   bool Allowed(const std::string& exportName);
   void Record(const std::string& text) const;
+  // A call that only logs: counted, then "<export><details> -> <ok>"; gives ok back.
+  int32_t Logged(const std::string& exportName, const std::string& details);
   // Get or Set from the configured answers; logs the call.
   int32_t Answer(const char* exportName, const char16_t* key, TvPluginValue* value);
   void RaiseQuit(const char16_t* eventName) const;
@@ -68,7 +68,8 @@ int32_t EndInstance(TvInstance instance, const char* exportName);
 // doubled or shifted block shows.
 inline uint8_t TvTestAudioByte(uint64_t n) { return uint8_t(n * 7u + n / 256u); }
 
-std::string ToUtf8(const char16_t* text);  // "(null)" for null
+std::string Numbers(std::initializer_list<uint64_t> numbers);  // " 1 2 3"
+std::string ToUtf8(const char16_t* text);                      // "(null)" for null
 std::u16string ToUtf16(const std::string& text);
 std::string Quoted(const char16_t* text);                      // in double quotes, or null
 std::string FormatText(const TvWaveFormatExtensible* format);  // tag/channels/rate/bits/align
@@ -90,17 +91,15 @@ bool WriteWholeFile(const std::string& path, const void* data, size_t size);
 #ifdef TVTEST_OMIT_RemoveConfigBit
 #define TVTEST_REMOVE_CONFIG_BIT(P)
 #else
-#define TVTEST_REMOVE_CONFIG_BIT(P)                                          \
-  int32_t P##RemoveConfigBit(TvInstance instance, uint32_t a) {              \
-    tvtest::Of(instance)->Record(#P "RemoveConfigBit " + std::to_string(a)); \
-    return 1;                                                                \
+#define TVTEST_REMOVE_CONFIG_BIT(P)                                            \
+  int32_t P##RemoveConfigBit(TvInstance instance, uint32_t a) {                \
+    tvtest::Of(instance)->Record(#P "RemoveConfigBit" + tvtest::Numbers({a})); \
+    return 1;                                                                  \
   }
 #endif
 #define TVTEST_CONFIG_BIT_EXPORTS(P)                                                              \
   int32_t P##ShowConfigBit(TvInstance instance, uint32_t a, uint32_t b, uint32_t c, uint32_t d) { \
-    tvtest::Of(instance)->Record(#P "ShowConfigBit " + std::to_string(a) + " " +                  \
-                                 std::to_string(b) + " " + std::to_string(c) + " " +              \
-                                 std::to_string(d));                                              \
+    tvtest::Of(instance)->Record(#P "ShowConfigBit" + tvtest::Numbers({a, b, c, d}));             \
     return 1;                                                                                     \
   }                                                                                               \
   TVTEST_REMOVE_CONFIG_BIT(P)
