@@ -49,6 +49,8 @@ void TvTransmill::Finish() {
   // The only moment at which the after-conversion error event counts.
   if (QuitRequested() || AfterConvErrorRequested()) RaiseFailed();
   if (!EndLiveDSPs()) RaiseFailed();
+  // Error text still in the pipe fails the run before the encoder decides what to keep.
+  RelayStep();
   int32_t tagWord = 0;
   if (!dst.encoder->EndConversion(&dst.conversion.info, &tagWord)) RaiseFailed();
   if (!opts.writeTags) tagWord = 0;

@@ -53,6 +53,7 @@ bool TvTransmill::StartOutputRelay() {
 }
 
 bool TvTransmill::RelayStep() {
+  std::lock_guard<std::mutex> hold(io.relayLock);
   io.infoPipe.ReadAvailable(nullptr);
   const uint32_t infoCount = io.infoPipe.receivedCount;
   if (infoCount > 0) {

@@ -12,6 +12,8 @@
 #include "foundation/XString.h"
 #include "foundation/XTempFile.h"
 #include "foundation/XThread.h"
+
+#include <mutex>
 #include "plugins/XWaveFormat.h"
 #include "plugins/clTvDSP.h"
 #include "plugins/clTvDecoder.h"
@@ -83,6 +85,7 @@ struct TvRunChannels {
   XPipe errorPipe;
   XPipe infoPipe;
   XThread relayThread;
+  std::mutex relayLock;  // the relay thread and the run's last drain before the end call
   XThread signOfLifeThread;
   uint32_t barMarks = 0;         // bar marks drawn in this pump
   uint32_t lastPercentSent = 0;  // the last PCDone sent
