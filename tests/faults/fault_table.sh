@@ -172,17 +172,23 @@ row_folder() {
   check_failure r "$named"; check_folder "$dir"
 }
 
+# Starts a run (log $1) to $W/out/o.flac that reads raw audio through a pipe, held open on
+# descriptor 3 after its first 5 MB, and waits until the run has written.
+start_held() {
+  prepare_out "$W/out"
+  rm -f "$W/feed" && mkfifo "$W/feed"
+  FEED=$W/feed start "$1" -infile=- -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \
+    -outfile="$W/out/o.flac" -convert_to=flac
+  exec 3>"$W/feed"
+  head -c 5000000 "$SRC/a.raw" >&3
+  await_writing "$W/out" || fail "the $1 run wrote nothing"
+}
+
 # A stop half-way, while the run is held on standard input, ends the run as a quit: no error
 # line is needed, and a line, if any, speaks of the stop.
 row_signal() {
   local sent ms
-  prepare_out "$W/out"
-  rm -f "$W/feed" && mkfifo "$W/feed"
-  FEED=$W/feed start r -infile=- -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \
-    -outfile="$W/out/o.flac" -convert_to=flac
-  exec 3>"$W/feed"
-  head -c 5000000 "$SRC/a.raw" >&3
-  await_writing "$W/out" || fail "the run wrote nothing"
+  start_held r
   sent=${EPOCHREALTIME//[.,]/}
   kill -s "$1" "$PID"
   finish 10
@@ -197,14 +203,8 @@ row_signal() {
 # input until the second has ended, then finishes with its own audio.
 row_race() {
   local first rc
-  prepare_out "$W/out"
-  rm -f "$W/feed" && mkfifo "$W/feed"
-  FEED=$W/feed start first -infile=- -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \
-    -outfile="$W/out/o.flac" -convert_to=flac
+  start_held first
   first=$PID
-  exec 3>"$W/feed"
-  head -c 5000000 "$SRC/a.raw" >&3
-  await_writing "$W/out" || fail "the first run wrote nothing"
   run second -infile="$SRC/b.wav" -outfile="$W/out/o.flac" -convert_to=flac
   rc=$RC
   tail -c +5000001 "$SRC/a.raw" >&3
