@@ -153,19 +153,18 @@ row_input() {
   check_failure r "$1"; check_folder "$W/out"
 }
 
-# An output folder that cannot take the output: on a small file system that fills up, mounted
-# read-only, or immutable (the folder itself, or the old output in it).
+# An output folder that cannot take the output, on a small file system of its own: one that
+# fills up, one mounted read-only, or one made immutable (the folder itself, or the old output).
 row_folder() {
   local dir=$W/$1 input=s.wav named=$W/$1 target=$W/$1
   [[ $1 == immutable_file ]] && target=$dir/o.flac
   [[ $target != "$dir" && $VARIANT == new ]] && { REASON="-"; return; }
-  if [[ $1 == small_disk || $1 == read_only ]]; then mount_tmpfs "$dir" 512k || return; fi
+  mount_tmpfs "$dir" 512k || return  # a file system of its own, that takes the immutable mark
   prepare_out "$dir"
   case $1 in
     small_disk) input=a.wav named="space|full" ;;
     read_only) mount -o remount,ro "$dir" ;;
-    *) chattr +i "$target" 2>/dev/null ||
-      { REASON="SKIP: chattr +i failed (needs root, and a file system that takes it)"; return; }
+    *) chattr +i "$target" || { fail "chattr +i failed"; return; }
       IMMUTABLE+=("$target") ;;
   esac
   run r -infile="$SRC/$input" -outfile="$dir/o.flac" -convert_to=flac
