@@ -22,9 +22,12 @@ struct FakePlugin {
   std::vector<TvPluginValue> results;  // the record at each CommunicateResult
   std::vector<std::u16string> calls;   // Get and Set of other keys: "get:key" / "set:key"
   int32_t answer = 7;
+  std::string* order = nullptr;  // gets `name` at each round of this plug-in's
+  char name = '?';
 
   int32_t Get(const char16_t* key, TvPluginValue* value) {
     if (XString::SameText(key, TV_KEY_COMMUNICATE)) {
+      if (order) *order += name;
       asked.push_back(*value);
       const size_t round = static_cast<size_t>(value->index);
       if (round >= script.size()) return 0;
@@ -102,23 +105,16 @@ class TvCommunicatePhaseTest : public TvRunPhaseTest {};
 
 TEST_F(TvCommunicatePhaseTest, DecoderAsksFirstThenEncoderButNotForStandardInput) {
   FakePlugin decoder, encoder;
-  std::vector<char> order;
-  TvDialoguePeer d = TvPeerOf(decoder), e = TvPeerOf(encoder);
-  const TvKeyCall dGet = d.get, eGet = e.get;
-  d.get = [&](const char16_t* key, TvPluginValue* v) {
-    order.push_back('d');
-    return dGet(key, v);
-  };
-  e.get = [&](const char16_t* key, TvPluginValue* v) {
-    order.push_back('e');
-    return eGet(key, v);
-  };
-  run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
-  EXPECT_EQ(std::string(order.begin(), order.end()), "de");
+  std::string order;
+  decoder.order = encoder.order = &order;
+  decoder.name = 'd';
+  encoder.name = 'e';
+  run->Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(decoder), TvPeerOf(encoder));
+  EXPECT_EQ(order, "de");
   Opts().inputIsStdin = 1;
   order.clear();
-  run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
-  EXPECT_EQ(std::string(order.begin(), order.end()), "e");
+  run->Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(decoder), TvPeerOf(encoder));
+  EXPECT_EQ(order, "e");
 }
 
 }  // namespace

@@ -58,7 +58,6 @@ TEST_F(TvDspChainTest, LiveNonLiveLiveAllRunOnTheFileInChainOrder) {
               Chain({"A=" + kLive + ",mul=3", "B=add=1", "C=" + kLive + ",mul=5"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(1000, [](int b) { return (b * 3 + 1) * 5; }));
-  EXPECT_EQ(FieldOf(CallsOf("TestEnc ENC_BeginConversion")[0], "output"), PathOf("o.raw"));
   // Half a second of the file is 2000 bytes: the whole source is one block, marked as the end.
   const std::vector<std::string> blocks = CallsOf("A DSP_PassAudioBlock");
   ASSERT_EQ(blocks.size(), 1u);
@@ -123,7 +122,6 @@ TEST_F(TvDspChainTest, HostHearsOfTheRenderingAndTheFileGoesToTheTemporaryFolder
   EXPECT_EQ(FieldOf(passes[0], "bytes"), "1000");
   const std::string file = FieldOf(passes[0], "file");
   EXPECT_EQ(file.rfind(PathOf("tmp/new/DSP"), 0), 0u) << file;
-  EXPECT_EQ(file.substr(file.size() - 4), ".tmp");
   EXPECT_FALSE(std::filesystem::exists(file));  // deleted at the end of the run
 
   // A folder that cannot be made, below a file, is named with the option.

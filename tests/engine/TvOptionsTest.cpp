@@ -79,8 +79,6 @@ TEST_F(TvOptionsTest, ValuesAreKeptForLaterPhases) {
   ASSERT_TRUE(ParseWith("-tmpfolder=/x/ -fntousefortagloaddec=t.flac -batchid=abc"));
   EXPECT_EQ(U8(Opts().tmpFolder), "/x/");
   EXPECT_EQ(U8(Opts().tagLoadFile), "t.flac");
-  EXPECT_EQ(Opts().writeTags, 1u);
-  EXPECT_EQ(Opts().silent, 0);
   EXPECT_EQ(Opts().batchId, 0u);
 }
 

@@ -10,7 +10,6 @@ TEST_F(TvOutputNameTest, MoveThatCannotHappenIsReportedAndKeepsNothingHalfDone) 
   WriteBytes(PathOf("out.wav"), "old output");
   Opts().outputFile = X(PathOf("out.wav"));
   TvTransmillTestAccess::ApplyOutputNameRules(*run);
-  EXPECT_EQ(U8(Dst().tempOutputName), PathOf("out.wav.tmp.wav"));
   Dst().conversion.info.outputFile = Dst().tempOutputName.CStr();
   // A folder in place of the final name can be neither deleted as a file nor replaced.
   std::filesystem::remove(PathOf("out.wav"));
@@ -22,8 +21,9 @@ TEST_F(TvOutputNameTest, MoveThatCannotHappenIsReportedAndKeepsNothingHalfDone) 
   EXPECT_EQ(tagWord, 0);
   EXPECT_FALSE(std::filesystem::exists(PathOf("out.wav.tmp.wav")));
   EXPECT_TRUE(std::filesystem::is_directory(PathOf("out.wav/inside")));
-  EXPECT_NE(Err().find("Error overwriting file (Win:"), std::string::npos) << Err();
-  EXPECT_NE(Err().find("'" + PathOf("out.wav") + "'"), std::string::npos) << Err();
+  const std::string err = Err();
+  EXPECT_EQ(err.rfind("Error overwriting file (Win:", 0), 0u) << err;
+  EXPECT_NE(err.find("'" + PathOf("out.wav") + "'"), std::string::npos) << err;
 }
 
 // Whole runs that must not write: an output that is the source, or one that another run writes.
