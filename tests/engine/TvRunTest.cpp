@@ -264,43 +264,6 @@ TEST_F(TvRunTest, AfterConversionErrorEventFailsAFinishedRun) {
   EXPECT_EQ(ReadBytes(PathOf("o.wav")), StreamBytes(400));  // a new output is left as written
 }
 
-TEST_F(TvRunTest, HostWatchesAWaitingRunAndStopsIt) {
-  tv_event* quit = tv_event_create(UniqueName("quit").c_str(), nullptr);
-  tv_counter* bytes = tv_counter_create(UniqueName("bytes").c_str(), nullptr);
-  ASSERT_TRUE(quit && bytes);
-  const std::string options = "-infile=\"" + PathOf("in.tvt") + "\" -outfile=\"" + PathOf("o.wav") +
-                              "\" -convert_to=testenc -evtquit=\"" + UniqueName("quit") +
-                              "\" -evtwatchdog=\"" + UniqueName("alive") +
-                              "\" -shrbytesencoded=\"" + UniqueName("bytes") + "\"";
-  WriteBytes(PathOf("job.tvcmd"), Utf16Le(options, true));
-  Configure({"script.mslength=1000", "script.blocks=400@100,400@500,N"});
-  ASSERT_TRUE(child.Start({"-tvcmd=" + PathOf("job.tvcmd")}));
-  ASSERT_TRUE(child.WaitForLine("MSGTO: tVH: PCDone: 50 %", 30000));
-  uint64_t seen = 0;
-  for (int i = 0; i < 1000 && seen != 800; i++) {
-    if (tv_counter_read(bytes, &seen) != 1) seen = 0;
-    if (seen != 800) usleep(10000);
-  }
-  EXPECT_EQ(seen, 800u);
-  // The sign-of-life event, which the host did not make, was made by the run.
-  int existed = 0;
-  tv_event* alive = tv_event_create(UniqueName("alive").c_str(), &existed);
-  ASSERT_NE(alive, nullptr);
-  EXPECT_EQ(existed, 1);
-  tv_event_reset(alive);
-  EXPECT_EQ(tv_event_wait(alive, 10000), 1);
-  tv_event_set(quit);
-  const ChildResult r = child.Finish();
-  EXPECT_EQ(r.exitCode, 1);
-  EXPECT_EQ(r.out,
-            "MSGTO: tVH: msLen: 1000\r\nMSGTO: tVH: Action: Encoding 'o'\r\n"
-            "MSGTO: tVH: PCDone: 10 %\r\nMSGTO: tVH: PCDone: 50 %\r\n");
-  EXPECT_TRUE(Called("TestEnc ENC_EndConversion"));  // a quit still finishes
-  tv_event_close(quit);
-  tv_event_close(alive);
-  tv_counter_close(bytes);
-}
-
 class TvTagRunTest : public ScriptRunTest {
  protected:
   const std::string kTagging = "script Set key=\"IDTags\"";
