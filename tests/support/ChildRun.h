@@ -29,6 +29,13 @@ inline std::string ReadBytes(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// The bytes the test decoder gives: each byte is its position in the stream.
+inline std::string StreamBytes(size_t count) {
+  std::string bytes(count, '\0');
+  for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i);
+  return bytes;
+}
+
 // What the child reads on standard input: nothing, a file, bytes through a pipe, or no handle.
 struct ChildInput {
   enum Kind { kNull, kFile, kPipe, kClosed } kind = kNull;
@@ -263,12 +270,6 @@ class ScriptRunTest : public ScratchFolderTest {
     return blocks;
   }
   bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
-  // The bytes the test decoder gives: each byte is its position in the stream.
-  static std::string StreamBytes(size_t count) {
-    std::string bytes(count, '\0');
-    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i);
-    return bytes;
-  }
 
   TestPluginSession plugins;
   ChildRun child{folder};
