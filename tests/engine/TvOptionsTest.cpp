@@ -62,15 +62,10 @@ TEST_F(TvOptionsTest, EncoderLineKeepsOnlyForeignOptionsAndTheChainItsEffects) {
 }
 
 TEST_F(TvOptionsTest, ValuesAreKeptForLaterPhases) {
-  ASSERT_TRUE(
-      ParseText("-InFile=a -OUTFILE=b -Convert_To=c -outfile=second -silent -processor=3 "
-                "-tmpfolder=\"/a b\" -batchid=42 -NoIdTag"));
+  ASSERT_TRUE(ParseText("-InFile=a -OUTFILE=b -Convert_To=c -outfile=second -silent -batchid=42"));
   EXPECT_EQ(U8(Opts().outputFile), "b");
   EXPECT_EQ(U8(Opts().tagLoadFile), "b");
-  EXPECT_EQ(Opts().writeTags, 0u);
   EXPECT_EQ(Opts().silent, 1);
-  EXPECT_EQ(Opts().processorNumber, 3u);
-  EXPECT_EQ(U8(Opts().tmpFolder), "/a b/");
   EXPECT_EQ(Opts().batchId, 42u);
   EXPECT_EQ(Opts().batchAuto, 0);
   EXPECT_EQ(Out() + Err(), "");

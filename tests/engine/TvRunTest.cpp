@@ -11,11 +11,6 @@ namespace {
 using TvRunTest = ScriptRunTest;
 using Lines = std::vector<std::string>;
 
-std::string UniqueName(const std::string& what) {
-  return "tvtest-" + what + "-" + std::to_string(getpid()) + "-" +
-         ::testing::UnitTest::GetInstance()->current_test_info()->name();
-}
-
 const std::string kUsage =
     "Usage: Transmill.exe -infile=\"filename\" -outfile=\"filename\" -convert_to=\"codec\" "
     "[codec compression CLI]\r\n";
@@ -254,7 +249,7 @@ TEST_F(TvRunTest, StandardInputIsReadInWholeFramesToItsEnd) {
 }
 
 TEST_F(TvRunTest, AfterConversionErrorEventFailsAFinishedRun) {
-  const std::string name = UniqueName("afterconv");
+  const std::string name = "tvtest-afterconv-" + std::to_string(getpid());
   XEvent event;
   ASSERT_TRUE(event.Create(X(name).CStr()));
   event.Set();
@@ -313,14 +308,12 @@ TEST_F(TvTagRunTest, TagsAreWrittenAfterASuccessOrIntoAFailedDirectOutput) {
     EXPECT_EQ(r.out.find("Writing ID Tags"), std::string::npos) << row.name;
     EXPECT_FALSE(Has("sub")) << row.name;
   }
-}
 
-TEST_F(TvTagRunTest, TaggingIsTriedTenTimes) {
-  const std::string out = PathOf("retry.wav");
-  const ChildResult r = Tagged(out, {"script.fail.Set.IDTags=1-10"});
+  // Tagging is tried ten times.
+  r = Tagged(PathOf("retry.wav"), {"script.fail.Set.IDTags=1-10"});
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_EQ(CallsOf(kTagging).size(), 10u);
-  EXPECT_NE(r.err.find("Unable to tag file '" + out + "'"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Unable to tag file '" + PathOf("retry.wav") + "'"), std::string::npos);
   EXPECT_EQ(r.out.find("Done"), std::string::npos);
 }
 
