@@ -30,7 +30,7 @@ TEST(TvPriorityTest, WordsMapToThreadPriorityAndClassAndNumbersToMasks) {
 
 using TvPriorityRunTest = TvRunPhaseTest;
 
-TEST_F(TvPriorityRunTest, PriorityIsLoggedAppliedAndToldToTheEncoder) {
+TEST_F(TvPriorityRunTest, PriorityIsAppliedAndToldToTheEncoder) {
   ASSERT_TRUE(ParseText("-infile=a -outfile=b -convert_to=c -priority=Low"));
   XString told;
   int calls = 0;

@@ -251,8 +251,12 @@ class ScriptRunTest : public ScratchFolderTest {
     return found;
   }
   bool Called(const std::string& call) const { return !CallsOf(call).empty(); }
-  // The value of " key=" in a call line, without its quotes.
-  static std::string FieldOf(const std::string& line, const std::string& key) {
+  // The value of " key=" in the one call of call, without its quotes; "(n calls)" when the call
+  // was not made exactly once.
+  std::string FieldOf(const std::string& call, const std::string& key) const {
+    const std::vector<std::string> calls = CallsOf(call);
+    if (calls.size() != 1) return "(" + std::to_string(calls.size()) + " calls)";
+    const std::string& line = calls[0];
     size_t at = line.find(" " + key + "=");
     if (at == std::string::npos) return "(none)";
     at += key.size() + 2;
