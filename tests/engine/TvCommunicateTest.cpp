@@ -22,9 +22,12 @@ struct FakePlugin {
   std::vector<TvPluginValue> results;  // the record at each CommunicateResult
   std::vector<std::u16string> calls;   // Get and Set of other keys: "get:key" / "set:key"
   int32_t answer = 7;
+  std::string* order = nullptr;  // gets `name` at each round of this plug-in's
+  char name = '?';
 
   int32_t Get(const char16_t* key, TvPluginValue* value) {
     if (XString::SameText(key, TV_KEY_COMMUNICATE)) {
+      if (order) *order += name;
       asked.push_back(*value);
       const size_t round = static_cast<size_t>(value->index);
       if (round >= script.size()) return 0;
@@ -47,9 +50,10 @@ struct FakePlugin {
   }
 };
 
-TEST(TvCommunicateTest, RoundsCountUpAndTheRecordCarriesPhaseAndHealth) {
+TEST(TvCommunicateTest, RoundsCountUpAndTheResultComesBackBesideTheRequest) {
   FakePlugin decoder, encoder;
   decoder.script = {{u"encoder", u"GET", u"Bitrate"}, {u"Encoder", u"set", u"Mode"}};
+  encoder.answer = 320;
   uint32_t failed = 0;
   const uint32_t rounds = TvRunDialogue(TvPeerOf(decoder), TvPeerOf(decoder), TvPeerOf(encoder),
                                         true, TV_PHASE_BEFORE_OPEN, failed);
@@ -58,28 +62,24 @@ TEST(TvCommunicateTest, RoundsCountUpAndTheRecordCarriesPhaseAndHealth) {
   for (int r = 0; r < 3; r++) {
     const TvPluginValue& v = decoder.asked[r];
     EXPECT_EQ(v.index, r);
-    EXPECT_EQ(v.value, 1);
+    EXPECT_EQ(v.value, 1);  // the run is well so far
     EXPECT_TRUE(XString::SameText(v.text1, u"BeforeOpen"));
     EXPECT_EQ(v.data, nullptr);
   }
   EXPECT_EQ(encoder.calls, (std::vector<std::u16string>{u"get:Bitrate", u"set:Mode"}));
   EXPECT_TRUE(decoder.calls.empty());
-}
-
-TEST(TvCommunicateTest, ResultComesBackBesideTheRequest) {
-  FakePlugin decoder, encoder;
-  decoder.script = {{u"Encoder", u"get", u"Bitrate"}};
-  encoder.answer = 320;
-  uint32_t failed = 1;
-  TvRunDialogue(TvPeerOf(decoder), TvPeerOf(decoder), TvPeerOf(encoder), true,
-                TV_PHASE_END_ENCODING, failed);
-  EXPECT_EQ(decoder.asked[0].value, 0);  // the run had failed already
-  ASSERT_EQ(decoder.results.size(), 1u);
+  ASSERT_EQ(decoder.results.size(), 2u);
   const TvPluginValue& r = decoder.results[0];
   EXPECT_EQ(r.value, 320);
-  EXPECT_TRUE(XString::SameText(r.text1, u"Encoder"));
+  EXPECT_TRUE(XString::SameText(r.text1, u"encoder"));
   EXPECT_TRUE(XString::SameText(r.text3, u"Bitrate"));
   EXPECT_EQ(r.data, &decoder.inner);
+
+  FakePlugin late;
+  failed = 1;
+  TvRunDialogue(TvPeerOf(late), TvPeerOf(late), TvPeerOf(encoder), true, TV_PHASE_END_ENCODING,
+                failed);
+  EXPECT_EQ(late.asked.at(0).value, 0);
 }
 
 // Only the reachable parties are asked, and only with a known target and verb.
@@ -102,23 +102,16 @@ class TvCommunicatePhaseTest : public TvRunPhaseTest {};
 
 TEST_F(TvCommunicatePhaseTest, DecoderAsksFirstThenEncoderButNotForStandardInput) {
   FakePlugin decoder, encoder;
-  std::vector<char> order;
-  TvDialoguePeer d = TvPeerOf(decoder), e = TvPeerOf(encoder);
-  const TvKeyCall dGet = d.get, eGet = e.get;
-  d.get = [&](const char16_t* key, TvPluginValue* v) {
-    order.push_back('d');
-    return dGet(key, v);
-  };
-  e.get = [&](const char16_t* key, TvPluginValue* v) {
-    order.push_back('e');
-    return eGet(key, v);
-  };
-  run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
-  EXPECT_EQ(std::string(order.begin(), order.end()), "de");
+  std::string order;
+  decoder.order = encoder.order = &order;
+  decoder.name = 'd';
+  encoder.name = 'e';
+  run->Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(decoder), TvPeerOf(encoder));
+  EXPECT_EQ(order, "de");
   Opts().inputIsStdin = 1;
   order.clear();
-  run->Communicate(TV_PHASE_BEFORE_OPEN, d, e);
-  EXPECT_EQ(std::string(order.begin(), order.end()), "e");
+  run->Communicate(TV_PHASE_BEFORE_OPEN, TvPeerOf(decoder), TvPeerOf(encoder));
+  EXPECT_EQ(order, "e");
 }
 
 }  // namespace

@@ -28,17 +28,14 @@ class TvDspChainTest : public ScriptRunTest {
       bytes[i] = static_cast<char>(effects(static_cast<int>(i & 0xFF)) & 0xFF);
     return bytes;
   }
-  // The calls in the log from the first of call on.
-  std::vector<std::string> CallsAfter(const std::string& call) const {
-    std::vector<std::string> all = CallsOf(), rest;
-    auto at =
-        std::find_if(all.begin(), all.end(), [&](const std::string& l) { return IsCall(l, call); });
-    rest.assign(at, all.end());
-    return rest;
-  }
-  static size_t CountOf(const std::vector<std::string>& lines, const std::string& call) {
-    return static_cast<size_t>(std::count_if(
-        lines.begin(), lines.end(), [&](const std::string& l) { return IsCall(l, call); }));
+  // How many calls of call the log holds from the encoder's start on: effects run in the pump.
+  long CountInThePump(const std::string& call) const {
+    const std::vector<std::string> all = CallsOf();
+    auto is = [](const std::string& c) {
+      return [c](const std::string& l) { return IsCall(l, c); };
+    };
+    return std::count_if(std::find_if(all.begin(), all.end(), is("TestEnc ENC_BeginConversion")),
+                         all.end(), is(call));
   }
 };
 
@@ -48,7 +45,7 @@ TEST_F(TvDspChainTest, LiveEffectsOnlyRunInThePumpWithoutRendering) {
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(1000, [](int b) { return b * 3 + 1; }));
   EXPECT_FALSE(Called("DSP_PassNonLive"));
-  EXPECT_EQ(CountOf(CallsAfter("TestEnc ENC_BeginConversion"), "B DSP_PassAudioBlock"), 3u);
+  EXPECT_EQ(CountInThePump("B DSP_PassAudioBlock"), 3);
   EXPECT_EQ(CallsOf("DSP_EndConversion").size(), 2u);
 }
 
@@ -58,13 +55,12 @@ TEST_F(TvDspChainTest, LiveNonLiveLiveAllRunOnTheFileInChainOrder) {
               Chain({"A=" + kLive + ",mul=3", "B=add=1", "C=" + kLive + ",mul=5"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(1000, [](int b) { return (b * 3 + 1) * 5; }));
-  EXPECT_EQ(FieldOf(CallsOf("TestEnc ENC_BeginConversion")[0], "output"), PathOf("o.raw"));
   // Half a second of the file is 2000 bytes: the whole source is one block, marked as the end.
   const std::vector<std::string> blocks = CallsOf("A DSP_PassAudioBlock");
   ASSERT_EQ(blocks.size(), 1u);
   EXPECT_EQ(blocks[0].rfind("A DSP_PassAudioBlock bytes=1000 pos=0 eos=1 -> 1", 0), 0u)
       << blocks[0];
-  EXPECT_EQ(CountOf(CallsAfter("TestEnc ENC_BeginConversion"), "DSP_PassAudioBlock"), 0u);
+  EXPECT_EQ(CountInThePump("DSP_PassAudioBlock"), 0);
   EXPECT_EQ(CallsOf("DSP_EndConversion").size(), 2u);  // the rendered effects end with the run
 }
 
@@ -72,8 +68,8 @@ TEST_F(TvDspChainTest, EngineMeasuresTheLengthAndFormatANonLiveEffectLeaves) {
   const ChildResult r =
       Convert(PathOf("o.raw"), {"script.blocks=1000E"}, Chain({"A=cut=600,rate=2000"}));
   EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(ReadBytes(PathOf("o.raw")), Expected(600, [](int b) { return b; }));
-  EXPECT_EQ(FieldOf(CallsOf("TestEnc ENC_BeginConversion")[0], "format"), "1/2/2000/16/4");
+  EXPECT_EQ(ReadBytes(PathOf("o.raw")), StreamBytes(600));
+  EXPECT_EQ(FieldOf("TestEnc ENC_BeginConversion", "format"), "1/2/2000/16/4");
   // 600 bytes at 8000 bytes a second: the pump's blocks tell positions in the new format.
   EXPECT_EQ(EncodedBlocks(), std::vector<std::string>{"bytes=600 pos=0 eos=1"});
 }
@@ -97,9 +93,7 @@ TEST_F(TvDspChainTest, FailingEffectFailsTheRunButTheFinishStillRuns) {
   EXPECT_FALSE(Called("B DSP_PassAudioBlock"));  // the chain stops at the failure
   EXPECT_FALSE(Called("ENC_EncodeBlock"));
   EXPECT_TRUE(Called("ENC_EndConversion"));
-  const std::vector<std::string> after = CallsOf("A DSP_AfterConversion");
-  ASSERT_EQ(after.size(), 1u);
-  EXPECT_EQ(FieldOf(after[0], "failed"), "1");
+  EXPECT_EQ(FieldOf("A DSP_AfterConversion", "failed"), "1");
 
   // Live effects that fail to begin, on the rendered file or in the pump.
   for (const std::vector<std::string>& chain :
@@ -118,12 +112,9 @@ TEST_F(TvDspChainTest, HostHearsOfTheRenderingAndTheFileGoesToTheTemporaryFolder
   EXPECT_NE(r.out.find("MSGTO: tVH: Action: Running DSP Effect A\r\nMSGTO: tVH: Action: \r\n"),
             std::string::npos)
       << r.out;
-  const std::vector<std::string> passes = CallsOf("A DSP_PassNonLive");
-  ASSERT_EQ(passes.size(), 1u);
-  EXPECT_EQ(FieldOf(passes[0], "bytes"), "1000");
-  const std::string file = FieldOf(passes[0], "file");
+  EXPECT_EQ(FieldOf("A DSP_PassNonLive", "bytes"), "1000");
+  const std::string file = FieldOf("A DSP_PassNonLive", "file");
   EXPECT_EQ(file.rfind(PathOf("tmp/new/DSP"), 0), 0u) << file;
-  EXPECT_EQ(file.substr(file.size() - 4), ".tmp");
   EXPECT_FALSE(std::filesystem::exists(file));  // deleted at the end of the run
 
   // A folder that cannot be made, below a file, is named with the option.

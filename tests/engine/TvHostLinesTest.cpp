@@ -12,8 +12,7 @@ TEST_F(TvHostLinesTest, BarRoundsDownStopsAtSixtyAndGoesBackOnlyAfterAReset) {
   } steps[] = {{1, 0}, {2, 1}, {40, 24}, {10, 24}, {100, 60}, {101, 60}};
   for (const auto& step : steps) {
     run->DrawBar(step.percent);
-    const std::string out = Out();
-    EXPECT_EQ(out, std::string(step.marks, '*')) << step.percent;
+    EXPECT_EQ(Out(), std::string(step.marks, '*')) << step.percent;
   }
   run->ResetProgress();
   run->DrawBar(10);

@@ -5,19 +5,13 @@
 
 namespace {
 
-class TvPreCacheTest : public ScratchFolderTest {
- protected:
-  uint32_t ReadsFor(size_t size) {
-    const std::string path = PathOf("source.bin");
-    WriteBytes(path, std::string(size, 'a'));
-    return TvPreCacheRead(X(path));
-  }
-};
+using TvPreCacheTest = ScratchFolderTest;
 
 TEST_F(TvPreCacheTest, ReadsInPiecesOfAtMost64KiB) {
-  EXPECT_EQ(ReadsFor(0), 0u);
-  EXPECT_EQ(ReadsFor(65536), 1u);
-  EXPECT_EQ(ReadsFor(65537), 2u);
+  for (const auto& [size, reads] : {std::pair<size_t, uint32_t>{0, 0}, {65536, 1}, {65537, 2}}) {
+    WriteBytes(PathOf("source.bin"), std::string(size, 'a'));
+    EXPECT_EQ(TvPreCacheRead(X(PathOf("source.bin"))), reads) << size;
+  }
   EXPECT_EQ(TvPreCacheRead(X(PathOf("absent.wav"))), 0u);
 }
 

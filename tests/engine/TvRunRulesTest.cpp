@@ -26,12 +26,8 @@ TEST(TvRunRulesTest, TempNameIsCutToStayWithin259Characters) {
   const int limit = 256 - (static_cast<int>(ext.size()) + 1);  // 250
   for (int length : {limit - 1, limit, limit + 1, 400}) {
     const std::string name = "/" + std::string(length - 1 - ext.size(), 'a') + ext;
-    ASSERT_EQ(static_cast<int>(name.size()), length);
-    const std::string temp = U8(TvTempOutputName(X(name)));
     const std::string kept = name.substr(0, std::min(length, limit));
-    EXPECT_EQ(temp, kept + ".tmp" + ext) << length;
-    EXPECT_LE(temp.size(), 259u);
-    EXPECT_EQ(temp.size() == 259u, length >= limit) << length;
+    EXPECT_EQ(U8(TvTempOutputName(X(name))), kept + ".tmp" + ext) << length;
   }
 }
 

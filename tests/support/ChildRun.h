@@ -29,6 +29,13 @@ inline std::string ReadBytes(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// The bytes the test decoder gives: each byte is its position in the stream.
+inline std::string StreamBytes(size_t count) {
+  std::string bytes(count, '\0');
+  for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i);
+  return bytes;
+}
+
 // What the child reads on standard input: nothing, a file, bytes through a pipe, or no handle.
 struct ChildInput {
   enum Kind { kNull, kFile, kPipe, kClosed } kind = kNull;
@@ -244,8 +251,12 @@ class ScriptRunTest : public ScratchFolderTest {
     return found;
   }
   bool Called(const std::string& call) const { return !CallsOf(call).empty(); }
-  // The value of " key=" in a call line, without its quotes.
-  static std::string FieldOf(const std::string& line, const std::string& key) {
+  // The value of " key=" in the one call of call, without its quotes; "(n calls)" when the call
+  // was not made exactly once.
+  std::string FieldOf(const std::string& call, const std::string& key) const {
+    const std::vector<std::string> calls = CallsOf(call);
+    if (calls.size() != 1) return "(" + std::to_string(calls.size()) + " calls)";
+    const std::string& line = calls[0];
     size_t at = line.find(" " + key + "=");
     if (at == std::string::npos) return "(none)";
     at += key.size() + 2;
@@ -263,12 +274,6 @@ class ScriptRunTest : public ScratchFolderTest {
     return blocks;
   }
   bool Has(const std::string& name) const { return std::filesystem::exists(PathOf(name)); }
-  // The bytes the test decoder gives: each byte is its position in the stream.
-  static std::string StreamBytes(size_t count) {
-    std::string bytes(count, '\0');
-    for (size_t i = 0; i < count; i++) bytes[i] = static_cast<char>(i);
-    return bytes;
-  }
 
   TestPluginSession plugins;
   ChildRun child{folder};
