@@ -29,13 +29,6 @@ TvWaveFormatExtensible Pcm16(int channels) {
   return image;
 }
 
-// An open record of unknown length: the totals behind its format are 0.
-TvOpenInfo Opened() {
-  TvOpenInfo opened{};
-  opened.format = Pcm16(2);
-  return opened;
-}
-
 class EncoderExportsTest : public ::testing::TestWithParam<Expected> {
  protected:
   void SetUp() override {
@@ -62,7 +55,12 @@ class EncoderExportsTest : public ::testing::TestWithParam<Expected> {
   ScratchFolder folder;
   std::string outputName = folder / (std::string("out") + GetParam().extension);
   std::u16string output = U16(outputName);
-  TvOpenInfo opened = Opened();
+  // An open record of unknown length: the totals behind its format are 0.
+  TvOpenInfo opened = [] {
+    TvOpenInfo open{};
+    open.format = Pcm16(2);
+    return open;
+  }();
   TvWaveFormatExtensible& source = opened.format;
   TvAfterConversionInfo record{};  // the engine's record, its failed flag behind it
   TvConversionInfo& info = record.info;
@@ -166,7 +164,6 @@ TEST_P(EncoderExportsTest, AFinishedRunAsksForTheTagsUnlessToldNotTo) {
     int32_t writeTags = -1;
     ASSERT_NE(encoder.end(encoder.instance, &info, &writeTags), 0) << encoder.errors.Text();
     EXPECT_EQ(writeTags, GetParam().engineTags && settings[0] == 0) << Narrow(settings);
-    EXPECT_GT(std::filesystem::file_size(outputName), 0u);
   }
   EXPECT_EQ(encoder.errors.Text(), "");
 }
