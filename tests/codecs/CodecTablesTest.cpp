@@ -200,6 +200,8 @@ TEST_F(CodecTablesTest, EncodersTakeOrRefuseSettingsAndSources) {
                  {"wavpack", 2, "-xabc", "'-xabc'."},
                  {"wavpack", 2, "-b -5", "'-b -5'."},
                  {"wavpack", 2, "-c", "Error: Encoder setting '-c' needs hybrid mode (-b<n>)."},
+                 {"wav", 2, "-bits=12", "'-bits=12'."},
+                 {"wav", 2, "-float -bits=16", "'-bits=16'."},
                  {"wavpack", 0, "",
                   "Error: Unable to encode 'out.wv': the source holds no audio "
                   "samples."}}) {

@@ -1,7 +1,4 @@
-// The PCM decoder plug-in: open records and blocks of each layout, seeking, damaged files, and
-// the engine finding it by each extension it lists.
-#include "plugins/clTvCodecHandler.h"
-#include "plugins/clTvDecoder.h"
+// The PCM decoder plug-in: open records and blocks of each layout, seeking and damaged files.
 #include "tests/codecs/CodecPlugins.h"
 
 namespace {
@@ -150,18 +147,6 @@ TEST_F(PcmDecoderTest, DamagedAndForeignFilesAreRefusedWithTheReason) {
   folder.WriteFile("streamed.wav", streamed.replace(40, 4, "\xFF\xFF\xFF\xFF"));
   ASSERT_TRUE(d.Open(folder / "streamed.wav")) << d.errors.Text();
   EXPECT_TRUE(Rest() == Raw("whole.wav"));
-}
-
-TEST(PcmBindingsTest, HandlerFindsTheDecoderByEachExtension) {
-  ScratchFolder folder;
-  ScopedEnv config("XDG_CONFIG_HOME", folder.Folder().c_str());  // a decoder cache of our own
-  TvHostContext none{};
-  clTvDecoder decoder;
-  for (const char16_t* source : {u"/music/song.WAV", u"a.aif", u"b.aifc", u"c.w64", u"d.wave"}) {
-    ASSERT_TRUE(clTvCodecHandler::FindDecoder(XString(source), decoder, &none)) << Narrow(source);
-    EXPECT_EQ(Narrow(decoder.Path().CStr()), std::string(TV_BIN_DIR) + "/decoder/pcm.so");
-  }
-  EXPECT_FALSE(clTvCodecHandler::FindDecoder(XString(u"e.nosuchtype"), decoder, &none));
 }
 
 }  // namespace

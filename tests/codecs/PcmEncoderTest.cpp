@@ -73,7 +73,7 @@ TEST_F(PcmEncoderTest, SettingsConvertTheSamples) {
             std::vector<float>({32767 / 32768.f, -1.0f, 0.5f, 0.0f}));
 }
 
-TEST_F(PcmEncoderTest, TitleTagGoesIntoTheFileUnlessToldNotToAndBadRunsFail) {
+TEST_F(PcmEncoderTest, TitleTagGoesIntoTheFileUnlessToldNotToAndABadOutputFails) {
   TestAudio audio;
   audio.frames = 10;
   ASSERT_TRUE(audio.Write(folder / "in.wav"));
@@ -84,15 +84,10 @@ TEST_F(PcmEncoderTest, TitleTagGoesIntoTheFileUnlessToldNotToAndBadRunsFail) {
   EXPECT_EQ(title("out.wav"), "Song");
   Encode("wav", "bare.wav", "-notags -tag=Title=Song");
   EXPECT_EQ(title("bare.wav"), "");
-  // Bad settings and an output that can't be made fail the run.
-  for (auto [out, settings, error] :
-       {std::tuple{"out.wav", "-bits=12", "Error: Unknown encoder setting '"},
-        {"out.wav", "-float -bits=16", "Error: Unknown encoder setting '"},
-        {"/proc/out.wav", "", "Error: Unable to create file '"}}) {
-    RunResult r = Transmill("in.wav", out, std::string("-convert_to=wav ") + settings);
-    EXPECT_EQ(r.exitCode, 1) << settings;
-    EXPECT_EQ(r.err.rfind(error, 0), 0u) << settings << r.err;
-  }
+  // An output that can't be made fails the run.
+  RunResult r = Transmill("in.wav", "/proc/out.wav", "-convert_to=wav");
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_EQ(r.err.rfind("Error: Unable to create file '/proc/out.wav'", 0), 0u) << r.err;
 }
 
 }  // namespace
