@@ -217,7 +217,8 @@ TEST_F(CodecTablesTest, EncodersTakeOrRefuseSettingsAndSources) {
   }
 }
 
-// Each damaged, cut or mislabelled file fails the run with the file's name and the reason.
+// Each damaged, cut or mislabelled file fails the run with the file's name and the reason, and
+// leaves no output behind.
 TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
   struct Case {
     const char *codec, *file;
@@ -291,6 +292,7 @@ TEST_F(CodecTablesTest, DecodersRefuseDamagedFilesWithTheReason) {
       EXPECT_TRUE(opening) << r.err;
     else
       EXPECT_NE(r.err.find(c.error), std::string::npos) << c.file << ": " << r.err;
+    EXPECT_FALSE(folder.Has("out.wav")) << c.file;
   }
 }
 
