@@ -269,10 +269,6 @@ inline std::string ReadBytes(const std::string& path, size_t count = size_t(1) <
   return bytes;
 }
 
-inline std::vector<uint8_t> Bytes(const std::string& text) {
-  return std::vector<uint8_t>(text.begin(), text.end());
-}
-
 // A file's tags as mutagen sees them: values by key in file order, pictures in order.
 struct RefereePicture {
   int type;
@@ -307,7 +303,8 @@ inline Referee ReadWithMutagen(const std::string& path, const std::string& kind,
       referee.text[Unhex(a)].push_back(Unhex(b));
     } else if (tag == "P" && lines >> a >> b >> c) {
       std::string data = folder / ("pic" + std::to_string(referee.pictures.size() + 1));
-      referee.pictures.push_back({std::stoi(a), Unhex(b), c, Bytes(ReadBytes(data))});
+      std::string bytes = ReadBytes(data);
+      referee.pictures.push_back({std::stoi(a), Unhex(b), c, {bytes.begin(), bytes.end()}});
     }
   }
   return referee;

@@ -1,5 +1,5 @@
-// The WAV, AIFF and W64 encoder plug-ins through the transmill program: settings and round trips
-// judged by libsndfile, sox and ffprobe.
+// The WAV, AIFF and W64 encoder plug-ins through the transmill program: what their settings do
+// to the samples and the tags (their round trips are rows of the lossless table).
 #include "tests/codecs/CodecPlugins.h"
 
 namespace {
@@ -18,37 +18,6 @@ class PcmEncoderTest : public ConversionTest {
     ASSERT_EQ(r.exitCode, 0) << stem << " " << settings << r.err;
   }
 };
-
-TEST_F(PcmEncoderTest, EachTypeAndLayoutKeepsEverySample) {
-  struct Case {
-    const char* stem;
-    int format, channels;
-    int outFormat;  // as libsndfile reads the output
-  };
-  for (Case c :
-       {Case{"wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16},
-        {"aiff", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, SF_FORMAT_AIFF | SF_FORMAT_PCM_16},
-        {"w64", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, SF_FORMAT_W64 | SF_FORMAT_PCM_16},
-        {"wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 1, SF_FORMAT_WAVEX | SF_FORMAT_PCM_24},
-        {"wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 2, SF_FORMAT_WAVEX | SF_FORMAT_FLOAT},
-        {"wav", SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 6, SF_FORMAT_WAVEX | SF_FORMAT_PCM_16}}) {
-    TestAudio audio;
-    audio.format = c.format;
-    audio.channels = c.channels;
-    if (c.channels == 6)
-      audio.channelMap = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT,     SF_CHANNEL_MAP_CENTER,
-                          SF_CHANNEL_MAP_LFE,  SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_RIGHT};
-    ASSERT_TRUE(audio.Write(folder / "in.wav"));
-    std::string out = std::string("out.") + c.stem, label = out + " " + std::to_string(c.format);
-    Encode(c.stem, out);
-    EXPECT_EQ(SfFormat(folder / out), c.outFormat) << label;
-    std::string entries =
-        c.channels == 6 ? "channels,sample_rate,channel_layout" : "channels,sample_rate";
-    EXPECT_EQ(Probe(out, entries), Probe("in.wav", entries)) << label;
-    Sound back = ReadSound(folder / out);
-    EXPECT_TRUE(back.samples == ReadSound(folder / "in.wav").samples) << label;
-  }
-}
 
 TEST_F(PcmEncoderTest, SettingsConvertTheSamples) {
   TestAudio audio;
@@ -73,7 +42,7 @@ TEST_F(PcmEncoderTest, SettingsConvertTheSamples) {
             std::vector<float>({32767 / 32768.f, -1.0f, 0.5f, 0.0f}));
 }
 
-TEST_F(PcmEncoderTest, TitleTagGoesIntoTheFileUnlessToldNotToAndBadRunsFail) {
+TEST_F(PcmEncoderTest, TitleTagGoesIntoTheFileUnlessToldNotToAndABadOutputFails) {
   TestAudio audio;
   audio.frames = 10;
   ASSERT_TRUE(audio.Write(folder / "in.wav"));
@@ -84,15 +53,10 @@ TEST_F(PcmEncoderTest, TitleTagGoesIntoTheFileUnlessToldNotToAndBadRunsFail) {
   EXPECT_EQ(title("out.wav"), "Song");
   Encode("wav", "bare.wav", "-notags -tag=Title=Song");
   EXPECT_EQ(title("bare.wav"), "");
-  // Bad settings and an output that can't be made fail the run.
-  for (auto [out, settings, error] :
-       {std::tuple{"out.wav", "-bits=12", "Error: Unknown encoder setting '"},
-        {"out.wav", "-float -bits=16", "Error: Unknown encoder setting '"},
-        {"/proc/out.wav", "", "Error: Unable to create file '"}}) {
-    RunResult r = Transmill("in.wav", out, std::string("-convert_to=wav ") + settings);
-    EXPECT_EQ(r.exitCode, 1) << settings;
-    EXPECT_EQ(r.err.rfind(error, 0), 0u) << settings << r.err;
-  }
+  // An output that can't be made fails the run.
+  RunResult r = Transmill("in.wav", "/proc/out.wav", "-convert_to=wav");
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_EQ(r.err.rfind("Error: Unable to create file '/proc/out.wav'", 0), 0u) << r.err;
 }
 
 }  // namespace

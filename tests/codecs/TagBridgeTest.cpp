@@ -68,9 +68,6 @@ TEST(TagBridgeTest, BlockIsTheTagListBlockAndACutOneGivesTheItemsBeforeTheCut) {
   std::vector<uint8_t> ours = codec::MakeTagItemBlock(items);
   ASSERT_EQ(ours, std::vector<uint8_t>(engineBlock.data, engineBlock.data + engineBlock.size));
   EXPECT_EQ(codec::ReadTagItemBlock(engineBlock.data, engineBlock.size), items);
-  XTagList back;
-  back.FromBlock(ours.data(), int64_t(ours.size()));
-  EXPECT_EQ(ItemsOf(back), items);
   EXPECT_EQ(codec::MakeTagItemBlock({}), std::vector<uint8_t>(4, 0));
   // Each cut is read from a buffer of its exact size, so a read past it would show under a
   // memory checker; the items must be those the engine's reader finds.
@@ -81,8 +78,6 @@ TEST(TagBridgeTest, BlockIsTheTagListBlockAndACutOneGivesTheItemsBeforeTheCut) {
     engine.FromBlock(exact.get(), int64_t(size));
     ASSERT_EQ(codec::ReadTagItemBlock(exact.get(), uint32_t(size)), ItemsOf(engine)) << size;
   }
-  uint32_t secondRecord = 4 + uint32_t(ours[4]);
-  EXPECT_EQ(codec::ReadTagItemBlock(ours.data(), secondRecord + 8), TagItems{items[0]});
   EXPECT_TRUE(codec::ReadTagItemBlock(nullptr, 100).empty());
 }
 
@@ -194,7 +189,6 @@ TEST_P(TagBridgeFileTest, WrittenTagsAreReadBackByMutagenAndByTheBridge) {
   TagItems items = WrittenItems(cover, back);
   std::u16string error;
   ASSERT_TRUE(codec::WriteFileTags(path, items, &error)) << N(error);
-  EXPECT_TRUE(error.empty());
 
   Referee referee = ReadWithMutagen(path, format.ext, folder);
   EXPECT_EQ(referee.text, format.expected);

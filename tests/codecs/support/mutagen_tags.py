@@ -32,8 +32,8 @@ def id3(tags, pictures):
         if frame.FrameID == "APIC":
             pictures.append(frame)
             continue
-        key = frame.FrameID + (":" + frame.desc if frame.FrameID in ("COMM", "USLT", "TXXX") else "")
-        for value in [frame.text] if frame.FrameID == "USLT" else frame.text:
+        key = frame.FrameID + (":" + frame.desc if frame.FrameID in ("COMM", "TXXX") else "")
+        for value in frame.text:
             print("T", hexed(key), hexed(str(value)))
 
 
