@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 
 namespace {
@@ -22,4 +23,12 @@ TEST(XModulePathTest, MainModuleAndItsFolderAreThisTestProgram) {
   XString folder = ModuleFolder();
   EXPECT_EQ(folder.CharAt(XString::LastChar), u'/');
   EXPECT_EQ(folder + u"foundation_tests", path);
+}
+
+TEST(XModulePathTest, AnAddressInALoadedLibraryNamesThatLibrary) {
+  void* library = dlopen("libz.so.1", RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr);
+  const std::string path = ModulePath(dlsym(library, "zlibVersion")).ToUtf8String();
+  EXPECT_NE(path.find("/libz.so"), std::string::npos) << path;
+  dlclose(library);
 }

@@ -167,6 +167,12 @@ TEST(XPathTest, DeleteMoveAndCopyRules) {
   EXPECT_EQ(FailedWith(XPath::Copy(at("b"), at("ro"), false)), 0u);
   EXPECT_EQ(FailedWith(XPath::Copy(at("ro"), at("b"), true)), XErrFileExists);
   EXPECT_EQ(XPath::SizeOf(at("ro")), 3u);
+  // Onto another file system the file is copied and its source removed.
+  const std::string away = "/dev/shm/tvpath-" + std::to_string(getpid());
+  ASSERT_TRUE(XPath::Move(at("b"), X(away), false));
+  EXPECT_FALSE(dir.Has("b"));
+  EXPECT_EQ(XPath::SizeOf(X(away)), 3u);
+  std::filesystem::remove(away);
 }
 
 TEST(XPathTest, AHeldFileIsNotDeletedOrMovedAndMoveWithRetryWaitsForItsRelease) {

@@ -33,6 +33,11 @@ TEST(XTagListTest, AddingKeepsOrderDuplicatesAndCopiesOfTheBytes) {
   EXPECT_EQ(list.At(3).binary.data[0], 1);
   EXPECT_EQ(Describe(list),
             "Artist=A|Title=T|ARTIST=B|_crc=[3]|x=|x=|x=|Key=Value[3]|Key=Value[3]");
+  // The log form: a binary payload shows as its bytes in hexadecimal.
+  XTagList logged;
+  logged.Add(u"Title", u"T");
+  logged.AddData(u"_crc", "\x0A\xFF", 2);
+  EXPECT_EQ(U8(logged.ToText()), "Title: T\r\n_crc:   [DATA] 0A FF");
 }
 
 TEST(XTagListTest, LookUpsFoldAsciiCaseOnlyAndTakeTheFirstMatch) {
